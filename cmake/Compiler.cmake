@@ -1,0 +1,24 @@
+# One interface target that carries the flags of every target of ours.
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(velmaro_flags INTERFACE)
+target_compile_options(velmaro_flags INTERFACE
+  -Wall -Wextra -Wpedantic
+  # Fused multiply-add would change the last bit of results that are fixed to the bit.
+  -ffp-contract=off
+  $<$<BOOL:${VELMARO_WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(VELMARO_SANITIZE)
+  target_compile_options(velmaro_flags INTERFACE
+    -fsanitize=${VELMARO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  target_link_options(velmaro_flags INTERFACE -fsanitize=${VELMARO_SANITIZE})
+endif()
+
+# Hardening belongs to what users run; under the sanitizers fortified functions hide overflows.
+target_compile_options(velmaro_flags INTERFACE
+  $<$<CONFIG:Release>:-fstack-protector-strong -fstack-clash-protection -fcf-protection>)
+target_compile_definitions(velmaro_flags INTERFACE
+  $<$<CONFIG:Release>:_FORTIFY_SOURCE=2 _GLIBCXX_ASSERTIONS>)
+target_link_options(velmaro_flags INTERFACE
+  $<$<CONFIG:Release>:-Wl,-z,relro,-z,now,-z,noexecstack,--as-needed>)

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/Network.h"
+
+namespace velmaro::fakes {
+
+/// Records what is asked of it and changes state only when a test says so.
+class ScriptedConnection : public UDPConnection {
+public:
+    ScriptedConnection(std::string toHost, Port toPort) : host(std::move(toHost)), port(toPort) {}
+
+    void setStateUpdateHandler(StateUpdateHandler newHandler) override {
+        handler = std::move(newHandler);
+    }
+    void start(DispatchQueue& queue) override { startedOn = &queue; }
+    [[nodiscard]] State state() const override { return currentState; }
+    void send(std::span<const std::byte> content, const SendErrorHandler& onError) override {
+        sent.emplace_back(content.begin(), content.end());
+        errorHandlers.push_back(onError);
+    }
+    void cancel() override {
+        ++cancelCount;
+        currentState = State::cancelled;
+    }
+
+    void enter(State state, const std::optional<Error>& error = std::nullopt) {
+        currentState = state;
+        if (handler) {
+            handler(state, error);
+        }
+    }
+
+    std::string host;
+    Port port;
+    StateUpdateHandler handler;
+    DispatchQueue* startedOn = nullptr;
+    State currentState = State::setup;
+    std::vector<std::vector<std::byte>> sent;
+    std::vector<SendErrorHandler> errorHandlers;
+    int cancelCount = 0;
+};
+
+class ScriptedNetwork : public Network {
+public:
+    [[nodiscard]] std::optional<Port> makePort(std::uint16_t rawValue) const override {
+        if (refusedPort == rawValue) {
+            return std::nullopt;
+        }
+        return Port{rawValue};
+    }
+    std::shared_ptr<UDPConnection> makeUDPConnection(const std::string& host, Port port) override {
+        connections.push_back(std::make_shared<ScriptedConnection>(host, port));
+        return connections.back();
+    }
+
+    std::optional<std::uint16_t> refusedPort;
+    std::vector<std::shared_ptr<ScriptedConnection>> connections;
+};
+
+}  // namespace velmaro::fakes
