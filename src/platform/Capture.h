@@ -99,9 +99,11 @@ public:
     [[nodiscard]] virtual std::vector<std::shared_ptr<VideoDataOutput>> outputs() const = 0;
     virtual void removeInput(const std::shared_ptr<CaptureDeviceInput>& input) = 0;
     virtual void removeOutput(const std::shared_ptr<VideoDataOutput>& output) = 0;
-    [[nodiscard]] virtual bool canAddInput(const std::shared_ptr<CaptureDeviceInput>& input) const = 0;
+    [[nodiscard]] virtual bool canAddInput(
+        const std::shared_ptr<CaptureDeviceInput>& input) const = 0;
     virtual void addInput(const std::shared_ptr<CaptureDeviceInput>& input) = 0;
-    [[nodiscard]] virtual bool canAddOutput(const std::shared_ptr<VideoDataOutput>& output) const = 0;
+    [[nodiscard]] virtual bool canAddOutput(
+        const std::shared_ptr<VideoDataOutput>& output) const = 0;
     virtual void addOutput(const std::shared_ptr<VideoDataOutput>& output) = 0;
 };
 

@@ -39,8 +39,8 @@ public:
 class HeadphoneMotion {
 public:
     /// Exactly one of sample and error is set, or neither; a sample beside an error is possible.
-    using Handler =
-        std::function<void(const std::shared_ptr<const DeviceMotion>&, const std::optional<Error>&)>;
+    using Handler = std::function<void(const std::shared_ptr<const DeviceMotion>&,
+                                       const std::optional<Error>&)>;
 
     virtual ~HeadphoneMotion() = default;
 

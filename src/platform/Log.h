@@ -11,7 +11,8 @@ public:
     virtual ~Log() = default;
 
     /// Writes `text` and a newline to standard output, whole and at once. Any thread; lines of
-    /// different threads never mix. A failing output is ignored: tracking matters more than its log.
+    /// different threads never mix. A failing output is ignored: tracking matters more than its
+    /// log.
     virtual void line(std::string_view text) = 0;
 };
 

@@ -15,7 +15,8 @@ void NotificationCenter::post(const Notification& notification) {
     std::vector<Registration> matching;
     {
         const std::lock_guard lock(mutex_);
-        std::erase_if(registrations_, [](const Registration& each) { return each.observer.expired(); });
+        std::erase_if(registrations_,
+                      [](const Registration& each) { return each.observer.expired(); });
         for (const Registration& each : registrations_) {
             if (each.name == notification.name &&
                 (each.object == nullptr || each.object == notification.object)) {

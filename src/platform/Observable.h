@@ -106,8 +106,7 @@ public:
 
     /// The current version, without a copy. Any thread.
     [[nodiscard]] std::shared_ptr<const Value> snapshot() const
-        requires(!std::is_arithmetic_v<Value>)
-    {
+        requires(!std::is_arithmetic_v<Value>) {
         return value_.load();
     }
 

@@ -1,6 +1,6 @@
-#include "platform/NotificationCenter.h"
-
 #include <gtest/gtest.h>
+
+#include "platform/NotificationCenter.h"
 
 namespace velmaro {
 namespace {

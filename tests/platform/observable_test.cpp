@@ -1,9 +1,9 @@
 #include "platform/Observable.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace velmaro {
 namespace {
