@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace velmaro {
+
+/// How a program of ours ends.
+enum class ExitStatus {
+    success = 0,
+    /// No such source, no permission, an unreadable file.
+    couldNotRun = 1,
+    wrongUsage = 2,
+};
+
+/// The two programs that share one command line.
+enum class Program { window, terminal };
+
+/// What the command line asked for.
+struct Options {
+    bool listInputs = false;
+    /// An `InputSource::id`; absent means the first available source.
+    std::optional<std::string> input;
+    std::vector<std::string> cameraFiles;
+    bool once = false;
+    std::optional<std::string> motionFile;
+    bool demo = false;
+    std::string ipAddress = "127.0.0.1";
+    std::string port = "8000";
+    std::string oscMessage = "/ypr";
+    std::int64_t frameRate = 30;
+    bool tiltEnabled = true;
+    bool quaternionOutput = false;
+    bool start = false;
+    /// Seconds.
+    std::optional<double> duration;
+    bool statistics = false;
+};
+
+/// Reads the command line. Gives the exit status instead when the program has nothing more to do:
+/// help and version were printed to standard output, or what is wrong to standard error, in one
+/// line.
+[[nodiscard]] std::variant<Options, ExitStatus> parseCommandLine(Program program, int argc,
+                                                                 const char* const* argv);
+
+/// The name under which a program speaks on standard error.
+[[nodiscard]] const char* programName(Program program);
+
+}  // namespace velmaro

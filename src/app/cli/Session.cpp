@@ -1,0 +1,191 @@
+#include "app/cli/Session.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <string_view>
+#include <utility>
+
+namespace velmaro {
+namespace {
+
+void say(const std::string& text) {
+    std::cerr << programName(Program::terminal) + (": " + text + "\n");
+}
+
+LinuxPlatformOptions platformOptions(const Options& options) {
+    return {.cameraFiles = options.cameraFiles,
+            .demo = options.demo,
+            .once = options.once,
+            .motionFile = options.motionFile,
+            .logs = !options.listInputs};
+}
+
+/// Why `file` cannot be read; empty if it can.
+std::string unreadable(const std::string& file) {
+    std::error_code error;
+    if (std::filesystem::is_directory(file, error)) {
+        return "cannot read '" + file + "': it is a directory";
+    }
+    if (::access(file.c_str(), R_OK) != 0) {
+        return "cannot read '" + file + "': " + std::strerror(errno);
+    }
+    return "";
+}
+
+/// The status texts after which no frame will ever come.
+bool endsTracking(std::string_view status) {
+    return status.starts_with("❌ Erreur: ") || status.starts_with("Camera access denied");
+}
+
+}  // namespace
+
+Session::Session(Options options) : options_(std::move(options)), mainLoop_(MainLoop::create()) {
+    if (options_.statistics) {
+        statistics_ = std::make_shared<StatisticsReport>(telemetry_, mainLoop_->queue());
+    }
+}
+
+Session::~Session() {
+    status_.reset();
+    view_.reset();
+    if (platform_) {
+        platform_->shutDown();
+    }
+    mainLoop_->close();
+}
+
+ExitStatus Session::run() {
+    for (const std::string& file : options_.cameraFiles) {
+        if (const std::string reason = unreadable(file); !reason.empty()) {
+            say(reason);
+            return ExitStatus::couldNotRun;
+        }
+    }
+    platform_ =
+        std::make_unique<LinuxPlatform>(platformOptions(options_), mainLoop_->queue(), &telemetry_);
+    if (const auto& error = platform_->motionFileError()) {
+        say(error->description);
+        return ExitStatus::couldNotRun;
+    }
+    view_ = ContentView::create(platform_->doors());
+    view_->appear();
+    if (options_.listInputs) {
+        return listInputs();
+    }
+    if (!chooseInput()) {
+        return ExitStatus::couldNotRun;
+    }
+    applySettings();
+    sayWhatIsSent();
+    watch();
+    view_->toggleTracking();
+    mainLoop_->run();
+    return exitStatus_;
+}
+
+ExitStatus Session::listInputs() {
+    const std::vector<InputSource> inputs = view_->availableInputs();
+    for (const InputSource& input : inputs) {
+        std::cout << input.id() << '\t' << input.label() << '\n';
+    }
+    std::cout.flush();
+    if (inputs.empty()) {
+        say("no source is there: connect a camera or headphones, or try --demo");
+    }
+    return ExitStatus::success;
+}
+
+bool Session::chooseInput() {
+    if (options_.input) {
+        view_->select(*options_.input);
+    }
+    const std::optional<InputSource> input = view_->selectedInput();
+    if (!input && options_.input) {
+        say("there is no source '" + *options_.input + "': see --list-inputs");
+        return false;
+    }
+    if (!input) {
+        say("no source is there: connect a camera or headphones, or try --demo");
+        return false;
+    }
+    if (!input->isAirpods() && platform_->faceLandmarksError()) {
+        say(platform_->faceLandmarksError()->description);
+        return false;
+    }
+    return true;
+}
+
+void Session::applySettings() {
+    view_->oscManager.ipAddress = options_.ipAddress;
+    view_->oscManager.port = options_.port;
+    view_->oscManager.oscMessage = options_.oscMessage;
+    view_->oscManager.frameRate = options_.frameRate;
+    view_->tiltEnabled = options_.tiltEnabled;
+    view_->quaternionOutput = options_.quaternionOutput;
+}
+
+void Session::sayWhatIsSent() const {
+    const char* const values = options_.quaternionOutput ? "w x y z" : "pan tilt roll in degrees";
+    say("'" + view_->selectedInput()->label() + "' to " + options_.ipAddress + " port " +
+        options_.port + " as " + options_.oscMessage + " (" + values + "), at most " +
+        std::to_string(options_.frameRate) + " a second");
+    if (!options_.oscMessage.starts_with('/')) {
+        say("most receivers ignore an OSC address that does not begin with /");
+    }
+}
+
+void Session::watch() {
+    platform_->onRequest([this](Request request) { handle(request); });
+    platform_->onPlaybackEnded([this] { stop(ExitStatus::success); });
+    if (options_.duration) {
+        mainLoop_->queue().asyncAfter(std::chrono::duration<double>(*options_.duration),
+                                      [this] { stop(ExitStatus::success); });
+    }
+    status_ = view_->debugText.observe([this](const std::string& text) {
+        if (endsTracking(text)) {
+            say(text);
+            stop(ExitStatus::couldNotRun);
+        }
+    });
+    if (statistics_) {
+        statistics_->start();
+    }
+}
+
+void Session::handle(Request request) {
+    switch (request) {
+        case Request::stop:
+            stop(ExitStatus::success);
+            break;
+        case Request::setOffset:
+            view_->setOffset();
+            break;
+        case Request::resetOffset:
+            view_->resetOffset();
+            break;
+    }
+}
+
+void Session::stop(ExitStatus status) {
+    exitStatus_ = std::max(exitStatus_, status);
+    // Later, since it may be an observer that found the reason to stop.
+    mainLoop_->queue().async([this] {
+        if (!view_->isRunning.get()) {
+            return;
+        }
+        view_->toggleTracking();
+        // By way of the queue on which the sender's connection says goodbye, so that it can.
+        platform_->doors().dispatch.globalQueue(QualityOfService::standard).async([this] {
+            mainLoop_->stop();
+        });
+    });
+}
+
+}  // namespace velmaro

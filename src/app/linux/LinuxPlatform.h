@@ -1,0 +1,82 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Error.h"
+#include "platform/Platform.h"
+#include "platform/Telemetry.h"
+
+namespace velmaro {
+
+struct LinuxPlatformOptions {
+    /// Videos and pictures that play cameras, in the order in which they are listed.
+    std::vector<std::string> cameraFiles;
+    /// The built-in clip is listed as the first camera.
+    bool demo = false;
+    /// Files play once instead of looping.
+    bool once = false;
+    /// Recorded headphone motion to replay as connected headphones.
+    std::optional<std::string> motionFile;
+    /// False keeps standard output free of the log.
+    bool logs = true;
+};
+
+/// What a person or a script asks of a running program by a POSIX signal.
+enum class Request { stop, setOffset, resetOffset };
+
+/// The main thread's queue and loop for a program without a window.
+class MainLoop {
+public:
+    static std::unique_ptr<MainLoop> create();
+    virtual ~MainLoop() = default;
+
+    virtual DispatchQueue& queue() = 0;
+    /// Runs the queue's work on this thread until `stop`.
+    virtual void run() = 0;
+    /// Any thread; `run` returns after the work that is under way.
+    virtual void stop() = 0;
+    /// Destroys queued work without running it, and all that is queued later. Main thread, after
+    /// `run`.
+    virtual void close() = 0;
+};
+
+/// Assembles the doors' Linux side. Created and destroyed on the main thread; outlives the logic
+/// that is given its doors.
+class LinuxPlatform {
+public:
+    /// `mainQueue` runs on the main thread and outlives the platform; so does `telemetry`, which
+    /// may be null. What cannot be had is told by the members below; nothing is thrown.
+    LinuxPlatform(const LinuxPlatformOptions& options, DispatchQueue& mainQueue,
+                  Telemetry* telemetry);
+    ~LinuxPlatform();
+    LinuxPlatform(const LinuxPlatform&) = delete;
+    LinuxPlatform& operator=(const LinuxPlatform&) = delete;
+
+    [[nodiscard]] const Platform& doors() const;
+
+    /// Why faces cannot be found, if they cannot: every frame then passes unanalysed.
+    [[nodiscard]] const std::optional<Error>& faceLandmarksError() const;
+    /// Why the motion file cannot be replayed, if one was asked for and it cannot.
+    [[nodiscard]] const std::optional<Error>& motionFileError() const;
+
+    /// Calls `handler` on the main queue when a file that plays once has ended, its last frame
+    /// handled.
+    void onPlaybackEnded(std::function<void()> handler);
+
+    /// Ends the global queues: waits for running work, drops the rest. After it, close the main
+    /// queue, so that what its work still holds goes before the doors do.
+    void shutDown();
+
+    /// Calls `handler` on the main queue for each SIGINT, SIGTERM, SIGUSR1 and SIGUSR2.
+    void onRequest(std::function<void(Request)> handler);
+
+private:
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace velmaro

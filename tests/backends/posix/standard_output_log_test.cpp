@@ -1,0 +1,100 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <ctime>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "backends/posix/StandardOutputLog.h"
+#include "backends/posix/SystemClock.h"
+
+namespace velmaro {
+namespace {
+
+/// Standard output goes into a pipe while this lives.
+class RedirectedOutput {
+public:
+    RedirectedOutput() {
+        EXPECT_EQ(::pipe(pipe_.data()), 0);
+        ::fcntl(pipe_[1], F_SETPIPE_SZ, 1 << 20);
+        saved_ = ::dup(STDOUT_FILENO);
+        ::dup2(pipe_[1], STDOUT_FILENO);
+        ::close(pipe_[1]);
+    }
+    ~RedirectedOutput() {
+        ::dup2(saved_, STDOUT_FILENO);
+        ::close(saved_);
+        ::close(pipe_[0]);
+    }
+    RedirectedOutput(const RedirectedOutput&) = delete;
+    RedirectedOutput& operator=(const RedirectedOutput&) = delete;
+
+    /// What is in the pipe now.
+    std::string read() {
+        std::string text(1 << 20, '\0');
+        const ssize_t count = ::read(pipe_[0], text.data(), text.size());
+        text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+        return text;
+    }
+
+private:
+    std::array<int, 2> pipe_{};
+    int saved_ = -1;
+};
+
+TEST(StandardOutputLog, WritesALineAtOnce) {
+    RedirectedOutput output;
+    StandardOutputLog log;
+    log.line("✅ Video output added");
+    EXPECT_EQ(output.read(), "✅ Video output added\n");
+    log.line("");
+    EXPECT_EQ(output.read(), "\n");
+}
+
+TEST(StandardOutputLog, LinesOfDifferentThreadsNeverMix) {
+    std::string text;
+    {
+        RedirectedOutput output;
+        StandardOutputLog log;
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 4; ++thread) {
+            threads.emplace_back([&log, thread] {
+                for (int count = 0; count < 200; ++count) {
+                    log.line(std::string(100, static_cast<char>('a' + thread)));
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        text = output.read();
+    }
+    std::istringstream lines(text);
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_EQ(line.size(), 100U);
+        EXPECT_EQ(std::set<char>(line.begin(), line.end()).size(), 1U);
+    }
+    EXPECT_EQ(count, 800);
+}
+
+TEST(SilentLog, WritesNothing) {
+    RedirectedOutput output;
+    SilentLog log;
+    log.line("unheard");
+    StandardOutputLog().line("heard");
+    EXPECT_EQ(output.read(), "heard\n");
+}
+
+TEST(SystemClock, TellsSecondsSince1970) {
+    const WallTime now = SystemClock().now();
+    EXPECT_NEAR(now, static_cast<double>(::time(nullptr)), 2.0);
+}
+
+}  // namespace
+}  // namespace velmaro
