@@ -1,0 +1,140 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <variant>
+#include <vector>
+
+#include "app/CommandLine.h"
+
+namespace velmaro {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::internal::CaptureStderr;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStderr;
+using testing::internal::GetCapturedStdout;
+
+std::variant<Options, ExitStatus> parse(std::vector<const char*> arguments,
+                                        Program program = Program::terminal) {
+    arguments.insert(arguments.begin(), "velmaro-cli");
+    return parseCommandLine(program, static_cast<int>(arguments.size()), arguments.data());
+}
+
+Options parsed(const std::vector<const char*>& arguments) {
+    const auto result = parse(arguments);
+    EXPECT_TRUE(std::holds_alternative<Options>(result));
+    return std::holds_alternative<Options>(result) ? std::get<Options>(result) : Options{};
+}
+
+/// What a wrong command line prints, after checking that it is one line and ends with status 2.
+std::string complaint(const std::vector<const char*>& arguments) {
+    CaptureStderr();
+    CaptureStdout();
+    const auto result = parse(arguments);
+    EXPECT_EQ(GetCapturedStdout(), "");
+    std::string text = GetCapturedStderr();
+    EXPECT_TRUE(std::holds_alternative<ExitStatus>(result)) << text;
+    if (std::holds_alternative<ExitStatus>(result)) {
+        EXPECT_EQ(std::get<ExitStatus>(result), ExitStatus::wrongUsage);
+    }
+    EXPECT_TRUE(text.starts_with("velmaro-cli: ")) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    return text;
+}
+
+TEST(CommandLine, HasTheDefaultsOfTheSender) {
+    const Options options = parsed({});
+    EXPECT_EQ(options.ipAddress, "127.0.0.1");
+    EXPECT_EQ(options.port, "8000");
+    EXPECT_EQ(options.oscMessage, "/ypr");
+    EXPECT_EQ(options.frameRate, 30);
+    EXPECT_TRUE(options.tiltEnabled);
+    EXPECT_FALSE(options.quaternionOutput);
+    EXPECT_FALSE(options.input);
+    EXPECT_FALSE(options.duration);
+    EXPECT_FALSE(options.once);
+    EXPECT_FALSE(options.demo);
+    EXPECT_FALSE(options.listInputs);
+    EXPECT_FALSE(options.statistics);
+    EXPECT_FALSE(options.motionFile);
+}
+
+TEST(CommandLine, ReadsEveryOption) {
+    const Options options = parsed(
+        {"--input",      "camera_x",      "--camera-file", "a.mp4",  "--camera-file", "b.png",
+         "--once",       "--motion-file", "m.txt",         "--demo", "--ip",          "::1",
+         "--port",       "9000",          "--osc",         "/a/b",   "--rate",        "60",
+         "--no-tilt",    "--quaternion",  "--duration",    "1.5",    "--stats",       "--start",
+         "--list-inputs"});
+    EXPECT_EQ(options.input, "camera_x");
+    EXPECT_THAT(options.cameraFiles, ElementsAre("a.mp4", "b.png"));
+    EXPECT_TRUE(options.once);
+    EXPECT_EQ(options.motionFile, "m.txt");
+    EXPECT_TRUE(options.demo);
+    EXPECT_EQ(options.ipAddress, "::1");
+    EXPECT_EQ(options.port, "9000");
+    EXPECT_EQ(options.oscMessage, "/a/b");
+    EXPECT_EQ(options.frameRate, 60);
+    EXPECT_FALSE(options.tiltEnabled);
+    EXPECT_TRUE(options.quaternionOutput);
+    EXPECT_EQ(options.duration, 1.5);
+    EXPECT_TRUE(options.statistics);
+    EXPECT_TRUE(options.start);
+    EXPECT_TRUE(options.listInputs);
+}
+
+TEST(CommandLine, KeepsThePortAsItWasWritten) {
+    EXPECT_EQ(parsed({"--port=+8000"}).port, "+8000");
+    EXPECT_EQ(parsed({"--port=08000"}).port, "08000");
+    EXPECT_EQ(parsed({"--port=-0"}).port, "-0");
+}
+
+TEST(CommandLine, SaysWhatIsWrongInOneLine) {
+    EXPECT_THAT(complaint({"--port", "80a0"}), AllOf(HasSubstr("80a0"), HasSubstr("65535")));
+    EXPECT_THAT(complaint({"--port", "65536"}), HasSubstr("65536"));
+    EXPECT_THAT(complaint({"--osc", "/é"}), HasSubstr("ASCII"));
+    EXPECT_THAT(complaint({"--rate", "0"}), HasSubstr("1 or more"));
+    EXPECT_THAT(complaint({"--rate", "fast"}), HasSubstr("fast"));
+    EXPECT_THAT(complaint({"--duration", "0"}), HasSubstr("seconds"));
+    EXPECT_THAT(complaint({"--duration", "nan"}), HasSubstr("seconds"));
+    EXPECT_THAT(complaint({"--ip", ""}), HasSubstr("address"));
+    EXPECT_THAT(complaint({"--nonsense"}), HasSubstr("--nonsense"));
+    EXPECT_THAT(complaint({"stray"}), HasSubstr("stray"));
+    EXPECT_THAT(complaint({"--port"}), HasSubstr("--port"));
+    EXPECT_THAT(complaint({"--camera-file"}), HasSubstr("--camera-file"));
+    EXPECT_THAT(complaint({"--camera-file", "a", "b"}), HasSubstr("b"));
+}
+
+TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
+    CaptureStdout();
+    auto result = parse({"--version"});
+    EXPECT_THAT(GetCapturedStdout(),
+                testing::MatchesRegex("velmaro-cli [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    ASSERT_TRUE(std::holds_alternative<ExitStatus>(result));
+    EXPECT_EQ(std::get<ExitStatus>(result), ExitStatus::success);
+
+    CaptureStdout();
+    result = parse({"--help"});
+    const std::string help = GetCapturedStdout();
+    for (const char* const option :
+         {"--list-inputs", "--input", "--camera-file", "--once", "--motion-file", "--demo", "--ip",
+          "--port", "--osc", "--rate", "--no-tilt", "--quaternion", "--start", "--duration",
+          "--stats", "--version", "--help", "SIGUSR1"}) {
+        EXPECT_THAT(help, HasSubstr(option));
+    }
+    ASSERT_TRUE(std::holds_alternative<ExitStatus>(result));
+    EXPECT_EQ(std::get<ExitStatus>(result), ExitStatus::success);
+}
+
+TEST(CommandLine, DurationAndStatisticsAreForTheTerminalOnly) {
+    CaptureStderr();
+    const auto result = parse({"--duration", "1"}, Program::window);
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr("velmaro: "));
+    EXPECT_TRUE(std::holds_alternative<ExitStatus>(result));
+}
+
+}  // namespace
+}  // namespace velmaro
