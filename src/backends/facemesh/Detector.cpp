@@ -1,0 +1,162 @@
+#include "backends/facemesh/Detector.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "backends/facemesh/ModelError.h"
+
+// The network's layout is that of its published description: see the BlazeFace paper and the
+// model card "MediaPipe BlazeFace Short Range".
+
+namespace velmaro::facemesh {
+namespace {
+
+constexpr std::size_t side = 128;
+constexpr std::size_t anchorCount = 896;
+/// Centre x, y, width, height, then x and y of six points, the two eyes first; in cells.
+constexpr std::size_t valuesPerAnchor = 16;
+/// Boxes that overlap more than this, as intersection over union, are the same face.
+constexpr float sameFaceOverlap = 0.3F;
+constexpr int maximumParts = 6;
+
+/// The centres of the anchors in cells: two a place on a grid of 16, six on a grid of 8.
+std::vector<PixelPoint> makeAnchors() {
+    std::vector<PixelPoint> anchors;
+    const auto grid = [&anchors](int places, int perPlace) {
+        const float step = static_cast<float>(side) / static_cast<float>(places);
+        for (int place = 0; place < places * places; ++place) {
+            const PixelPoint centre = {(static_cast<float>(place % places) + 0.5F) * step,
+                                       (static_cast<float>(place / places) + 0.5F) * step};
+            anchors.insert(anchors.end(), static_cast<std::size_t>(perPlace), centre);
+        }
+    };
+    grid(16, 2);
+    grid(8, 6);
+    return anchors;
+}
+
+float overlap(const Detection& a, const Detection& b) {
+    const float width = std::min(a.centre.x + a.width / 2, b.centre.x + b.width / 2) -
+                        std::max(a.centre.x - a.width / 2, b.centre.x - b.width / 2);
+    const float height = std::min(a.centre.y + a.height / 2, b.centre.y + b.height / 2) -
+                         std::max(a.centre.y - a.height / 2, b.centre.y - b.height / 2);
+    if (width <= 0 || height <= 0) {
+        return 0;
+    }
+    const float both = width * height;
+    return both / (a.width * a.height + b.width * b.height - both);
+}
+
+void add(PixelPoint& sum, const PixelPoint& point, float weight) {
+    sum.x += weight * point.x;
+    sum.y += weight * point.y;
+}
+
+PixelPoint operator/(const PixelPoint& point, float by) {
+    return {point.x / by, point.y / by};
+}
+
+}  // namespace
+
+Detector::Detector(Model model)
+    : network_(std::move(model)), letterbox_(side), anchors_(makeAnchors()) {
+    const Model& loaded = network_.model();
+    if (loaded.tensors[loaded.inputs[0]].shape != Shape{1, side, side, 3} ||
+        loaded.outputs.size() != 2 ||
+        loaded.tensors[loaded.outputs[0]].shape != Shape{1, anchorCount, valuesPerAnchor} ||
+        loaded.tensors[loaded.outputs[1]].shape != Shape{1, anchorCount, 1}) {
+        throw ModelError("not the face detector that this program knows");
+    }
+    candidates_.reserve((1 + maximumParts) * anchorCount);
+    merged_.reserve(candidates_.capacity());
+}
+
+std::span<const Detection> Detector::detect(const ImageView& image) {
+    candidates_.clear();
+    search(image, {0, 0, image.width, image.height});
+    if (candidates_.empty()) {
+        searchParts(image);
+    }
+    merge();
+    return merged_;
+}
+
+void Detector::searchParts(const ImageView& image) {
+    const int length = std::max(image.width, image.height);
+    const int part = std::min(image.width, image.height);
+    const int rest = length - part;
+    if (rest == 0) {
+        return;
+    }
+    // Overlapping by half at least, so that a face on a border is whole in one of them.
+    const int steps = std::min((2 * rest + part - 1) / part, maximumParts - 1);
+    for (int i = 0; i <= steps; ++i) {
+        const auto offset = static_cast<int>(static_cast<std::int64_t>(rest) * i / steps);
+        const bool wide = image.width > image.height;
+        search(image, {wide ? offset : 0, wide ? 0 : offset, part, part});
+    }
+}
+
+void Detector::search(const ImageView& image, const Region& region) {
+    const Letterbox::Placement placement = letterbox_.fill(image, region, network_.input());
+    if (!network_.run()) {
+        return;
+    }
+    const std::span<const float> values = network_.output(0);
+    const std::span<const float> logits = network_.output(1);
+    const auto scale = static_cast<float>(placement.pixelsPerCell);
+    for (std::size_t i = 0; i < anchorCount; ++i) {
+        // The logistic function is at least one half from zero on; the infinite is not a face.
+        if (!(logits[i] >= 0) || std::isinf(logits[i])) {
+            continue;
+        }
+        const float* value = values.data() + i * valuesPerAnchor;
+        const auto point = [&](std::size_t at) {
+            return PixelPoint{
+                static_cast<float>(placement.originX) + (anchors_[i].x + value[at]) * scale,
+                static_cast<float>(placement.originY) + (anchors_[i].y + value[at + 1]) * scale};
+        };
+        const Detection detection = {1 / (1 + std::exp(-logits[i])),
+                                     point(0),
+                                     value[2] * scale,
+                                     value[3] * scale,
+                                     point(4),
+                                     point(6)};
+        if (detection.width > 0 && detection.height > 0) {
+            candidates_.push_back(detection);
+        }
+    }
+}
+
+/// Non-maximum suppression that blends what it suppresses: the mean of the boxes of one face,
+/// weighted by score, jitters less than the best one alone.
+void Detector::merge() {
+    merged_.clear();
+    std::ranges::sort(candidates_, std::ranges::greater(), &Detection::score);
+    while (!candidates_.empty()) {
+        const Detection best = candidates_.front();
+        Detection sum;
+        float weights = 0;
+        std::size_t kept = 0;
+        for (const Detection& candidate : candidates_) {
+            if (&candidate != &candidates_.front() &&
+                !(overlap(best, candidate) > sameFaceOverlap)) {
+                candidates_[kept++] = candidate;
+                continue;
+            }
+            const float weight = candidate.score;
+            weights += weight;
+            add(sum.centre, candidate.centre, weight);
+            sum.width += weight * candidate.width;
+            sum.height += weight * candidate.height;
+            add(sum.leftEye, candidate.leftEye, weight);
+            add(sum.rightEye, candidate.rightEye, weight);
+        }
+        merged_.push_back({best.score, sum.centre / weights, sum.width / weights,
+                           sum.height / weights, sum.leftEye / weights, sum.rightEye / weights});
+        candidates_.resize(kept);
+    }
+}
+
+}  // namespace velmaro::facemesh

@@ -1,0 +1,46 @@
+#include "backends/facemesh/FaceAnalyzer.h"
+
+#include "backends/facemesh/CanonicalFace.h"
+#include "backends/facemesh/Model.h"
+#include "backends/facemesh/ModelStore.h"
+
+namespace velmaro::facemesh {
+namespace {
+
+/// Below this the detector's box may be so far off that the landmarks are as well. A second look,
+/// at where the first found the face, mends it.
+constexpr float certainScore = 0.75F;
+
+}  // namespace
+
+FaceAnalyzer::FaceAnalyzer(const std::filesystem::path& models)
+    : detector_(readModel(loadModelFile(models, detectorFile))),
+      landmarkFinder_(readModel(loadModelFile(models, landmarkFile))),
+      poseEstimator_(readCanonicalFace(loadModelFile(models, canonicalFaceFile))) {
+    faces_.reserve(maximumFaces);
+}
+
+std::span<const Face> FaceAnalyzer::analyze(const ImageView& image) {
+    faces_.clear();
+    for (const Detection& detection : detector_.detect(image)) {
+        if (faces_.size() == maximumFaces) {
+            break;
+        }
+        Face& face = faces_.emplace_back();
+        face.score = detection.score;
+        face.presence = landmarkFinder_.find(image, squareAround(detection), face.points);
+        if (face.score < certainScore && face.presence >= minimumPresence) {
+            const TurnedSquare square = squareAround(face.points);
+            face.presence = landmarkFinder_.find(image, square, face.points);
+        }
+        // Written so that a presence that is not a number is refused.
+        if (!(face.presence >= minimumPresence)) {
+            faces_.pop_back();
+            continue;
+        }
+        face.pose = poseEstimator_.estimate(face.points);
+    }
+    return faces_;
+}
+
+}  // namespace velmaro::facemesh

@@ -1,0 +1,67 @@
+#include "backends/facemesh/LandmarkFinder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "backends/facemesh/ModelError.h"
+
+namespace velmaro::facemesh {
+namespace {
+
+constexpr std::size_t cells = 192;
+/// How much larger than the face the network expects its square.
+constexpr float margin = 1.5F;
+/// The outer corners of the eyes, on the picture's left and on its right.
+constexpr std::size_t leftEyeCorner = 33;
+constexpr std::size_t rightEyeCorner = 263;
+
+PixelPoint direction(float x, float y) {
+    const float length = std::hypot(x, y);
+    return length > 0 ? PixelPoint{x / length, y / length} : PixelPoint{1, 0};
+}
+
+}  // namespace
+
+TurnedSquare squareAround(const Detection& detection) {
+    return {detection.centre, margin * std::max(detection.width, detection.height),
+            direction(detection.rightEye.x - detection.leftEye.x,
+                      detection.rightEye.y - detection.leftEye.y)};
+}
+
+TurnedSquare squareAround(const FacePoints& points) {
+    const auto [left, right] = std::ranges::minmax(points, {}, &FacePoint::x);
+    const auto [top, bottom] = std::ranges::minmax(points, {}, &FacePoint::y);
+    const FacePoint& from = points[leftEyeCorner];
+    const FacePoint& to = points[rightEyeCorner];
+    return {{(left.x + right.x) / 2, (top.y + bottom.y) / 2},
+            margin * std::max(right.x - left.x, bottom.y - top.y),
+            direction(to.x - from.x, to.y - from.y)};
+}
+
+LandmarkFinder::LandmarkFinder(Model model) : network_(std::move(model)) {
+    const Model& loaded = network_.model();
+    if (loaded.tensors[loaded.inputs[0]].shape != Shape{1, cells, cells, 3} ||
+        loaded.outputs.size() != 2 ||
+        loaded.tensors[loaded.outputs[0]].shape != Shape{1, 1, 1, 3 * facePointCount} ||
+        loaded.tensors[loaded.outputs[1]].shape != Shape{1, 1, 1, 1}) {
+        throw ModelError("not the landmark model that this program knows");
+    }
+}
+
+float LandmarkFinder::find(const ImageView& image, const TurnedSquare& square, FacePoints& points) {
+    warp(image, square, cells, network_.input());
+    if (!network_.run()) {
+        return 0;
+    }
+    const std::span<const float> values = network_.output(0);
+    const float scale = 1.0F / static_cast<float>(cells);
+    for (std::size_t i = 0; i < facePointCount; ++i) {
+        const float* value = values.data() + 3 * i;
+        const PixelPoint at = square.toImage(value[0] * scale, value[1] * scale);
+        points[i] = {at.x, at.y, value[2] * scale * square.side};
+    }
+    return 1 / (1 + std::exp(-network_.output(1)[0]));
+}
+
+}  // namespace velmaro::facemesh

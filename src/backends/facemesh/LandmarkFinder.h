@@ -1,0 +1,32 @@
+#pragma once
+
+#include "backends/facemesh/Detector.h"
+#include "backends/facemesh/FacePoints.h"
+#include "backends/facemesh/Network.h"
+#include "backends/facemesh/Warp.h"
+
+namespace velmaro::facemesh {
+
+/// Where the landmark network shall look: around a detected face, upright by its eyes.
+[[nodiscard]] TurnedSquare squareAround(const Detection& detection);
+
+/// The same around landmarks that were found already.
+[[nodiscard]] TurnedSquare squareAround(const FacePoints& points);
+
+/// Finds the points of one face with the Face Landmark network. One thread at a time.
+class LandmarkFinder {
+public:
+    /// Throws ModelError when the model is not a face landmark one of 468 points.
+    explicit LandmarkFinder(Model model);
+
+    /// Writes the points and returns how likely the square shows a face, 0 to 1.
+    float find(const ImageView& image, const TurnedSquare& square, FacePoints& points);
+
+    /// The network alone, for measuring.
+    [[nodiscard]] Network& network() { return network_; }
+
+private:
+    Network network_;
+};
+
+}  // namespace velmaro::facemesh

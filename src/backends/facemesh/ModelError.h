@@ -1,0 +1,14 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace velmaro::facemesh {
+
+/// A model file that cannot be used: damaged, or made of what this program does not know. Thrown
+/// while loading only and never leaves this folder.
+class ModelError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace velmaro::facemesh

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+namespace velmaro::facemesh {
+
+inline constexpr std::string_view detectorFile = "face_detection_short_range.tflite";
+inline constexpr std::string_view landmarkFile = "face_landmark.tflite";
+inline constexpr std::string_view canonicalFaceFile =
+    "geometry_pipeline_metadata_landmarks.binarypb";
+
+/// Reads one of the files above whole and compares its checksum. Throws ModelError, which says how
+/// to mend it, when the file is missing, unreadable or altered.
+[[nodiscard]] std::vector<std::byte> loadModelFile(const std::filesystem::path& models,
+                                                   std::string_view name);
+
+}  // namespace velmaro::facemesh
