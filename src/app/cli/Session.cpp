@@ -69,7 +69,7 @@ ExitStatus Session::run() {
         }
     }
     platform_ =
-        std::make_unique<LinuxPlatform>(platformOptions(options_), mainLoop_->queue(), &telemetry_);
+        std::make_unique<LinuxPlatform>(platformOptions(options_), mainLoop_->queue(), telemetry_);
     if (const auto& error = platform_->motionFileError()) {
         say(error->description);
         return ExitStatus::couldNotRun;

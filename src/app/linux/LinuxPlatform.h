@@ -48,10 +48,10 @@ public:
 /// that is given its doors.
 class LinuxPlatform {
 public:
-    /// `mainQueue` runs on the main thread and outlives the platform; so does `telemetry`, which
-    /// may be null. What cannot be had is told by the members below; nothing is thrown.
+    /// `mainQueue` runs on the main thread; it and `telemetry` outlive the platform. What cannot be
+    /// had is told by the members below.
     LinuxPlatform(const LinuxPlatformOptions& options, DispatchQueue& mainQueue,
-                  Telemetry* telemetry);
+                  Telemetry& telemetry);
     ~LinuxPlatform();
     LinuxPlatform(const LinuxPlatform&) = delete;
     LinuxPlatform& operator=(const LinuxPlatform&) = delete;

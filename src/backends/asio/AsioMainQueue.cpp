@@ -7,25 +7,38 @@
 
 namespace velmaro {
 
-AsioMainQueue::AsioMainQueue() : loop_(std::make_unique<EventLoop>(EventLoop::Threads::one)) {}
+AsioMainQueue::AsioMainQueue() : loop_(std::make_shared<EventLoop>(EventLoop::Threads::one)) {}
 AsioMainQueue::~AsioMainQueue() = default;
 
 void AsioMainQueue::run() {
     assert(isCurrent());
-    loop_->run();
-    loop_->rearm();
+    if (const auto loop = std::atomic_load(&loop_)) {
+        loop->run();
+        loop->rearm();
+    }
 }
 
 void AsioMainQueue::stop() {
-    loop_->stop();
+    if (const auto loop = std::atomic_load(&loop_)) {
+        loop->stop();
+    }
+}
+
+void AsioMainQueue::close() {
+    assert(isCurrent());
+    std::atomic_exchange(&loop_, std::shared_ptr<EventLoop>());
 }
 
 void AsioMainQueue::async(Work work) {
-    loop_->post(std::move(work));
+    if (const auto loop = std::atomic_load(&loop_)) {
+        loop->post(std::move(work));
+    }
 }
 
 void AsioMainQueue::asyncAfter(std::chrono::duration<double> delay, Work work) {
-    loop_->postAfter(delay, std::move(work));
+    if (const auto loop = std::atomic_load(&loop_)) {
+        loop->postAfter(delay, std::move(work));
+    }
 }
 
 bool AsioMainQueue::isCurrent() const {

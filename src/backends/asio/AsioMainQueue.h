@@ -23,6 +23,10 @@ public:
     /// once. Any thread.
     void stop();
 
+    /// Destroys queued work without running it, and all that is queued later: for the end of the
+    /// program, while what the work refers to still exists. Main thread, outside `run`.
+    void close();
+
     void async(Work work) override;
     void asyncAfter(std::chrono::duration<double> delay, Work work) override;
 
@@ -32,7 +36,8 @@ public:
 
 private:
     const std::thread::id mainThread_ = std::this_thread::get_id();
-    const std::unique_ptr<EventLoop> loop_;
+    /// Null once closed. Touched only through std::atomic_load and its kin.
+    std::shared_ptr<EventLoop> loop_;
 };
 
 }  // namespace velmaro

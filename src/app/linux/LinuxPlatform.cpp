@@ -1,0 +1,136 @@
+#include "app/linux/LinuxPlatform.h"
+
+#include <csignal>
+#include <utility>
+#include <variant>
+
+#include "app/linux/Resources.h"
+#include "backends/asio/AsioDispatch.h"
+#include "backends/asio/AsioNetwork.h"
+#include "backends/asio/SignalListener.h"
+#include "backends/facemesh/FaceMesh.h"
+#include "backends/gstreamer/GStreamerCapture.h"
+#include "backends/posix/StandardOutputLog.h"
+#include "backends/posix/SystemClock.h"
+#include "backends/replay/NoHeadphoneMotion.h"
+#include "backends/xdg/SettingsStore.h"
+
+namespace velmaro {
+namespace {
+
+/// Stands in where the models are missing, so that headphones still work.
+class NoFaceLandmarks final : public FaceLandmarks {
+public:
+    bool perform(const std::shared_ptr<const PixelBuffer>&, const Completion&) override {
+        return false;
+    }
+};
+
+std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& options) {
+    std::vector<gstreamer::FileCamera> cameras;
+    if (options.demo) {
+        cameras.push_back({resource("demo/demo.webm"), "demo", "Demonstration"});
+    }
+    for (const std::string& file : options.cameraFiles) {
+        cameras.push_back(gstreamer::FileCamera::fromPath(file));
+    }
+    return cameras;
+}
+
+std::unique_ptr<Log> makeLog(bool logs) {
+    if (logs) {
+        return std::make_unique<StandardOutputLog>();
+    }
+    return std::make_unique<SilentLog>();
+}
+
+Request requestOf(int signal) {
+    switch (signal) {
+        case SIGUSR1:
+            return Request::setOffset;
+        case SIGUSR2:
+            return Request::resetOffset;
+        default:
+            return Request::stop;
+    }
+}
+
+}  // namespace
+
+/// In the order of construction; what comes later may use what comes earlier.
+struct LinuxPlatform::Parts {
+    Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
+        : log(makeLog(options.logs)),
+          dispatch(std::make_unique<AsioDispatch>(mainQueue)),
+          network(&telemetry),
+          capture(*dispatch, notificationCenter, telemetry,
+                  {.files = fileCameras(options),
+                   .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
+                   .playbackEnded =
+                       [this] {
+                           if (playbackEnded) {
+                               playbackEnded();
+                           }
+                       }}),
+          faceLandmarks(makeFaceLandmarks(telemetry)),
+          doors{*dispatch,       notificationCenter, capture, *faceLandmarks, headphoneMotion,
+                network,         userDefaults,       clock,   *log} {}
+
+    std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry) {
+        auto made = FaceMesh::create(resource("models"), &telemetry);
+        if (const auto* error = std::get_if<Error>(&made)) {
+            faceLandmarksError = *error;
+            return std::make_unique<NoFaceLandmarks>();
+        }
+        return std::get<std::unique_ptr<FaceMesh>>(std::move(made));
+    }
+
+    std::function<void()> playbackEnded;
+    std::optional<Error> faceLandmarksError;
+    std::optional<Error> motionFileError;
+
+    const std::unique_ptr<Log> log;
+    SystemClock clock;
+    NotificationCenter notificationCenter;
+    SettingsStore userDefaults;
+    NoHeadphoneMotion headphoneMotion;
+    std::unique_ptr<AsioDispatch> dispatch;
+    AsioNetwork network;
+    gstreamer::GStreamerCapture capture;
+    const std::unique_ptr<FaceLandmarks> faceLandmarks;
+    Platform doors;
+    std::unique_ptr<SignalListener> signals;
+};
+
+LinuxPlatform::LinuxPlatform(const LinuxPlatformOptions& options, DispatchQueue& mainQueue,
+                             Telemetry& telemetry)
+    : parts_(std::make_unique<Parts>(options, mainQueue, telemetry)) {}
+
+LinuxPlatform::~LinuxPlatform() = default;
+
+const Platform& LinuxPlatform::doors() const { return parts_->doors; }
+
+const std::optional<Error>& LinuxPlatform::faceLandmarksError() const {
+    return parts_->faceLandmarksError;
+}
+
+const std::optional<Error>& LinuxPlatform::motionFileError() const {
+    return parts_->motionFileError;
+}
+
+void LinuxPlatform::onPlaybackEnded(std::function<void()> handler) {
+    parts_->playbackEnded = std::move(handler);
+}
+
+void LinuxPlatform::shutDown() {
+    parts_->signals.reset();
+    parts_->dispatch.reset();
+}
+
+void LinuxPlatform::onRequest(std::function<void(Request)> handler) {
+    parts_->signals = std::make_unique<SignalListener>(
+        parts_->doors.dispatch.mainQueue(), std::initializer_list<int>{SIGINT, SIGTERM, SIGUSR1, SIGUSR2},
+        [handler = std::move(handler)](int signal) { handler(requestOf(signal)); });
+}
+
+}  // namespace velmaro

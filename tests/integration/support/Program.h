@@ -1,0 +1,73 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace velmaro::integration {
+
+/// An empty folder that goes when this does.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+    /// Writes a file into it and returns its path.
+    [[nodiscard]] std::string write(const std::string& name, const std::string& content) const;
+
+private:
+    std::filesystem::path path_;
+};
+
+/// The built program without a window, in a process of its own with a settings folder of its own.
+class Program {
+public:
+    using Environment = std::map<std::string, std::string>;
+
+    /// Starts it. Variables are added to this process's.
+    explicit Program(const std::vector<std::string>& arguments, const Environment& variables = {});
+    /// Kills it if it still runs.
+    ~Program();
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    void signal(int number) const;
+
+    /// Waits for the end and returns the exit status, minus the signal's number if one ended it, or
+    /// -1000 if it was still running after `timeout`.
+    int wait(std::chrono::milliseconds timeout = std::chrono::seconds(60));
+
+    /// What it has written so far.
+    [[nodiscard]] std::string output() const;
+    [[nodiscard]] std::string errors() const;
+    [[nodiscard]] std::vector<std::string> outputLines() const;
+
+    /// Waits until the standard output holds `text`; false after 20 s or at its end.
+    [[nodiscard]] bool waitForOutput(const std::string& text);
+
+    [[nodiscard]] pid_t pid() const { return pid_; }
+
+private:
+    TemporaryFolder folder_;
+    pid_t pid_ = -1;
+    int status_ = 0;
+    bool ended_ = false;
+};
+
+/// Starts it, waits and returns the status; for what ends by itself.
+struct Finished {
+    int status = 0;
+    std::string output;
+    std::string errors;
+};
+Finished runProgram(const std::vector<std::string>& arguments,
+                    const Program::Environment& variables = {});
+
+}  // namespace velmaro::integration
