@@ -1,0 +1,64 @@
+#pragma once
+
+#include <gst/app/gstappsink.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "backends/gstreamer/FrameMailbox.h"
+#include "backends/gstreamer/Handles.h"
+#include "backends/gstreamer/VideoOutput.h"
+
+namespace velmaro::gstreamer {
+
+/// Where a pipeline's frames go: the mailbox and who is woken to empty it.
+class FrameReceiver {
+public:
+    FrameReceiver(std::shared_ptr<FrameMailbox> mailbox, std::shared_ptr<DispatchQueue> queue,
+                  std::shared_ptr<const Connection> connection);
+
+    /// Streaming thread.
+    void receive(SampleHandle sample) const;
+
+    /// Queues `work` behind every frame received so far; it is skipped once the mailbox is closed.
+    void afterFrames(Work work) const;
+
+private:
+    std::shared_ptr<FrameMailbox> mailbox_;
+    std::shared_ptr<DispatchQueue> queue_;
+    std::shared_ptr<const Connection> connection_;
+};
+
+/// How fast a sink passes frames on.
+enum class Pace { asTheyCome, byTimestamp };
+
+/// The common end of every pipeline: takes BGRA pictures out of it.
+class FrameSink {
+public:
+    explicit FrameSink(Pace pace);
+    FrameSink(const FrameSink&) = delete;
+    FrameSink& operator=(const FrameSink&) = delete;
+    ~FrameSink();
+
+    [[nodiscard]] GstElement* element() const { return sink_.get(); }
+
+    /// Before the pipeline plays. The receiver outlives the playing.
+    void setReceiver(const FrameReceiver* receiver) { receiver_.store(receiver); }
+
+    /// True if the stream ended, which before playing means that it held no frame at all.
+    [[nodiscard]] bool isAtEnd() const;
+
+    /// How many frames came out so far. Any thread.
+    [[nodiscard]] std::uint64_t frames() const { return frames_.load(std::memory_order_relaxed); }
+
+private:
+    static GstFlowReturn newSample(GstAppSink* sink, gpointer self);
+
+    ElementHandle sink_;
+    // Atomic although set before any frame: ThreadSanitizer does not see GLib's locks.
+    std::atomic<const FrameReceiver*> receiver_ = nullptr;
+    std::atomic<std::uint64_t> frames_ = 0;
+};
+
+}  // namespace velmaro::gstreamer

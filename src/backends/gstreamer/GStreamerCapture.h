@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "backends/gstreamer/FileCameras.h"
+#include "platform/Capture.h"
+#include "platform/Telemetry.h"
+
+namespace velmaro::gstreamer {
+
+struct SessionServices;
+
+struct CaptureOptions {
+    /// Videos and pictures that play cameras.
+    std::vector<FileCamera> files;
+    Playback playback = Playback::looped;
+    /// Called on the main queue after the last frame of a file that is played once was handled.
+    std::function<void()> playbackEnded;
+};
+
+/// Cameras by GStreamer: what its device providers find, in their order.
+class GStreamerCapture : public Capture {
+public:
+    /// The doors and the counters outlive everything made here.
+    GStreamerCapture(Dispatch& dispatch, NotificationCenter& notificationCenter,
+                     Telemetry& telemetry, CaptureOptions options);
+    GStreamerCapture(const GStreamerCapture&) = delete;
+    GStreamerCapture& operator=(const GStreamerCapture&) = delete;
+    /// Closes what still runs and waits for it, but not for a device that hangs.
+    ~GStreamerCapture() override;
+
+    [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> discover(
+        std::span<const CaptureDeviceType> types) override;
+    /// Files need no permission.
+    [[nodiscard]] AuthorizationStatus authorizationStatus() const override;
+    void requestAccess(std::function<void(bool granted)> completion) override;
+
+    std::shared_ptr<CaptureSession> makeSession() override;
+    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> makeDeviceInput(
+        const std::shared_ptr<CaptureDevice>& device) override;
+    std::shared_ptr<VideoDataOutput> makeVideoDataOutput() override;
+
+private:
+    const std::shared_ptr<const SessionServices> services_;
+    const std::shared_ptr<Workers> workers_;
+    std::vector<std::unique_ptr<DeviceProvider>> providers_;
+};
+
+}  // namespace velmaro::gstreamer

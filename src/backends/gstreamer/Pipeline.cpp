@@ -1,0 +1,246 @@
+#include "backends/gstreamer/Pipeline.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+namespace velmaro::gstreamer {
+
+namespace {
+
+/// A short clip may run around several times inside the decoder's queues before its first frame is
+/// due; one that has ended this often without any frame has none.
+constexpr int kEmptyRoundsLimit = 100;
+
+}  // namespace
+
+void Workers::add(const std::shared_ptr<Pipeline>& pipeline) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(pipelines_, [](const auto& known) { return known.expired(); });
+    pipelines_.push_back(pipeline);
+    ++running_;
+}
+
+void Workers::remove() {
+    const std::lock_guard lock(mutex_);
+    --running_;
+    changed_.notify_all();
+}
+
+void Workers::closeAll(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    for (const auto& known : pipelines_) {
+        if (const auto pipeline = known.lock()) {
+            pipeline->close();
+        }
+    }
+    changed_.wait_for(lock, limit, [this] { return running_ == 0; });
+}
+
+std::shared_ptr<Pipeline> Pipeline::open(std::unique_ptr<Source> source,
+                                         const std::shared_ptr<Workers>& workers) {
+    auto pipeline = std::make_shared<Pipeline>(std::move(source));
+    workers->add(pipeline);
+    // Detached, because nobody may wait for a pipeline that hangs.
+    std::thread([pipeline, workers]() mutable {
+        pthread_setname_np(pthread_self(), "capture");
+        pipeline->run();
+        pipeline.reset();
+        workers->remove();
+    }).detach();
+    return pipeline;
+}
+
+Pipeline::Pipeline(std::unique_ptr<Source> source)
+    : source_(std::move(source)),
+      sink_(source_->pace()),
+      pipeline_(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr)))),
+      bus_(gst_element_get_bus(pipeline_.get())) {
+    gst_bin_add(GST_BIN(pipeline_.get()), sink_.element());
+}
+
+std::optional<Error> Pipeline::waitUntilReady(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    if (!changed_.wait_for(lock, limit, [this] { return stage_ != Stage::opening; })) {
+        return Error{"it does not open in time", "it does not open in time"};
+    }
+    return stage_ == Stage::failed ? std::optional(error_) : std::nullopt;
+}
+
+std::optional<Error> Pipeline::play(std::shared_ptr<const FrameReceiver> receiver,
+                                    std::weak_ptr<PipelineListener> listener) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (stage_ == Stage::failed) {
+            return error_;
+        }
+        receiver_ = std::move(receiver);
+        listener_ = std::move(listener);
+        sink_.setReceiver(receiver_.get());
+        playRequested_.store(true);
+    }
+    wake();
+    return std::nullopt;
+}
+
+void Pipeline::close() {
+    closeRequested_.store(true);
+    wake();
+}
+
+// Before the pipeline has left its first state the bus drops messages. The requests are not lost:
+// they are looked at between the change of state and the first wait.
+void Pipeline::wake() {
+    gst_bus_post(bus_.get(), gst_message_new_application(nullptr, nullptr));
+}
+
+void Pipeline::run() {
+    if (!closeRequested_.load() && openSource()) {
+        work();
+    }
+    gst_element_set_state(pipeline_.get(), GST_STATE_NULL);
+    // Nothing runs any more, so what the streaming threads used may go.
+    pipeline_.reset();
+    source_.reset();
+    sink_.setReceiver(nullptr);
+    std::shared_ptr<const FrameReceiver> unused;
+    const std::lock_guard lock(mutex_);
+    unused.swap(receiver_);
+}
+
+bool Pipeline::openSource() {
+    if (const auto error = source_->build(GST_BIN(pipeline_.get()), sink_.element())) {
+        fail(*error);
+        return false;
+    }
+    switch (gst_element_set_state(pipeline_.get(), GST_STATE_PAUSED)) {
+        case GST_STATE_CHANGE_FAILURE:
+            failFromBus();
+            return false;
+        case GST_STATE_CHANGE_NO_PREROLL:
+            enter(Stage::ready);
+            return true;
+        default:
+            return true;
+    }
+}
+
+void Pipeline::work() {
+    while (!closeRequested_.load() && stage_ != Stage::failed) {
+        if (playRequested_.load() && stage_ == Stage::ready) {
+            startPlaying();
+            continue;
+        }
+        const MessageHandle message(gst_bus_timed_pop(bus_.get(), GST_CLOCK_TIME_NONE));
+        if (message) {
+            handle(message.get());
+        }
+    }
+}
+
+void Pipeline::handle(GstMessage* message) {
+    switch (GST_MESSAGE_TYPE(message)) {
+        case GST_MESSAGE_ASYNC_DONE:
+            if (stage_ == Stage::opening) {
+                becomeReady();
+            }
+            break;
+        case GST_MESSAGE_STATE_CHANGED: {
+            GstState state = GST_STATE_NULL;
+            gst_message_parse_state_changed(message, nullptr, &state, nullptr);
+            if (stage_ == Stage::starting && state == GST_STATE_PLAYING &&
+                GST_MESSAGE_SRC(message) == GST_OBJECT(pipeline_.get())) {
+                enter(Stage::playing);
+                if (const auto told = listener()) {
+                    told->pipelineStarted(*this);
+                }
+            }
+            break;
+        }
+        case GST_MESSAGE_EOS:
+        case GST_MESSAGE_SEGMENT_DONE:
+            reachEnd(GST_MESSAGE_TYPE(message));
+            break;
+        case GST_MESSAGE_ERROR: {
+            GError* parsed = nullptr;
+            gst_message_parse_error(message, &parsed, nullptr);
+            const ErrorHandle error(parsed);
+            fail(source_->explain(*error));
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+void Pipeline::becomeReady() {
+    if (sink_.isAtEnd()) {
+        fail({"it has no picture", "it has no picture"});
+    } else if (source_->preroll(pipeline_.get())) {
+        enter(Stage::ready);
+    }
+}
+
+void Pipeline::startPlaying() {
+    enter(Stage::starting);
+    if (gst_element_set_state(pipeline_.get(), GST_STATE_PLAYING) == GST_STATE_CHANGE_FAILURE) {
+        failFromBus();
+    }
+}
+
+void Pipeline::reachEnd(GstMessageType end) {
+    const std::uint64_t frames = sink_.frames();
+    emptyRounds_ = frames == framesAtLastEnd_ ? emptyRounds_ + 1 : 0;
+    framesAtLastEnd_ = frames;
+    if (emptyRounds_ > kEmptyRoundsLimit) {
+        fail({"it gives no more pictures", "it gives no more pictures"});
+    } else if (!ended_ && !source_->goOn(pipeline_.get(), end)) {
+        ended_ = true;
+        if (const auto told = listener()) {
+            told->pipelineEnded(*this);
+        }
+    }
+}
+
+void Pipeline::failFromBus() {
+    const MessageHandle message(gst_bus_pop_filtered(bus_.get(), GST_MESSAGE_ERROR));
+    if (message) {
+        handle(message.get());
+    } else {
+        fail({"it cannot be opened", "it cannot be opened"});
+    }
+}
+
+void Pipeline::fail(const Error& error) {
+    std::shared_ptr<PipelineListener> told;
+    {
+        const std::lock_guard lock(mutex_);
+        if (stage_ == Stage::failed) {
+            return;
+        }
+        stage_ = Stage::failed;
+        error_ = error;
+        told = listener_.lock();
+    }
+    changed_.notify_all();
+    if (told) {
+        told->pipelineFailed(*this, error);
+    }
+}
+
+void Pipeline::enter(Stage stage) {
+    {
+        const std::lock_guard lock(mutex_);
+        stage_ = stage;
+    }
+    changed_.notify_all();
+}
+
+std::shared_ptr<PipelineListener> Pipeline::listener() {
+    const std::lock_guard lock(mutex_);
+    return closeRequested_.load() ? nullptr : listener_.lock();
+}
+
+}  // namespace velmaro::gstreamer

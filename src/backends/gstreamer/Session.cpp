@@ -1,0 +1,212 @@
+#include "backends/gstreamer/Session.h"
+
+#include <any>
+#include <utility>
+
+namespace velmaro::gstreamer {
+
+Session::Session(std::shared_ptr<const SessionServices> services)
+    : services_(std::move(services)) {}
+
+Session::~Session() { Session::stopRunning(); }
+
+void Session::startRunning() {
+    std::unique_lock lock(mutex_);
+    const bool isFirst = pipeline_ == nullptr;
+    if (isFirst) {
+        if (const auto error = begin()) {
+            lock.unlock();
+            postError(*error);
+            return;
+        }
+    }
+    const std::shared_ptr<Pipeline> pipeline = pipeline_;
+    stateChanged_.wait(lock, [&] { return pipeline_ != pipeline || running_.load(); });
+    const bool started = pipeline_ == pipeline;
+    lock.unlock();
+    if (isFirst && started) {
+        services_->notificationCenter.post(
+            {kCaptureSessionDidStartRunning, static_cast<const CaptureSession*>(this), {}});
+    }
+}
+
+std::optional<Error> Session::begin() {
+    if (!committed_.input || !committed_.output) {
+        const std::string missing = committed_.input ? "output" : "input";
+        const std::string text = "the capture session has no " + missing;
+        return Error{text, text};
+    }
+    const VideoOutput::Target target = committed_.output->target();
+    auto pipeline = committed_.input->takePipeline();
+    auto mailbox = std::make_shared<FrameMailbox>(target.delegate, services_->telemetry);
+    auto receiver =
+        std::make_shared<const FrameReceiver>(mailbox, target.queue, target.connection);
+    if (auto error = pipeline->play(receiver, weak_from_this())) {
+        pipeline->close();
+        return error;
+    }
+    pipeline_ = std::move(pipeline);
+    mailbox_ = std::move(mailbox);
+    receiver_ = std::move(receiver);
+    return std::nullopt;
+}
+
+void Session::stopRunning() {
+    std::shared_ptr<Pipeline> pipeline;
+    std::shared_ptr<const FrameReceiver> receiver;
+    std::shared_ptr<FrameMailbox> mailbox;
+    {
+        const std::lock_guard lock(mutex_);
+        pipeline.swap(pipeline_);
+        receiver.swap(receiver_);
+        mailbox = mailbox_;
+        running_.store(false);
+    }
+    stateChanged_.notify_all();
+    if (pipeline) {
+        pipeline->close();
+    }
+    if (mailbox) {
+        mailbox->close();
+    }
+}
+
+void Session::beginConfiguration() { ++openTransactions_; }
+
+void Session::commitConfiguration() {
+    if (openTransactions_ > 0) {
+        --openTransactions_;
+    }
+    changed();
+}
+
+void Session::changed() {
+    if (openTransactions_ > 0) {
+        return;
+    }
+    bool interrupts = false;
+    {
+        const std::lock_guard lock(mutex_);
+        interrupts = pipeline_ != nullptr && committed_ != ends_;
+        committed_ = ends_;
+    }
+    // A start of the earlier input may still be under way.
+    if (interrupts) {
+        stopRunning();
+    }
+}
+
+std::vector<std::shared_ptr<CaptureDeviceInput>> Session::inputs() const {
+    if (!ends_.input) {
+        return {};
+    }
+    return {ends_.input};
+}
+
+std::vector<std::shared_ptr<VideoDataOutput>> Session::outputs() const {
+    if (!ends_.output) {
+        return {};
+    }
+    return {ends_.output};
+}
+
+bool Session::canAddInput(const std::shared_ptr<CaptureDeviceInput>& input) const {
+    return !ends_.input && std::dynamic_pointer_cast<DeviceInput>(input) != nullptr;
+}
+
+void Session::addInput(const std::shared_ptr<CaptureDeviceInput>& input) {
+    if (canAddInput(input)) {
+        ends_.input = std::static_pointer_cast<DeviceInput>(input);
+        joinEnds();
+    }
+}
+
+void Session::removeInput(const std::shared_ptr<CaptureDeviceInput>& input) {
+    if (!input || input != ends_.input) {
+        return;
+    }
+    ends_.input = nullptr;
+    if (ends_.output) {
+        ends_.output->part();
+    }
+    changed();
+}
+
+bool Session::canAddOutput(const std::shared_ptr<VideoDataOutput>& output) const {
+    const auto ours = std::dynamic_pointer_cast<VideoOutput>(output);
+    return !ends_.output && ours && ours->settingsAreSupported();
+}
+
+void Session::addOutput(const std::shared_ptr<VideoDataOutput>& output) {
+    if (canAddOutput(output)) {
+        ends_.output = std::static_pointer_cast<VideoOutput>(output);
+        joinEnds();
+    }
+}
+
+void Session::removeOutput(const std::shared_ptr<VideoDataOutput>& output) {
+    if (!output || output != ends_.output) {
+        return;
+    }
+    ends_.output->part();
+    ends_.output = nullptr;
+    changed();
+}
+
+void Session::joinEnds() {
+    if (ends_.input && ends_.output) {
+        ends_.output->join(std::make_shared<Connection>());
+    }
+    changed();
+}
+
+void Session::pipelineStarted(const Pipeline& pipeline) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (pipeline_.get() != &pipeline) {
+            return;
+        }
+        running_.store(true);
+    }
+    stateChanged_.notify_all();
+}
+
+void Session::pipelineFailed(const Pipeline& pipeline, const Error& error) {
+    // Kept until the end: the caller may hold the last but one reference.
+    std::shared_ptr<Pipeline> failed;
+    {
+        const std::lock_guard lock(mutex_);
+        if (pipeline_.get() != &pipeline) {
+            return;
+        }
+        failed.swap(pipeline_);
+        running_.store(false);
+    }
+    // Told before the waiting start returns.
+    postError(error);
+    stateChanged_.notify_all();
+}
+
+void Session::pipelineEnded(const Pipeline& pipeline) {
+    std::shared_ptr<const FrameReceiver> receiver;
+    {
+        const std::lock_guard lock(mutex_);
+        if (pipeline_.get() != &pipeline) {
+            return;
+        }
+        receiver = receiver_;
+    }
+    receiver->afterFrames([services = services_] {
+        if (services->playbackEnded) {
+            services->dispatch.mainQueue().async(services->playbackEnded);
+        }
+    });
+}
+
+void Session::postError(const Error& error) {
+    services_->notificationCenter.post({kCaptureSessionRuntimeError,
+                                        static_cast<const CaptureSession*>(this),
+                                        {{kCaptureSessionErrorKey, CaptureError{error}}}});
+}
+
+}  // namespace velmaro::gstreamer

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "backends/gstreamer/Device.h"
+#include "backends/gstreamer/Pipeline.h"
+#include "backends/gstreamer/VideoOutput.h"
+#include "platform/Capture.h"
+#include "platform/Telemetry.h"
+
+namespace velmaro::gstreamer {
+
+/// What every session of one capture shares.
+struct SessionServices {
+    Dispatch& dispatch;
+    NotificationCenter& notificationCenter;
+    Telemetry& telemetry;
+    /// Called on the main queue when the frames ended and all were handled. May be empty.
+    std::function<void()> playbackEnded;
+};
+
+/// One input, one output and, while it runs, one pipeline between them.
+class Session : public CaptureSession,
+                public PipelineListener,
+                public std::enable_shared_from_this<Session> {
+public:
+    explicit Session(std::shared_ptr<const SessionServices> services);
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    /// Stops first.
+    ~Session() override;
+
+    [[nodiscard]] bool isRunning() const override { return running_.load(); }
+    void startRunning() override;
+    void stopRunning() override;
+
+    void beginConfiguration() override;
+    void commitConfiguration() override;
+
+    [[nodiscard]] std::vector<std::shared_ptr<CaptureDeviceInput>> inputs() const override;
+    [[nodiscard]] std::vector<std::shared_ptr<VideoDataOutput>> outputs() const override;
+    void removeInput(const std::shared_ptr<CaptureDeviceInput>& input) override;
+    void removeOutput(const std::shared_ptr<VideoDataOutput>& output) override;
+    /// One input of this backend, once.
+    [[nodiscard]] bool canAddInput(
+        const std::shared_ptr<CaptureDeviceInput>& input) const override;
+    void addInput(const std::shared_ptr<CaptureDeviceInput>& input) override;
+    /// One output of this backend, once, whose settings ask for BGRA.
+    [[nodiscard]] bool canAddOutput(const std::shared_ptr<VideoDataOutput>& output) const override;
+    void addOutput(const std::shared_ptr<VideoDataOutput>& output) override;
+
+    void pipelineStarted(const Pipeline& pipeline) override;
+    void pipelineFailed(const Pipeline& pipeline, const Error& error) override;
+    void pipelineEnded(const Pipeline& pipeline) override;
+
+private:
+    struct Ends {
+        std::shared_ptr<DeviceInput> input;
+        std::shared_ptr<VideoOutput> output;
+        bool operator==(const Ends&) const = default;
+    };
+
+    [[nodiscard]] std::optional<Error> begin();
+    void joinEnds();
+    void changed();
+    void postError(const Error& error);
+
+    const std::shared_ptr<const SessionServices> services_;
+
+    // Main thread.
+    Ends ends_;
+    int openTransactions_ = 0;
+
+    std::atomic<bool> running_ = false;
+
+    std::mutex mutex_;
+    std::condition_variable stateChanged_;
+    Ends committed_;
+    // The pipeline that is starting or running. A stop takes it away, and whoever held on to
+    // another one has been abandoned.
+    std::shared_ptr<Pipeline> pipeline_;
+    std::shared_ptr<const FrameReceiver> receiver_;
+    // Kept after the stop, so that a second stop also waits for the last frame.
+    std::shared_ptr<FrameMailbox> mailbox_;
+};
+
+}  // namespace velmaro::gstreamer

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <gst/gst.h>
+
+#include <optional>
+
+#include "backends/gstreamer/FrameSink.h"
+#include "platform/Error.h"
+
+namespace velmaro::gstreamer {
+
+/// The beginning of a pipeline: where its frames come from and what happens at their end. Each
+/// pipeline has its own. Called on the pipeline's worker thread; destroyed when nothing of the
+/// pipeline runs any more.
+class Source {
+public:
+    Source() = default;
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+    virtual ~Source() = default;
+
+    [[nodiscard]] virtual Pace pace() const = 0;
+
+    /// Adds and links elements that lead to `sink`, which is in the bin already.
+    virtual std::optional<Error> build(GstBin* pipeline, GstElement* sink) = 0;
+
+    /// The pipeline has its first frame. False if it was sent to look for it anew.
+    virtual bool preroll(GstElement* pipeline) = 0;
+
+    /// The frames ended, told by a message of that type. False if they do not go on.
+    virtual bool goOn(GstElement* pipeline, GstMessageType end) = 0;
+
+    /// An error of an element in words for people.
+    [[nodiscard]] virtual Error explain(const GError& error) const = 0;
+};
+
+}  // namespace velmaro::gstreamer
