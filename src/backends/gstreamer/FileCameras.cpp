@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "backends/gstreamer/FileSource.h"
 #include "backends/gstreamer/Library.h"
 
 namespace velmaro::gstreamer {

@@ -4,12 +4,10 @@
 #include <mutex>
 #include <string>
 
+#include "backends/gstreamer/FileCamera.h"
 #include "backends/gstreamer/Source.h"
 
 namespace velmaro::gstreamer {
-
-/// Whether a file begins again at its end.
-enum class Playback { looped, once };
 
 /// Plays a video file or a still picture at its own pace.
 class FileSource : public Source {

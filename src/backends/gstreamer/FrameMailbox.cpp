@@ -7,7 +7,9 @@ namespace velmaro::gstreamer {
 FrameMailbox::FrameMailbox(std::weak_ptr<SampleBufferDelegate> delegate, Telemetry& telemetry)
     : delegate_(std::move(delegate)), telemetry_(telemetry) {}
 
-FrameMailbox::~FrameMailbox() { delete slot_.load(); }
+FrameMailbox::~FrameMailbox() {
+    delete slot_.load();
+}
 
 bool FrameMailbox::put(std::shared_ptr<const PixelBuffer> image,
                        Telemetry::Clock::time_point arrival) {

@@ -49,7 +49,9 @@ FrameSink::~FrameSink() {
     gst_app_sink_set_callbacks(GST_APP_SINK(sink_.get()), &none, nullptr, nullptr);
 }
 
-bool FrameSink::isAtEnd() const { return gst_app_sink_is_eos(GST_APP_SINK(sink_.get())) != FALSE; }
+bool FrameSink::isAtEnd() const {
+    return gst_app_sink_is_eos(GST_APP_SINK(sink_.get())) != FALSE;
+}
 
 GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
     SampleHandle sample(gst_app_sink_pull_sample(sink));

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "backends/gstreamer/FileCameras.h"
 #include "backends/gstreamer/Session.h"
 
 namespace velmaro::gstreamer {
@@ -22,7 +23,9 @@ GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notif
     providers_.push_back(std::make_unique<FileCameras>(options.files, options.playback));
 }
 
-GStreamerCapture::~GStreamerCapture() { workers_->closeAll(kCloseLimit); }
+GStreamerCapture::~GStreamerCapture() {
+    workers_->closeAll(kCloseLimit);
+}
 
 std::vector<std::shared_ptr<CaptureDevice>> GStreamerCapture::discover(
     std::span<const CaptureDeviceType> types) {

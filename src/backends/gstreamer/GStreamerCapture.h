@@ -4,12 +4,14 @@
 #include <memory>
 #include <vector>
 
-#include "backends/gstreamer/FileCameras.h"
+#include "backends/gstreamer/FileCamera.h"
 #include "platform/Capture.h"
 #include "platform/Telemetry.h"
 
 namespace velmaro::gstreamer {
 
+class DeviceProvider;
+class Workers;
 struct SessionServices;
 
 struct CaptureOptions {

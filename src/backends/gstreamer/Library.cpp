@@ -12,7 +12,9 @@ namespace velmaro::gstreamer {
 
 namespace {
 
-void printToStandardError(const gchar* text) { std::fputs(text, stderr); }
+void printToStandardError(const gchar* text) {
+    std::fputs(text, stderr);
+}
 
 std::optional<Error> initialise() {
     // Standard output belongs to the program's own lines.

@@ -8,7 +8,9 @@ namespace velmaro::gstreamer {
 Session::Session(std::shared_ptr<const SessionServices> services)
     : services_(std::move(services)) {}
 
-Session::~Session() { Session::stopRunning(); }
+Session::~Session() {
+    Session::stopRunning();
+}
 
 void Session::startRunning() {
     std::unique_lock lock(mutex_);
@@ -39,8 +41,7 @@ std::optional<Error> Session::begin() {
     const VideoOutput::Target target = committed_.output->target();
     auto pipeline = committed_.input->takePipeline();
     auto mailbox = std::make_shared<FrameMailbox>(target.delegate, services_->telemetry);
-    auto receiver =
-        std::make_shared<const FrameReceiver>(mailbox, target.queue, target.connection);
+    auto receiver = std::make_shared<const FrameReceiver>(mailbox, target.queue, target.connection);
     if (auto error = pipeline->play(receiver, weak_from_this())) {
         pipeline->close();
         return error;
@@ -71,7 +72,9 @@ void Session::stopRunning() {
     }
 }
 
-void Session::beginConfiguration() { ++openTransactions_; }
+void Session::beginConfiguration() {
+    ++openTransactions_;
+}
 
 void Session::commitConfiguration() {
     if (openTransactions_ > 0) {

@@ -47,8 +47,7 @@ public:
     void removeInput(const std::shared_ptr<CaptureDeviceInput>& input) override;
     void removeOutput(const std::shared_ptr<VideoDataOutput>& output) override;
     /// One input of this backend, once.
-    [[nodiscard]] bool canAddInput(
-        const std::shared_ptr<CaptureDeviceInput>& input) const override;
+    [[nodiscard]] bool canAddInput(const std::shared_ptr<CaptureDeviceInput>& input) const override;
     void addInput(const std::shared_ptr<CaptureDeviceInput>& input) override;
     /// One output of this backend, once, whose settings ask for BGRA.
     [[nodiscard]] bool canAddOutput(const std::shared_ptr<VideoDataOutput>& output) const override;
