@@ -49,7 +49,8 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& v
         return;
     }
     const auto redirect = [this](const char* name, int descriptor) {
-        const int file = ::open((folder_.path() / name).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        const int file =
+            ::open((folder_.path() / name).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         ::dup2(file, descriptor);
     };
     redirect("output", STDOUT_FILENO);
@@ -76,7 +77,9 @@ Program::~Program() {
     }
 }
 
-void Program::signal(int number) const { ::kill(pid_, number); }
+void Program::signal(int number) const {
+    ::kill(pid_, number);
+}
 
 int Program::wait(std::chrono::milliseconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -94,8 +97,12 @@ int Program::wait(std::chrono::milliseconds timeout) {
     return status_;
 }
 
-std::string Program::output() const { return read(folder_.path() / "output"); }
-std::string Program::errors() const { return read(folder_.path() / "errors"); }
+std::string Program::output() const {
+    return read(folder_.path() / "output");
+}
+std::string Program::errors() const {
+    return read(folder_.path() / "errors");
+}
 
 std::vector<std::string> Program::outputLines() const {
     std::istringstream stream(output());

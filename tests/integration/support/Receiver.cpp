@@ -7,8 +7,7 @@ namespace velmaro::integration {
 
 Receiver::Receiver(const std::string& port) {
     server_ = lo_server_thread_new_with_proto(
-        port.empty() ? nullptr : port.c_str(), LO_UDP,
-        [](int code, const char* text, const char*) {
+        port.empty() ? nullptr : port.c_str(), LO_UDP, [](int code, const char* text, const char*) {
             std::fprintf(stderr, "OSC receiver: %d %s\n", code, text);
         });
     if (server_ == nullptr) {
@@ -18,9 +17,13 @@ Receiver::Receiver(const std::string& port) {
     lo_server_thread_start(server_);
 }
 
-Receiver::~Receiver() { lo_server_thread_free(server_); }
+Receiver::~Receiver() {
+    lo_server_thread_free(server_);
+}
 
-std::string Receiver::port() const { return std::to_string(lo_server_thread_get_port(server_)); }
+std::string Receiver::port() const {
+    return std::to_string(lo_server_thread_get_port(server_));
+}
 
 std::vector<Receiver::Message> Receiver::messages() const {
     const std::lock_guard lock(mutex_);

@@ -1,0 +1,98 @@
+"""Asserts from a finished build who includes whom: check_includes.py SOURCE BUILD.
+
+Every object file of a room lists what the compiler read for it. A room may read itself, the rooms
+named here, the standard library and the outside libraries named here, and nothing else.
+"""
+
+import os
+import re
+import subprocess
+import sys
+
+ROOMS = {
+    "platform": ((), ()),
+    "osc": (("platform",), ()),
+    "headpose": (("platform",), ()),
+    "camera": (("platform",), ()),
+    "headphones": (("platform",), ("nlohmann",)),
+    "app": (("platform", "osc", "headpose", "camera", "headphones"), ("CLI",)),
+    "app/cli": (("platform", "osc", "headpose", "camera", "headphones", "app", "app/linux"), ()),
+    "app/window": (("platform", "osc", "headpose", "camera", "headphones", "app", "app/linux"),
+                   ("Qt",)),
+    "app/linux": (("platform", "backends/*", "headphones"), ()),
+    "backends/asio": (("platform",), ("asio",)),
+    "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
+    "backends/facemesh": (("platform",), ("xnnpack", "pthreadpool", "eigen3", "glib")),
+    "backends/posix": (("platform",), ()),
+    "backends/xdg": (("platform",), ("glib",)),
+    "backends/replay": (("platform", "headphones"), ("asio",)),
+    "backends/hid": (("platform", "headphones"), ()),
+    "backends/aap": (("platform", "headphones"), ("glib",)),
+}
+# How to recognise an outside library by the path of a header.
+LIBRARIES = {
+    "asio": r"/include/asio(/|\.hpp)",
+    "nlohmann": r"/include/nlohmann/",
+    "CLI": r"/include/CLI/",
+    "gstreamer": r"/gstreamer-1\.0/",
+    "glib": r"/glib-2\.0/|/gio-unix-2\.0/",
+    "xnnpack": r"/xnnpack\.h$",
+    "pthreadpool": r"/pthreadpool\.h$",
+    "eigen3": r"/eigen3/",
+    "Qt": r"/qt6/",
+    "liblo": r"/include/lo/",
+    "gtest": r"/include/g(test|mock)/",
+}
+
+
+def room_of(path):
+    """The room that a file below src/ belongs to: the longest that is a prefix of it."""
+    fitting = [room for room in ROOMS if path.startswith(room + "/")]
+    return max(fitting, key=len) if fitting else None
+
+
+def dependencies(build):
+    """(object, [headers]) of every object that ninja knows."""
+    text = subprocess.run(["ninja", "-C", build, "-t", "deps"], check=True, capture_output=True,
+                          text=True).stdout
+    for block in text.split("\n\n"):
+        lines = block.strip().splitlines()
+        if lines and "VALID" in lines[0]:
+            yield lines[0].split(":")[0], [line.strip() for line in lines[1:]]
+
+
+def main():
+    source, build = map(os.path.realpath, sys.argv[1:3])
+    wrong, seen = [], set()
+    for name, headers in dependencies(build):
+        match = re.match(r"src/(.*)/CMakeFiles/[^/]+\.dir/", name)
+        if not match or "_autogen" in name:
+            continue
+        room = match.group(1)
+        if room not in ROOMS:
+            wrong.append(f"{room} is a new room: say in check_includes.py what it may include")
+            continue
+        seen.add(room)
+        rooms, libraries = ROOMS[room]
+        for header in headers:
+            path = os.path.realpath(os.path.join(build, header))
+            if path.startswith(source + "/src/"):
+                other = room_of(path[len(source) + 5:])
+                if not (other == room or other in rooms
+                        or any(each.endswith("*") and other and other.startswith(each[:-1])
+                               for each in rooms)):
+                    wrong.append(f"{name} includes {path[len(source) + 1:]}")
+            for library, pattern in LIBRARIES.items():
+                if re.search(pattern, path) and library not in libraries:
+                    wrong.append(f"{name} includes {library}: {path}")
+    for each in sorted(set(wrong)):
+        print(each)
+    if not {"osc", "headpose", "camera", "headphones", "app", "app/linux"} <= seen:
+        print("the build holds too few rooms to judge:", sorted(seen))
+        return 1
+    print(f"{len(seen)} rooms, {len(set(wrong))} wrong includes")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,180 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "integration/support/Program.h"
+#include "integration/support/Receiver.h"
+
+namespace velmaro::integration {
+namespace {
+
+/// The true yaw of each frame of the clip in degrees, positive to the image's right.
+std::vector<double> trueYaw() {
+    std::ifstream file(VELMARO_DEMO_ANGLES);
+    std::string line;
+    std::getline(file, line);
+    std::vector<double> yaw;
+    while (std::getline(file, line)) {
+        std::istringstream fields(line);
+        std::string field;
+        for (int column = 0; column < 3; ++column) {
+            std::getline(fields, field, ',');
+        }
+        yaw.push_back(std::stod(field));
+    }
+    return yaw;
+}
+
+double correlation(const std::vector<double>& a, const std::vector<double>& b) {
+    const auto mean = [](const std::vector<double>& values) {
+        double sum = 0;
+        for (const double value : values) {
+            sum += value;
+        }
+        return sum / static_cast<double>(values.size());
+    };
+    const double meanA = mean(a);
+    const double meanB = mean(b);
+    double ab = 0;
+    double aa = 0;
+    double bb = 0;
+    for (std::size_t index = 0; index < a.size(); ++index) {
+        ab += (a[index] - meanA) * (b[index] - meanB);
+        aa += (a[index] - meanA) * (a[index] - meanA);
+        bb += (b[index] - meanB) * (b[index] - meanB);
+    }
+    return ab / std::sqrt(aa * bb);
+}
+
+std::vector<Receiver::Message> demoMessages(std::vector<std::string> arguments) {
+    const Receiver receiver;
+    arguments.insert(arguments.end(), {"--demo", "--port", receiver.port()});
+    const Finished run = runProgram(arguments);
+    EXPECT_EQ(run.status, 0) << run.errors;
+    return receiver.messages();
+}
+
+TEST(ProgramDemo, SendsPanOfBothSignsAndAZero) {
+    const auto messages = demoMessages({"--once"});
+    ASSERT_GT(messages.size(), 100U);
+    float lowest = 0;
+    float highest = 0;
+    for (const Receiver::Message& message : messages) {
+        ASSERT_EQ(message.address, "/ypr");
+        ASSERT_EQ(message.types, "fff");
+        lowest = std::min(lowest, message.values[0]);
+        highest = std::max(highest, message.values[0]);
+        EXPECT_EQ(message.values[2], 0.0F);
+    }
+    EXPECT_LT(lowest, -20.0F);
+    EXPECT_GT(highest, 20.0F);
+}
+
+TEST(ProgramDemo, SentPanFollowsTheTrueYaw) {
+    const std::vector<double> truth = trueYaw();
+    ASSERT_GT(truth.size(), 200U);
+    const auto messages = demoMessages({"--once", "--rate", "1000"});
+    ASSERT_GT(messages.size(), truth.size() / 3);
+
+    // Messages are placed in the clip by their time. The smoothing delays by a few frames: the
+    // best of the plausible delays counts.
+    double best = -1;
+    for (int delay = 0; delay <= 8; ++delay) {
+        std::vector<double> sent;
+        std::vector<double> expected;
+        for (const Receiver::Message& message : messages) {
+            const double seconds =
+                std::chrono::duration<double>(message.time - messages.front().time).count();
+            const auto frame = static_cast<std::ptrdiff_t>(std::lround(seconds * 30.0)) - delay;
+            if (frame >= 0 && frame < static_cast<std::ptrdiff_t>(truth.size())) {
+                // A nose to the image's right is sent as a negative pan.
+                sent.push_back(-message.values[0]);
+                expected.push_back(truth[static_cast<std::size_t>(frame)]);
+            }
+        }
+        best = std::max(best, correlation(sent, expected));
+    }
+    EXPECT_GE(best, 0.97);
+}
+
+TEST(ProgramDemo, WithoutTiltTheSecondValueIsZero) {
+    const auto messages = demoMessages({"--no-tilt", "--duration", "2"});
+    ASSERT_FALSE(messages.empty());
+    for (const Receiver::Message& message : messages) {
+        EXPECT_EQ(message.values[1], 0.0F);
+    }
+}
+
+TEST(ProgramDemo, QuaternionsHaveUnitLength) {
+    const auto messages = demoMessages({"--quaternion", "--duration", "2", "--osc", "/q"});
+    ASSERT_FALSE(messages.empty());
+    for (const Receiver::Message& message : messages) {
+        ASSERT_EQ(message.address, "/q");
+        ASSERT_EQ(message.types, "ffff");
+        double length = 0;
+        for (const float value : message.values) {
+            length += static_cast<double>(value) * value;
+        }
+        EXPECT_NEAR(length, 1.0, 1e-5);
+    }
+}
+
+TEST(ProgramDemo, TheRateIsHeld) {
+    const auto messages = demoMessages({"--duration", "3", "--rate", "5"});
+    ASSERT_GT(messages.size(), 3U);
+    for (std::size_t index = 1; index < messages.size(); ++index) {
+        // The sender's clock is not ours: what arrives may bunch up a little on a busy machine.
+        EXPECT_GT(messages[index].time - messages[index - 1].time, std::chrono::milliseconds(100));
+    }
+    EXPECT_LE(messages.size(), 16U);
+}
+
+TEST(ProgramDemo, StatisticsAreALineASecond) {
+    const Finished run = runProgram({"--demo", "--duration", "3.5", "--stats"});
+    EXPECT_EQ(run.status, 0);
+    std::istringstream lines(run.errors);
+    int count = 0;
+    for (std::string line; std::getline(lines, line);) {
+        count +=
+            testing::Matches(testing::ContainsRegex(
+                "^frames in [0-9]+, analysed [0-9]+, dropped [0-9]+, datagrams out [0-9]+, "
+                "frame to datagram p50 [0-9.]+ ms p99 [0-9.]+ ms, cost [0-9.]+ % of a core$"))(line)
+                ? 1
+                : 0;
+    }
+    EXPECT_EQ(count, 3) << run.errors;
+}
+
+TEST(ProgramDemo, SaysAtStartWhereItSendsWhat) {
+    const Finished run = runProgram({"--demo", "--duration", "0.2", "--port", "8123"});
+    EXPECT_THAT(run.errors,
+                testing::AllOf(testing::HasSubstr("Demonstration"), testing::HasSubstr("127.0.0.1"),
+                               testing::HasSubstr("8123"), testing::HasSubstr("/ypr")));
+}
+
+TEST(ProgramDemo, StandardOutputHoldsTheFixedLinesOnly) {
+    const Finished run = runProgram({"--demo", "--duration", "1.2"});
+    std::istringstream lines(run.output);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_THAT(
+            line, testing::AnyOf("📷 Found 1 cameras:", "  - Demonstration (demo)",
+                                 "📹 Setting up capture with: Demonstration", "✅ Camera input added",
+                                 "✅ Video output added", "✅ Delegate set on output",
+                                 "✅ Video connection exists, isEnabled: true, isActive: true",
+                                 "🚀 Starting capture session...",
+                                 "✅ Session started running notification received",
+                                 "✅ Capture session started, isRunning: true",
+                                 "📊 Connection active: true, enabled: true", "⚠️ Dropped frame",
+                                 "✅ OSC UDP connection ready", "⚠️ OSC connection cancelled",
+                                 "📍 Landmarks available", testing::StartsWith("🎯 Calculated: Pan="),
+                                 "OSC send error: Connection refused"));
+    }
+}
+
+}  // namespace
+}  // namespace velmaro::integration

@@ -1,0 +1,55 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <optional>
+
+#include "integration/support/Program.h"
+#include "integration/support/Receiver.h"
+
+namespace velmaro::integration {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(ProgramReceiver, MessagesResumeWhenTheReceiverComesBack) {
+    std::optional<Receiver> receiver(std::in_place);
+    const std::string port = receiver->port();
+    Program program({"--demo", "--port", port});
+    ASSERT_TRUE(receiver->waitFor(5));
+    receiver.reset();
+    ASSERT_TRUE(program.waitForOutput("OSC send error: Connection refused"));
+    receiver.emplace(port);
+    EXPECT_TRUE(receiver->waitFor(5));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(ProgramReceiver, AnUnknownHostIsALineAndBlocksNothing) {
+    Program program({"--demo", "--ip", "no.such.name.invalid"});
+    ASSERT_TRUE(program.waitForOutput("❌ OSC connection failed: "));
+    // Frames go on meanwhile.
+    EXPECT_TRUE(program.waitForOutput("🎯 Calculated: "));
+    const auto before = std::chrono::steady_clock::now();
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(3));
+}
+
+TEST(ProgramReceiver, SaysThatTheConnectionIsReadyAndThenCancelled) {
+    const Receiver receiver;
+    const Finished run = runProgram({"--demo", "--duration", "1", "--port", receiver.port()});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.output, HasSubstr("✅ OSC UDP connection ready\n"));
+    EXPECT_THAT(run.output, HasSubstr("⚠️ OSC connection cancelled\n"));
+}
+
+TEST(ProgramReceiver, SendsByIPv6) {
+    // liblo listens on IPv4 only, so what shows that it went out is the refusal.
+    Program program({"--demo", "--ip", "::1", "--port", "1"});
+    EXPECT_TRUE(program.waitForOutput("✅ OSC UDP connection ready"));
+    EXPECT_TRUE(program.waitForOutput("OSC send error: Connection refused"));
+}
+
+}  // namespace
+}  // namespace velmaro::integration

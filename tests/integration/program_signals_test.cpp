@@ -1,0 +1,57 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <csignal>
+#include <thread>
+
+#include "integration/support/Program.h"
+#include "integration/support/Receiver.h"
+
+namespace velmaro::integration {
+namespace {
+
+/// A clip-independent still: the first frame of the demonstration shown for ever would do, but the
+/// running clip shows the same: an offset shifts what is sent at once.
+TEST(ProgramSignals, Usr1ZeroesTheAnglesAndUsr2BringsThemBack) {
+    const Receiver receiver;
+    Program program({"--camera-file", VELMARO_STILL, "--port", receiver.port(), "--rate", "1000"});
+    // The smoothing has settled after two seconds.
+    ASSERT_TRUE(receiver.waitFor(90));
+    const float settled = receiver.messages().back().values[0];
+    ASSERT_GT(std::abs(settled), 0.05F);
+
+    program.signal(SIGUSR1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_NEAR(receiver.messages().back().values[0], 0.0F, 0.02F);
+
+    program.signal(SIGUSR2);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_NEAR(receiver.messages().back().values[0], settled, 0.05F);
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(ProgramSignals, EndsCleanlyOnEitherSignal) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Program program({"--demo"});
+        ASSERT_TRUE(program.waitForOutput("🎯 Calculated: "));
+        program.signal(signal);
+        EXPECT_EQ(program.wait(), 0);
+        EXPECT_THAT(program.output(), testing::EndsWith("\n"));
+    }
+}
+
+TEST(ProgramSignals, ManySignalsInARowDoNoHarm) {
+    Program program({"--demo"});
+    ASSERT_TRUE(program.waitForOutput("🎯 Calculated: "));
+    for (int count = 0; count < 200; ++count) {
+        program.signal(count % 2 == 0 ? SIGUSR1 : SIGUSR2);
+    }
+    program.signal(SIGTERM);
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+}
+
+}  // namespace
+}  // namespace velmaro::integration
