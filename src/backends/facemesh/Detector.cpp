@@ -89,8 +89,10 @@ void Detector::searchParts(const ImageView& image) {
     if (rest == 0) {
         return;
     }
-    // Overlapping by half at least, so that a face on a border is whole in one of them.
-    const int steps = std::min((2 * rest + part - 1) / part, maximumParts - 1);
+    // Overlapping by the widest face that the whole picture misses, so that one of them shows it
+    // whole; a very long picture is searched in part.
+    const int stride = std::max(part - length / 8, 1);
+    const int steps = std::min((rest + stride - 1) / stride, maximumParts - 1);
     for (int i = 0; i <= steps; ++i) {
         const auto offset = static_cast<int>(static_cast<std::int64_t>(rest) * i / steps);
         const bool wide = image.width > image.height;

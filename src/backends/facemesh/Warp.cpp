@@ -5,50 +5,94 @@
 #include <cstdint>
 #include <cstring>
 
-#include "backends/facemesh/Vectorize.h"
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace velmaro::facemesh {
 namespace {
 
-using Byte4 = std::uint8_t __attribute__((vector_size(4)));
-
-inline Float4 pixel(const std::uint8_t* from) {
-    Byte4 value;
-    std::memcpy(&value, from, sizeof value);
-    return __builtin_convertvector(value, Float4);
-}
-
-inline Float4 blend(const std::uint8_t* upperLeft, const std::uint8_t* upperRight,
-                    const std::uint8_t* lowerLeft, const std::uint8_t* lowerRight, float fx,
-                    float fy) {
-    const Float4 left = pixel(upperLeft);
-    const Float4 upper = left + fx * (pixel(upperRight) - left);
-    const Float4 lowerStart = pixel(lowerLeft);
-    const Float4 lower = lowerStart + fx * (pixel(lowerRight) - lowerStart);
-    return (upper + fy * (lower - upper)) * (1.0F / 255);
-}
-
-inline void store(float* out, Float4 bgra) {
-    out[0] = bgra[2];
-    out[1] = bgra[1];
-    out[2] = bgra[0];
-}
-
-/// One row of cells whose samples all lie inside the picture.
-VELMARO_VECTORIZE
-void sampleInside(const ImageView& image, PixelPoint at, PixelPoint step, std::size_t cells,
-                  float* out) {
-    for (std::size_t i = 0; i < cells; ++i) {
-        const float x = at.x + step.x * static_cast<float>(i);
-        const float y = at.y + step.y * static_cast<float>(i);
-        const int column = static_cast<int>(x);
-        const int row = static_cast<int>(y);
-        const std::uint8_t* upper = image.row(row) + 4 * column;
-        const std::uint8_t* lower = upper + image.bytesPerRow;
-        store(out + 3 * i, blend(upper, upper + 4, lower, lower + 4, x - static_cast<float>(column),
-                                 y - static_cast<float>(row)));
+/// Blends four pixels into one cell.
+inline void store(float* out, const std::uint8_t* upperLeft, const std::uint8_t* upperRight,
+                  const std::uint8_t* lowerLeft, const std::uint8_t* lowerRight, float fx,
+                  float fy) {
+    for (int channel = 0; channel < 3; ++channel) {
+        const auto mix = [fx, channel](const std::uint8_t* left, const std::uint8_t* right) {
+            const auto from = static_cast<float>(left[2 - channel]);
+            return from + fx * (static_cast<float>(right[2 - channel]) - from);
+        };
+        const float upper = mix(upperLeft, upperRight);
+        const float lower = mix(lowerLeft, lowerRight);
+        out[channel] = (upper + fy * (lower - upper)) * (1.0F / 255);
     }
 }
+
+/// Bits of the fraction of a fixed-point coordinate.
+constexpr int fractionBits = 32;
+
+struct FixedPoint {
+    std::int64_t x = 0;
+    std::int64_t y = 0;
+};
+
+FixedPoint toFixed(PixelPoint point) {
+    constexpr double one = std::int64_t{1} << fractionBits;
+    return {static_cast<std::int64_t>(point.x * one), static_cast<std::int64_t>(point.y * one)};
+}
+
+#if defined(__SSE2__)
+
+/// The weights of an upper and a lower pixel add up to this, the most that the sum of two signed
+/// 16-bit products leaves room for.
+constexpr int weightBits = 14;
+
+/// Two pixels side by side, 8 bits a channel, as 16 bits a channel.
+inline __m128i pair(const std::uint8_t* from) {
+    std::int64_t both = 0;
+    std::memcpy(&both, from, sizeof both);
+    return _mm_unpacklo_epi8(_mm_cvtsi64_si128(both), _mm_setzero_si128());
+}
+
+/// One row of cells whose samples, and one pixel right of and below each, lie inside the picture.
+/// May write a fourth number after the row's last cell.
+void sampleInside(const ImageView& image, FixedPoint at, FixedPoint step, std::size_t cells,
+                  float* out) {
+    const __m128 scale = _mm_set1_ps(1.0F / (255 << weightBits));
+    for (std::size_t i = 0; i < cells; ++i, at.x += step.x, at.y += step.y, out += 3) {
+        const std::uint8_t* from =
+            image.row(static_cast<int>(at.y >> fractionBits)) + 4 * (at.x >> fractionBits);
+        const __m128i upper = pair(from);
+        const __m128i lower = pair(from + image.bytesPerRow);
+        const auto fy = static_cast<int>(static_cast<std::uint32_t>(at.y) >> (32 - weightBits));
+        const __m128i weights = _mm_set1_epi32((fy << 16) | ((1 << weightBits) - fy));
+        const __m128 left =
+            _mm_cvtepi32_ps(_mm_madd_epi16(_mm_unpacklo_epi16(upper, lower), weights));
+        const __m128 right =
+            _mm_cvtepi32_ps(_mm_madd_epi16(_mm_unpackhi_epi16(upper, lower), weights));
+        const __m128 fx = _mm_set1_ps(
+            static_cast<float>(static_cast<std::int32_t>(static_cast<std::uint32_t>(at.x) >> 1)) *
+            0x1p-31F);
+        const __m128 bgra =
+            _mm_mul_ps(_mm_add_ps(left, _mm_mul_ps(fx, _mm_sub_ps(right, left))), scale);
+        _mm_storeu_ps(out, _mm_shuffle_ps(bgra, bgra, _MM_SHUFFLE(3, 0, 1, 2)));
+    }
+}
+
+#else
+
+void sampleInside(const ImageView& image, FixedPoint at, FixedPoint step, std::size_t cells,
+                  float* out) {
+    for (std::size_t i = 0; i < cells; ++i, at.x += step.x, at.y += step.y, out += 3) {
+        const std::uint8_t* from =
+            image.row(static_cast<int>(at.y >> fractionBits)) + 4 * (at.x >> fractionBits);
+        const std::uint8_t* below = from + image.bytesPerRow;
+        const float fx = static_cast<float>(static_cast<std::uint32_t>(at.x)) * 0x1p-32F;
+        const float fy = static_cast<float>(static_cast<std::uint32_t>(at.y)) * 0x1p-32F;
+        store(out, from, from + 4, below, below + 4, fx, fy);
+    }
+}
+
+#endif
 
 void sampleAnywhere(const ImageView& image, PixelPoint at, PixelPoint step, std::size_t cells,
                     float* out) {
@@ -62,8 +106,8 @@ void sampleAnywhere(const ImageView& image, PixelPoint at, PixelPoint step, std:
         const std::ptrdiff_t toRight = column + 1 < image.width ? 4 : 0;
         const std::uint8_t* upper = image.row(row) + 4 * static_cast<std::ptrdiff_t>(column);
         const std::uint8_t* lower = upper + (row + 1 < image.height ? image.bytesPerRow : 0);
-        store(out + 3 * i, blend(upper, upper + toRight, lower, lower + toRight,
-                                 x - static_cast<float>(column), y - static_cast<float>(row)));
+        store(out + 3 * i, upper, upper + toRight, lower, lower + toRight,
+              x - static_cast<float>(column), y - static_cast<float>(row));
     }
 }
 
@@ -75,17 +119,23 @@ void warp(const ImageView& image, const TurnedSquare& square, std::size_t cells,
     const PixelPoint step = {square.across.x * cell, square.across.y * cell};
     // A pixel's value stands at its middle, hence the half.
     const auto inside = [&image](PixelPoint point) {
-        return point.x >= 0 && point.y >= 0 && point.x < static_cast<float>(image.width - 2) &&
+        return point.x >= 0.01F && point.y >= 0.01F &&
+               point.x < static_cast<float>(image.width - 2) &&
                point.y < static_cast<float>(image.height - 2);
     };
+    const auto length = static_cast<float>(cells - 1);
     for (std::size_t j = 0; j < cells; ++j) {
         const float v = (static_cast<float>(j) + 0.5F) / static_cast<float>(cells);
         PixelPoint at = square.toImage(0.5F / static_cast<float>(cells), v);
         at = {at.x - 0.5F, at.y - 0.5F};
-        const auto length = static_cast<float>(cells - 1);
         const PixelPoint end = {at.x + step.x * length, at.y + step.y * length};
-        (inside(at) && inside(end) ? sampleInside : sampleAnywhere)(image, at, step, cells,
-                                                                    out.data() + j * cells * 3);
+        float* row = out.data() + j * cells * 3;
+        // The last row is left to the careful function, since the fast one writes beyond it.
+        if (inside(at) && inside(end) && j + 1 < cells) {
+            sampleInside(image, toFixed(at), toFixed(step), cells, row);
+        } else {
+            sampleAnywhere(image, at, step, cells, row);
+        }
     }
 }
 

@@ -1,0 +1,152 @@
+// Face landmarks of one 1280 x 720 frame, on one thread, against what the two networks alone take.
+// Everything around the networks (shrinking, sampling, decoding, pose) shall cost no more than
+// 0.35 of them. Compare figures of one run only: facemesh_720p measures both in turns.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <vector>
+
+#include "backends/facemesh/FaceAnalyzer.h"
+#include "backends/facemesh/FaceMesh.h"
+#include "backends/facemesh/Observation.h"
+#include "backends/facemesh/Portrait.h"
+
+namespace velmaro {
+namespace {
+
+using testing::Frame;
+using testing::Portrait;
+
+std::shared_ptr<const Frame> faceFrame() {
+    return std::make_shared<const Frame>(Portrait().frame(1280, 720, 640, 340, 250));
+}
+
+facemesh::ImageView view(const Frame& frame) {
+    return {reinterpret_cast<const std::uint8_t*>(frame.baseAddress()), frame.bytesPerRow(),
+            frame.width(), frame.height()};
+}
+
+template <typename Work>
+double milliseconds(const Work& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+        .count();
+}
+
+double median(std::vector<double>& values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+void facemesh_720p(benchmark::State& state) {
+    auto created = FaceMesh::create(VELMARO_MODELS_DIR, nullptr);
+    const auto* mesh = std::get_if<std::unique_ptr<FaceMesh>>(&created);
+    if (!mesh) {
+        state.SkipWithError(std::get<Error>(created).description.c_str());
+        return;
+    }
+    const auto frame = faceFrame();
+    facemesh::FaceAnalyzer bare(VELMARO_MODELS_DIR);
+    // What the networks take depends on nothing in their inputs, but these are real ones.
+    const std::size_t expected = bare.analyze(view(*frame)).size();
+
+    std::size_t faces = 0;
+    const FaceLandmarks::Completion count = [&faces](const FaceLandmarks::Results& results,
+                                                     const std::optional<Error>&) {
+        faces = results->size();
+    };
+    std::vector<double> whole;
+    std::vector<double> networks;
+    for (auto _ : state) {
+        whole.push_back(milliseconds([&] { (*mesh)->perform(frame, count); }));
+        if (faces != 1 || expected != 1) {
+            state.SkipWithError("the face was not found");
+            return;
+        }
+        networks.push_back(milliseconds([&] {
+            benchmark::DoNotOptimize(bare.detector().network().run());
+            benchmark::DoNotOptimize(bare.landmarkFinder().network().run());
+        }));
+        state.SetIterationTime(whole.back() / 1000);
+    }
+    state.counters["frame_ms"] = median(whole);
+    state.counters["networks_ms"] = median(networks);
+    state.counters["ratio"] = median(whole) / median(networks);
+    state.counters["ratio_of_minima"] =
+        *std::ranges::min_element(whole) / *std::ranges::min_element(networks);
+}
+BENCHMARK(facemesh_720p)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(2);
+
+void facemesh_720p_nobody(benchmark::State& state) {
+    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    const Frame frame(1280, 720);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(analyzer.analyze(view(frame)).data());
+    }
+}
+BENCHMARK(facemesh_720p_nobody)->Unit(benchmark::kMillisecond);
+
+void letterbox_720p(benchmark::State& state) {
+    const auto frame = faceFrame();
+    facemesh::Letterbox letterbox(128);
+    std::vector<float> square(128 * 128 * 3);
+    for (auto _ : state) {
+        letterbox.fill(view(*frame), {0, 0, 1280, 720}, square);
+        benchmark::DoNotOptimize(square.data());
+    }
+}
+BENCHMARK(letterbox_720p)->Unit(benchmark::kMicrosecond);
+
+void warp_192(benchmark::State& state) {
+    const auto frame = faceFrame();
+    const facemesh::TurnedSquare square = {{640, 340}, 375, {0.995F, 0.0999F}};
+    std::vector<float> cells(192 * 192 * 3);
+    for (auto _ : state) {
+        facemesh::warp(view(*frame), square, 192, cells);
+        benchmark::DoNotOptimize(cells.data());
+    }
+}
+BENCHMARK(warp_192)->Unit(benchmark::kMicrosecond);
+
+void detector_network(benchmark::State& state) {
+    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(analyzer.detector().network().run());
+    }
+}
+BENCHMARK(detector_network)->Unit(benchmark::kMicrosecond);
+
+void landmark_network(benchmark::State& state) {
+    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(analyzer.landmarkFinder().network().run());
+    }
+}
+BENCHMARK(landmark_network)->Unit(benchmark::kMicrosecond);
+
+void pose(benchmark::State& state) {
+    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    const auto frame = faceFrame();
+    const facemesh::Face face = analyzer.analyze(view(*frame)).front();
+    facemesh::Observation observation;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(analyzer.poseEstimator().estimate(face.points));
+        benchmark::DoNotOptimize(observation.describe(face.points, 0, 1280, 720));
+    }
+}
+BENCHMARK(pose)->Unit(benchmark::kMicrosecond);
+
+void load_models(benchmark::State& state) {
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(FaceMesh::create(VELMARO_MODELS_DIR, nullptr));
+    }
+}
+BENCHMARK(load_models)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace velmaro
