@@ -1,0 +1,1 @@
+velmaro_benchmark(headphones SOURCES headphones_benchmark.cpp ROOMS headphones)
