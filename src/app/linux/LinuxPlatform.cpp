@@ -12,6 +12,8 @@
 #include "backends/gstreamer/GStreamerCapture.h"
 #include "backends/posix/StandardOutputLog.h"
 #include "backends/posix/SystemClock.h"
+#include "backends/replay/MotionFile.h"
+#include "backends/replay/MotionReplay.h"
 #include "backends/replay/NoHeadphoneMotion.h"
 #include "backends/xdg/SettingsStore.h"
 
@@ -61,20 +63,24 @@ Request requestOf(int signal) {
 struct LinuxPlatform::Parts {
     Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
         : log(makeLog(options.logs)),
+          headphoneMotion(makeHeadphoneMotion(options)),
           dispatch(std::make_unique<AsioDispatch>(mainQueue)),
           network(&telemetry),
-          capture(*dispatch, notificationCenter, telemetry,
-                  {.files = fileCameras(options),
-                   .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
-                   .playbackEnded =
-                       [this] {
-                           if (playbackEnded) {
-                               playbackEnded();
-                           }
-                       }}),
+          capture(
+              *dispatch, notificationCenter, telemetry,
+              {.files = fileCameras(options),
+               .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
+               .playbackEnded = [this] { endPlayback(); }}),
           faceLandmarks(makeFaceLandmarks(telemetry)),
-          doors{*dispatch,       notificationCenter, capture, *faceLandmarks, headphoneMotion,
-                network,         userDefaults,       clock,   *log} {}
+          doors{*dispatch,
+                notificationCenter,
+                capture,
+                *faceLandmarks,
+                *headphoneMotion,
+                network,
+                userDefaults,
+                clock,
+                *log} {}
 
     std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry) {
         auto made = FaceMesh::create(resource("models"), &telemetry);
@@ -85,6 +91,27 @@ struct LinuxPlatform::Parts {
         return std::get<std::unique_ptr<FaceMesh>>(std::move(made));
     }
 
+    std::unique_ptr<HeadphoneMotion> makeHeadphoneMotion(const LinuxPlatformOptions& options) {
+        if (!options.motionFile) {
+            return std::make_unique<NoHeadphoneMotion>();
+        }
+        auto track = readMotionFile(*options.motionFile);
+        if (const auto* error = std::get_if<Error>(&track)) {
+            motionFileError = *error;
+            return std::make_unique<NoHeadphoneMotion>();
+        }
+        return std::make_unique<MotionReplay>(
+            std::get<MotionTrack>(std::move(track)),
+            options.once ? MotionReplay::Ending::once : MotionReplay::Ending::loop,
+            [this] { endPlayback(); });
+    }
+
+    void endPlayback() const {
+        if (playbackEnded) {
+            playbackEnded();
+        }
+    }
+
     std::function<void()> playbackEnded;
     std::optional<Error> faceLandmarksError;
     std::optional<Error> motionFileError;
@@ -93,7 +120,7 @@ struct LinuxPlatform::Parts {
     SystemClock clock;
     NotificationCenter notificationCenter;
     SettingsStore userDefaults;
-    NoHeadphoneMotion headphoneMotion;
+    const std::unique_ptr<HeadphoneMotion> headphoneMotion;
     std::unique_ptr<AsioDispatch> dispatch;
     AsioNetwork network;
     gstreamer::GStreamerCapture capture;
@@ -108,7 +135,9 @@ LinuxPlatform::LinuxPlatform(const LinuxPlatformOptions& options, DispatchQueue&
 
 LinuxPlatform::~LinuxPlatform() = default;
 
-const Platform& LinuxPlatform::doors() const { return parts_->doors; }
+const Platform& LinuxPlatform::doors() const {
+    return parts_->doors;
+}
 
 const std::optional<Error>& LinuxPlatform::faceLandmarksError() const {
     return parts_->faceLandmarksError;
@@ -129,7 +158,8 @@ void LinuxPlatform::shutDown() {
 
 void LinuxPlatform::onRequest(std::function<void(Request)> handler) {
     parts_->signals = std::make_unique<SignalListener>(
-        parts_->doors.dispatch.mainQueue(), std::initializer_list<int>{SIGINT, SIGTERM, SIGUSR1, SIGUSR2},
+        parts_->doors.dispatch.mainQueue(),
+        std::initializer_list<int>{SIGINT, SIGTERM, SIGUSR1, SIGUSR2},
         [handler = std::move(handler)](int signal) { handler(requestOf(signal)); });
 }
 

@@ -17,6 +17,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<MainLoop> MainLoop::create() { return std::make_unique<AsioMainLoop>(); }
+std::unique_ptr<MainLoop> MainLoop::create() {
+    return std::make_unique<AsioMainLoop>();
+}
 
 }  // namespace velmaro
