@@ -15,6 +15,11 @@ if(VELMARO_SANITIZE)
   target_link_options(velmaro_flags INTERFACE -fsanitize=${VELMARO_SANITIZE})
 endif()
 
+# GCC 12 sees overlapping copies in the concatenation of strings where there are none (GCC bug 105651).
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(velmaro_flags INTERFACE -Wno-restrict)
+endif()
+
 # Hardening belongs to what users run; under the sanitizers fortified functions hide overflows.
 target_compile_options(velmaro_flags INTERFACE
   $<$<CONFIG:Release>:-fstack-protector-strong -fstack-clash-protection -fcf-protection>)
