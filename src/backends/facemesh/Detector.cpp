@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 #include "backends/facemesh/ModelError.h"
@@ -89,13 +90,14 @@ void Detector::searchParts(const ImageView& image) {
     if (rest == 0) {
         return;
     }
-    // Overlapping by the widest face that the whole picture misses, so that one of them shows it
-    // whole; a very long picture is searched in part.
-    const int stride = std::max(part - length / 8, 1);
-    const int steps = std::min((rest + stride - 1) / stride, maximumParts - 1);
-    for (int i = 0; i <= steps; ++i) {
-        const auto offset = static_cast<int>(static_cast<std::int64_t>(rest) * i / steps);
-        const bool wide = image.width > image.height;
+    // Overlapping by half at least, so that a face on a border is whole in one of them; a very long
+    // picture is searched in part.
+    const int steps = std::min((2 * rest + part - 1) / part, maximumParts - 1);
+    const bool wide = image.width > image.height;
+    // From the middle, where the user most likely is, and no further than the first find.
+    for (int i = 0; i <= steps && candidates_.empty(); ++i) {
+        const int place = steps / 2 + (i % 2 == 1 ? 1 : -1) * ((i + 1) / 2);
+        const auto offset = static_cast<int>(static_cast<std::int64_t>(rest) * place / steps);
         search(image, {wide ? offset : 0, wide ? 0 : offset, part, part});
     }
 }

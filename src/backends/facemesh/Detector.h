@@ -31,8 +31,8 @@ public:
     explicit Detector(Model model);
 
     /// The faces, highest score first. The whole picture is searched in one go, which misses faces
-    /// narrower than about a ninth of it; when it shows nobody, overlapping square parts follow.
-    /// Valid until the next call.
+    /// narrower than about a ninth of it; when it shows nobody, overlapping
+    /// square parts follow until one shows somebody. Valid until the next call.
     std::span<const Detection> detect(const ImageView& image);
 
     /// The network alone, for measuring.

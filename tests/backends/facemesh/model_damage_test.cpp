@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "backends/facemesh/CanonicalFace.h"
+#include "backends/facemesh/Model.h"
+#include "backends/facemesh/ModelError.h"
+#include "backends/facemesh/ModelStore.h"
+#include "backends/facemesh/Network.h"
+#include "backends/facemesh/Portrait.h"
+
+// A damaged model is caught by its checksum; these tests go behind it. Whatever the bytes are, the
+// reader gives a model or a ModelError. Memory errors show under the sanitizers.
+
+namespace velmaro::facemesh {
+namespace {
+
+enum class Outcome { Refused, Read };
+
+Outcome read(std::span<const std::byte> file) {
+    try {
+        Network network(readModel(file));
+        return Outcome::Read;
+    } catch (const ModelError&) {
+        return Outcome::Refused;
+    }
+}
+
+std::vector<std::byte> detector() {
+    return loadModelFile(VELMARO_MODELS_DIR, detectorFile);
+}
+
+/// The parts of the file that are not weights, which hold all structure: the weights are the long
+/// stretches between the tables.
+std::vector<std::size_t> structure(const std::vector<std::byte>& file) {
+    // In this file the buffers come first and the graph stands in the last tenth.
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < 1024; ++i) {
+        places.push_back(i);
+    }
+    for (std::size_t i = file.size() - file.size() / 9; i < file.size(); ++i) {
+        places.push_back(i);
+    }
+    return places;
+}
+
+TEST(DamagedModel, EveryTruncationIsRefused) {
+    const auto file = detector();
+    ASSERT_EQ(read(file), Outcome::Read);
+    for (std::size_t length = 0; length < file.size(); length += 331) {
+        // A copy of its own length, so that the sanitizer sees a read beyond it.
+        const std::vector<std::byte> part(file.begin(),
+                                          file.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_EQ(read(part), Outcome::Refused) << length;
+    }
+}
+
+TEST(DamagedModel, FlippedBytesNeverCrash) {
+    const auto file = detector();
+    const auto places = structure(file);
+    std::mt19937 random(11);
+    int refused = 0;
+    constexpr int rounds = 600;
+    for (int round = 0; round < rounds; ++round) {
+        auto altered = file;
+        for (int flips = 0; flips < 3; ++flips) {
+            altered[places[random() % places.size()]] ^= static_cast<std::byte>(1 + random() % 255);
+        }
+        refused += read(altered) == Outcome::Refused ? 1 : 0;
+    }
+    EXPECT_GT(refused, rounds / 10) << "the flips miss what matters";
+}
+
+TEST(DamagedModel, ExtremeNumbersNeverCrash) {
+    const auto file = detector();
+    const auto places = structure(file);
+    std::mt19937 random(12);
+    constexpr std::uint32_t extremes[] = {0, 1, 0x7fffffff, 0x80000000, 0xffffffff, 0x10000};
+    for (int round = 0; round < 400; ++round) {
+        auto altered = file;
+        const std::size_t at = places[random() % places.size()] & ~std::size_t{3};
+        const std::uint32_t number = extremes[random() % std::size(extremes)];
+        if (at + 4 <= altered.size()) {
+            std::memcpy(altered.data() + at, &number, 4);
+        }
+        read(altered);
+    }
+}
+
+TEST(DamagedCanonicalFace, FlippedBytesNeverCrash) {
+    const auto file = loadModelFile(VELMARO_MODELS_DIR, canonicalFaceFile);
+    std::mt19937 random(13);
+    int refused = 0;
+    for (int round = 0; round < 2000; ++round) {
+        auto altered = file;
+        altered[random() % altered.size()] ^= static_cast<std::byte>(1 + random() % 255);
+        try {
+            EXPECT_GE(readCanonicalFace(altered).weights.size(), 3U);
+        } catch (const ModelError&) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 100);
+}
+
+}  // namespace
+}  // namespace velmaro::facemesh

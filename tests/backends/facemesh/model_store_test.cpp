@@ -1,0 +1,84 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+#include "backends/facemesh/ModelError.h"
+#include "backends/facemesh/ModelStore.h"
+#include "backends/facemesh/Portrait.h"
+
+namespace velmaro::facemesh {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A copy of the models that a test may spoil.
+class ModelStore : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "velmaro-models-XXXXXX").string();
+        ASSERT_TRUE(mkdtemp(pattern.data()));
+        folder = pattern;
+        for (const std::string_view name : {detectorFile, landmarkFile, canonicalFaceFile}) {
+            fs::copy_file(fs::path(VELMARO_MODELS_DIR) / name, folder / name);
+        }
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    [[nodiscard]] std::string failure(std::string_view name) const {
+        try {
+            static_cast<void>(loadModelFile(folder, name));
+        } catch (const ModelError& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    fs::path folder;
+};
+
+TEST_F(ModelStore, LoadsWhatWasFetched) {
+    EXPECT_EQ(loadModelFile(folder, detectorFile).size(), 229032U);
+    EXPECT_EQ(loadModelFile(folder, landmarkFile).size(), 1241896U);
+    EXPECT_EQ(loadModelFile(folder, canonicalFaceFile).size(), 19376U);
+}
+
+TEST_F(ModelStore, AMissingFileNamesTheRemedy) {
+    fs::remove(folder / landmarkFile);
+    EXPECT_EQ(failure(landmarkFile), "face model " + (folder / landmarkFile).string() +
+                                         " is missing: ./run fetches it again, and so does "
+                                         "tools/fetch-models " +
+                                         folder.string());
+}
+
+TEST_F(ModelStore, ATruncatedFileIsDamaged) {
+    fs::resize_file(folder / detectorFile, 229031);
+    EXPECT_THAT(failure(detectorFile), ::testing::HasSubstr("is damaged: ./run"));
+    fs::resize_file(folder / detectorFile, 0);
+    EXPECT_THAT(failure(detectorFile), ::testing::HasSubstr("is damaged"));
+}
+
+TEST_F(ModelStore, ALongerFileIsDamaged) {
+    std::ofstream(folder / detectorFile, std::ios::app) << 'x';
+    EXPECT_THAT(failure(detectorFile), ::testing::HasSubstr("is damaged"));
+}
+
+TEST_F(ModelStore, OneChangedBitIsDamage) {
+    std::fstream file(folder / canonicalFaceFile, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekg(1000);
+    const auto byte = static_cast<char>(file.get() ^ 1);
+    file.seekp(1000);
+    file.put(byte);
+    file.close();
+    EXPECT_THAT(failure(canonicalFaceFile), ::testing::HasSubstr("is damaged"));
+}
+
+TEST_F(ModelStore, AFolderInItsPlaceIsAnErrorToo) {
+    fs::remove(folder / detectorFile);
+    fs::create_directory(folder / detectorFile);
+    EXPECT_THAT(failure(detectorFile), ::testing::HasSubstr("tools/fetch-models"));
+}
+
+}  // namespace
+}  // namespace velmaro::facemesh

@@ -1,0 +1,145 @@
+#include "backends/facemesh/Model.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <functional>
+
+#include "backends/facemesh/FlatBuffer.h"
+#include "backends/facemesh/ModelError.h"
+#include "backends/facemesh/ModelStore.h"
+#include "backends/facemesh/Portrait.h"
+
+namespace velmaro::facemesh {
+namespace {
+
+std::vector<std::byte> detector() {
+    return loadModelFile(VELMARO_MODELS_DIR, detectorFile);
+}
+
+std::string failure(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const ModelError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::size_t count(const Model& model, Operation operation) {
+    return static_cast<std::size_t>(std::ranges::count(model.steps, operation, &Step::operation));
+}
+
+TEST(Model, ReadsTheDetector) {
+    const Model model = readModel(detector());
+    EXPECT_EQ(model.tensors[model.inputs[0]].shape, (Shape{1, 128, 128, 3}));
+    EXPECT_EQ(model.tensors[model.outputs[0]].shape, (Shape{1, 896, 16}));
+    EXPECT_EQ(model.tensors[model.outputs[1]].shape, (Shape{1, 896, 1}));
+    EXPECT_EQ(count(model, Operation::Convolution), 21U);
+    EXPECT_EQ(count(model, Operation::Depthwise), 16U);
+    EXPECT_EQ(count(model, Operation::Pad), 11U);
+    EXPECT_EQ(count(model, Operation::Concatenation), 2U);
+}
+
+TEST(Model, ReadsTheLandmarks) {
+    const Model model = readModel(loadModelFile(VELMARO_MODELS_DIR, landmarkFile));
+    EXPECT_EQ(model.tensors[model.inputs[0]].shape, (Shape{1, 192, 192, 3}));
+    EXPECT_EQ(count(model, Operation::Prelu), 23U);
+    EXPECT_EQ(count(model, Operation::MaxPool), 6U);
+}
+
+/// Where the 32-bit code of the first operator kind stands, by the layout of the format.
+std::size_t firstOperatorCode(const std::vector<std::byte>& file) {
+    const auto root = FlatTable::follow(file, 0);
+    const auto field = [&file](std::size_t table, std::size_t number) {
+        const auto fields =
+            table - static_cast<std::size_t>(FlatTable::read<std::int32_t>(file, table));
+        return table + FlatTable::read<std::uint16_t>(file, fields + 4 + 2 * number);
+    };
+    const auto codes = FlatTable::follow(file, field(root, 1));
+    return field(FlatTable::follow(file, codes + 4), 0);
+}
+
+TEST(Model, AnUnknownOperatorIsNamed) {
+    auto file = detector();
+    const std::size_t at = firstOperatorCode(file);
+    file[at] = std::byte{99};
+    EXPECT_THAT(failure([&] { static_cast<void>(readModel(file)); }),
+                ::testing::StartsWith("unknown operator 99"));
+}
+
+TEST(Model, ANewerFormatIsRefused) {
+    auto file = detector();
+    EXPECT_EQ(failure([&] { static_cast<void>(readModel(file)); }), "");
+    const auto root = FlatTable::follow(file, 0);
+    const auto fields = root - static_cast<std::size_t>(FlatTable::read<std::int32_t>(file, root));
+    file[root + FlatTable::read<std::uint16_t>(file, fields + 4)] = std::byte{4};
+    EXPECT_EQ(failure([&] { static_cast<void>(readModel(file)); }),
+              "not a TensorFlow Lite model of version 3");
+}
+
+TEST(Model, NothingIsNotAModel) {
+    EXPECT_THROW(static_cast<void>(readModel({})), ModelError);
+    const std::vector<std::byte> zeros(4096);
+    EXPECT_THROW(static_cast<void>(readModel(zeros)), ModelError);
+}
+
+/// What every step of a good model must keep.
+class CheckModel : public ::testing::Test {
+protected:
+    Model model = readModel(detector());
+
+    [[nodiscard]] std::string check() const {
+        return failure([this] { checkModel(model); });
+    }
+    Step& first(Operation operation) {
+        return *std::ranges::find(model.steps, operation, &Step::operation);
+    }
+};
+
+TEST_F(CheckModel, TheDetectorIsConsistent) {
+    EXPECT_EQ(check(), "");
+}
+
+TEST_F(CheckModel, StepsOutOfOrder) {
+    std::swap(model.steps[0], model.steps[1]);
+    EXPECT_EQ(check(), "an operator comes before its input");
+}
+
+TEST_F(CheckModel, AShapeThatDoesNotFollow) {
+    model.tensors[first(Operation::Convolution).output].shape[1] += 1;
+    EXPECT_EQ(check(), "a shape does not follow from its inputs");
+}
+
+TEST_F(CheckModel, AFilterOfOtherChannels) {
+    model.tensors[first(Operation::Convolution).inputs[1]].shape[3] = 4;
+    EXPECT_EQ(check(), "a filter does not fit its picture");
+}
+
+TEST_F(CheckModel, ABiasOfAnotherLength) {
+    model.tensors[first(Operation::Convolution).inputs[2]].shape = {7};
+    EXPECT_EQ(check(), "a bias does not fit its filter");
+}
+
+TEST_F(CheckModel, AConvolutionWithoutWeights) {
+    model.tensors[first(Operation::Convolution).inputs[1]].constant.clear();
+    EXPECT_EQ(check(), "an operator lacks its weights");
+}
+
+TEST_F(CheckModel, APadOfNegativeAmount) {
+    model.tensors[first(Operation::Pad).inputs[1]].integers[7] = -4;
+    EXPECT_EQ(check(), "a pad has an impossible amount");
+}
+
+TEST_F(CheckModel, AStepTwice) {
+    model.steps.insert(model.steps.begin() + 1, model.steps[0]);
+    EXPECT_EQ(check(), "a tensor is computed twice");
+}
+
+TEST_F(CheckModel, AnOutputThatNobodyComputes) {
+    model.steps.pop_back();
+    EXPECT_EQ(check(), "an output is never computed");
+}
+
+}  // namespace
+}  // namespace velmaro::facemesh

@@ -1,0 +1,87 @@
+#include "backends/facemesh/Warp.h"
+
+#include <cmath>
+#include <random>
+
+#include "backends/facemesh/Testing.h"
+
+namespace velmaro::testing {
+namespace {
+
+using facemesh::TurnedSquare;
+
+Frame noise(int width, int height) {
+    Frame frame(width, height, 0, 8);
+    std::mt19937 random(3);
+    for (int y = 0; y < height; ++y) {
+        std::generate_n(frame.pixel(0, y), 4 * width,
+                        [&random] { return static_cast<std::uint8_t>(random() >> 24); });
+    }
+    return frame;
+}
+
+double naive(const Frame& frame, double x, double y, int channel) {
+    x = std::clamp(x - 0.5, 0.0, frame.width() - 1.0);
+    y = std::clamp(y - 0.5, 0.0, frame.height() - 1.0);
+    const int column = static_cast<int>(x);
+    const int row = static_cast<int>(y);
+    const auto at = [&](int dx, int dy) {
+        return const_cast<Frame&>(frame).pixel(std::min(column + dx, frame.width() - 1),
+                                               std::min(row + dy, frame.height() - 1))[2 - channel];
+    };
+    const double fx = x - column;
+    const double fy = y - row;
+    return ((at(0, 0) * (1 - fx) + at(1, 0) * fx) * (1 - fy) +
+            (at(0, 1) * (1 - fx) + at(1, 1) * fx) * fy) /
+           255;
+}
+
+class AnySquare : public ::testing::TestWithParam<TurnedSquare> {};
+
+TEST_P(AnySquare, IsBilinear) {
+    constexpr std::size_t cells = 40;
+    const TurnedSquare& square = GetParam();
+    const Frame frame = noise(90, 70);
+    std::vector<float> out(cells * cells * 3, 99);
+    facemesh::warp(view(frame), square, cells, out);
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const double u = (static_cast<double>(i / 3 % cells) + 0.5) / cells - 0.5;
+        const double v = (static_cast<double>(i / 3 / cells) + 0.5) / cells - 0.5;
+        const double x =
+            square.centre.x + square.side * (square.across.x * u - square.across.y * v);
+        const double y =
+            square.centre.y + square.side * (square.across.y * u + square.across.x * v);
+        ASSERT_NEAR(out[i], naive(frame, x, y, static_cast<int>(i % 3)), 2e-4) << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Squares, AnySquare,
+                         ::testing::Values(TurnedSquare{{45, 35}, 40, {1, 0}},
+                                           TurnedSquare{{40.3F, 33.8F}, 31.7F, {1, 0}},
+                                           TurnedSquare{{44, 36}, 35, {0.8F, 0.6F}},
+                                           TurnedSquare{{44, 36}, 35, {-0.6F, -0.8F}},
+                                           // Partly and wholly beyond the picture.
+                                           TurnedSquare{{5, 60}, 50, {0.8F, -0.6F}},
+                                           TurnedSquare{{45, 35}, 300, {0.96F, 0.28F}},
+                                           TurnedSquare{{-500, 900}, 20, {1, 0}},
+                                           TurnedSquare{{45, 35}, 70, {1, 0}}));
+
+TEST(Warp, OfAPictureOfOnePixel) {
+    std::vector<float> out(12 * 12 * 3);
+    facemesh::warp(view(Frame(1, 1, 51)), {{0.5F, 0.5F}, 3, {1, 0}}, 12, out);
+    for (const float value : out) {
+        EXPECT_FLOAT_EQ(value, 0.2F);
+    }
+}
+
+TEST(TurnedSquare, ItsCornersFollowItsUpperEdge) {
+    // A quarter turn: the upper edge points down in the picture.
+    const TurnedSquare square = {{100, 50}, 20, {0, 1}};
+    EXPECT_FLOAT_EQ(square.toImage(0, 0).x, 110);
+    EXPECT_FLOAT_EQ(square.toImage(0, 0).y, 40);
+    EXPECT_FLOAT_EQ(square.toImage(1, 0).x, 110);
+    EXPECT_FLOAT_EQ(square.toImage(1, 0).y, 60);
+}
+
+}  // namespace
+}  // namespace velmaro::testing
