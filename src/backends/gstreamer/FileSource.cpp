@@ -69,11 +69,13 @@ gboolean FileSource::autoplugContinue(GstElement* /*decoder*/, GstPad* /*pad*/, 
                                       gpointer self) {
     auto& source = *static_cast<FileSource*>(self);
     const std::lock_guard lock(source.mutex_);
+    const std::string_view type = mediaType(caps);
     // The first question is about the file as a whole; a video may well hold JPEG pictures.
     if (!source.recognised_) {
         source.recognised_ = true;
-        source.isStill_ = mediaType(caps).starts_with("image/");
+        source.isStill_ = type.starts_with("image/");
     }
+    source.sawSound_ = source.sawSound_ || type.starts_with("audio/");
     return TRUE;
 }
 
@@ -117,8 +119,6 @@ void FileSource::unknownType(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* 
     if (type.starts_with("video/") || type.starts_with("image/")) {
         const TextHandle name(gst_pb_utils_get_codec_description(caps));
         source.missingDecoder_ = name ? name.get() : std::string(type);
-    } else if (type.starts_with("audio/")) {
-        source.sawOtherMedia_ = true;
     }
 }
 
@@ -165,7 +165,7 @@ std::string FileSource::reason(const GError& error) const {
     if (!missingDecoder_.empty()) {
         return "no decoder for " + missingDecoder_ + " is installed";
     }
-    if (sawOtherMedia_) {
+    if (sawSound_) {
         return "it has no picture";
     }
     if (error.domain == GST_RESOURCE_ERROR) {

@@ -46,7 +46,7 @@ private:
     bool recognised_ = false;
     bool isStill_ = false;
     bool tailIsLinked_ = false;
-    bool sawOtherMedia_ = false;
+    bool sawSound_ = false;
     std::string missingDecoder_;
 };
 

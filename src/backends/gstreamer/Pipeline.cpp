@@ -93,7 +93,8 @@ void Pipeline::close() {
 // Before the pipeline has left its first state the bus drops messages. The requests are not lost:
 // they are looked at between the change of state and the first wait.
 void Pipeline::wake() {
-    gst_bus_post(bus_.get(), gst_message_new_application(nullptr, nullptr));
+    gst_bus_post(bus_.get(),
+                 gst_message_new_application(nullptr, gst_structure_new_empty("request")));
 }
 
 void Pipeline::run() {

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace velmaro::gstreamer::test {
+
+/// A directory of its own that goes with the object.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    ~TemporaryDirectory();
+
+    [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// True if every element of these names, separated by blanks, is installed.
+bool hasElements(const std::string& names);
+
+/// Runs a pipeline as gst-launch would, until its end. False if it failed.
+bool runPipeline(const std::string& description);
+
+/// Grey level of the numbered frame: far enough apart to survive any codec.
+constexpr int greyOfFrame(int number) { return 8 + 16 * number; }
+constexpr int frameOfGrey(int grey) { return grey / 16; }
+constexpr int kNumberedFrames = 15;
+
+/// Grey frames 0, 1, ... `count` - 1 (at most 15), 64 x 48 at 30 frames a second, written by
+/// "ENCODER ! MUXER" into a file. False if that failed.
+bool writeNumberedVideo(const std::string& file, const std::string& encoderAndMuxer,
+                        int count = kNumberedFrames);
+
+/// A picture of `width` x `height` in one colour.
+bool writePicture(const std::string& file, const std::string& encoder, int width, int height,
+                  std::uint32_t argb);
+
+void writeFile(const std::string& file, const std::string& content);
+std::string readFile(const std::string& file);
+
+}  // namespace velmaro::gstreamer::test

@@ -1,0 +1,263 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Media.h"
+#include "backends/gstreamer/GStreamerCapture.h"
+#include "platform/Dispatch.h"
+#include "platform/NotificationCenter.h"
+#include "platform/Telemetry.h"
+
+namespace velmaro::gstreamer::test {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// A serial queue on a thread of its own.
+class ThreadQueue : public DispatchQueue {
+public:
+    ThreadQueue() : thread_([this] { run(); }) {}
+    ThreadQueue(const ThreadQueue&) = delete;
+    ThreadQueue& operator=(const ThreadQueue&) = delete;
+    ~ThreadQueue() override {
+        {
+            const std::lock_guard lock(mutex_);
+            finished_ = true;
+        }
+        changed_.notify_all();
+        thread_.join();
+    }
+
+    void async(Work work) override {
+        {
+            const std::lock_guard lock(mutex_);
+            work_.push_back(std::move(work));
+        }
+        changed_.notify_all();
+    }
+    void asyncAfter(std::chrono::duration<double> /*delay*/, Work work) override {
+        async(std::move(work));
+    }
+    [[nodiscard]] bool isCurrent() const override {
+        return std::this_thread::get_id() == thread_.get_id();
+    }
+
+    /// Runs `work` there and waits for it.
+    void sync(const Work& work) {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool done = false;
+        async([&] {
+            work();
+            const std::lock_guard lock(mutex);
+            done = true;
+            changed.notify_all();
+        });
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return done; });
+    }
+
+private:
+    void run() {
+        for (;;) {
+            Work work;
+            {
+                std::unique_lock lock(mutex_);
+                changed_.wait(lock, [this] { return finished_ || !work_.empty(); });
+                if (finished_) {
+                    return;
+                }
+                work = std::move(work_.front());
+                work_.pop_front();
+            }
+            work();
+        }
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Work> work_;
+    bool finished_ = false;
+    std::thread thread_;
+};
+
+class ThreadDispatch : public Dispatch {
+public:
+    DispatchQueue& mainQueue() override { return main; }
+    DispatchQueue& globalQueue(QualityOfService /*quality*/) override { return global; }
+    std::shared_ptr<DispatchQueue> makeSerialQueue(const std::string& /*label*/,
+                                                   QualityOfService /*quality*/) override {
+        return std::make_shared<ThreadQueue>();
+    }
+
+    ThreadQueue main;
+    ThreadQueue global;
+};
+
+/// Waits until `condition` holds, at most `limit`. False if it never did.
+inline bool eventually(const std::function<bool()>& condition, Clock::duration limit = 20s) {
+    const auto end = Clock::now() + limit;
+    while (!condition()) {
+        if (Clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+/// Keeps what is delivered.
+class Recorder : public SampleBufferDelegate {
+public:
+    struct Frame {
+        int number;
+        Clock::time_point time;
+    };
+
+    void captureOutputDidOutput(const SampleBuffer& sampleBuffer) override {
+        const auto& image = sampleBuffer.imageBuffer;
+        {
+            const std::lock_guard lock(mutex_);
+            const int grey = image ? static_cast<int>(image->baseAddress()[0]) : -1;
+            frames_.push_back({frameOfGrey(grey), Clock::now()});
+            if (keep) {
+                kept_.push_back(image);
+            }
+        }
+        if (onFrame) {
+            onFrame();
+        }
+    }
+    void captureOutputDidDrop() override {
+        const std::lock_guard lock(mutex_);
+        ++drops_;
+    }
+
+    [[nodiscard]] std::vector<Frame> frames() const {
+        const std::lock_guard lock(mutex_);
+        return frames_;
+    }
+    [[nodiscard]] std::vector<int> numbers() const {
+        std::vector<int> numbers;
+        for (const Frame& frame : frames()) {
+            numbers.push_back(frame.number);
+        }
+        return numbers;
+    }
+    [[nodiscard]] std::size_t count() const { return frames().size(); }
+    [[nodiscard]] std::size_t drops() const {
+        const std::lock_guard lock(mutex_);
+        return drops_;
+    }
+    [[nodiscard]] std::vector<std::shared_ptr<const PixelBuffer>> kept() const {
+        const std::lock_guard lock(mutex_);
+        return kept_;
+    }
+    void forget() {
+        const std::lock_guard lock(mutex_);
+        kept_.clear();
+    }
+
+    /// Set before the session runs.
+    std::function<void()> onFrame;
+    bool keep = false;
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<Frame> frames_;
+    std::vector<std::shared_ptr<const PixelBuffer>> kept_;
+    std::size_t drops_ = 0;
+};
+
+/// A capture with one file, set up as a camera manager does it; the test's thread plays main.
+class Rig {
+public:
+    explicit Rig(const std::string& file, Playback playback = Playback::looped) {
+        CaptureOptions options;
+        options.files = {FileCamera::fromPath(file)};
+        options.playback = playback;
+        options.playbackEnded = [this] { ++ended; };
+        capture = std::make_unique<GStreamerCapture>(dispatch, notificationCenter, telemetry,
+                                                     std::move(options));
+        session = capture->makeSession();
+        observer_ = std::make_shared<int>();
+        notificationCenter.addObserver(observer_, kCaptureSessionDidStartRunning, session.get(),
+                                       [this](const Notification&) { ++didStart; });
+        notificationCenter.addObserver(
+            observer_, kCaptureSessionRuntimeError, session.get(), [this](const Notification& n) {
+                const std::lock_guard lock(mutex_);
+                errors_.push_back(
+                    std::any_cast<CaptureError>(n.userInfo.at(kCaptureSessionErrorKey)));
+            });
+    }
+    Rig(const Rig&) = delete;
+    Rig& operator=(const Rig&) = delete;
+    ~Rig() {
+        if (session) {
+            session->stopRunning();
+        }
+        queue->sync([] {});
+    }
+
+    std::shared_ptr<CaptureDevice> device() {
+        const CaptureDeviceType types[] = {CaptureDeviceType::external};
+        return capture->discover(types).at(0);
+    }
+
+    /// Why there is no input; empty if there is one, which has then been added with an output.
+    std::string setUp() {
+        session->beginConfiguration();
+        for (const auto& input : session->inputs()) {
+            session->removeInput(input);
+        }
+        for (const auto& output : session->outputs()) {
+            session->removeOutput(output);
+        }
+        auto input = capture->makeDeviceInput(device());
+        if (const auto* error = std::get_if<Error>(&input)) {
+            session->commitConfiguration();
+            return error->localizedDescription;
+        }
+        session->addInput(std::get<0>(input));
+        output = capture->makeVideoDataOutput();
+        output->setVideoSettings({{kPixelFormatTypeKey, kPixelFormat32BGRA}});
+        output->setAlwaysDiscardsLateVideoFrames(true);
+        session->addOutput(output);
+        output->setSampleBufferDelegate(recorder, queue);
+        session->commitConfiguration();
+        return {};
+    }
+
+    [[nodiscard]] std::vector<CaptureError> errors() const {
+        const std::lock_guard lock(mutex_);
+        return errors_;
+    }
+
+    ThreadDispatch dispatch;
+    NotificationCenter notificationCenter;
+    Telemetry telemetry;
+    std::shared_ptr<ThreadQueue> queue = std::make_shared<ThreadQueue>();
+    std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
+    std::atomic<int> ended = 0;
+    std::atomic<int> didStart = 0;
+    std::unique_ptr<GStreamerCapture> capture;
+    std::shared_ptr<CaptureSession> session;
+    std::shared_ptr<VideoDataOutput> output;
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<CaptureError> errors_;
+    std::shared_ptr<void> observer_;
+};
+
+}  // namespace velmaro::gstreamer::test

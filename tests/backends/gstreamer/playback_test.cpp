@@ -1,0 +1,217 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "Rig.h"
+
+namespace velmaro::gstreamer {
+namespace {
+
+using namespace test;
+
+class PlaybackTest : public testing::Test {
+protected:
+    TemporaryDirectory directory;
+};
+
+struct Container {
+    const char* name;
+    const char* needs;
+    const char* encoderAndMuxer;
+};
+
+class ContainerTest : public PlaybackTest, public testing::WithParamInterface<Container> {
+protected:
+    /// The numbered video in this container; empty if it cannot be made here.
+    std::string video() {
+        if (!hasElements(GetParam().needs)) {
+            return {};
+        }
+        const std::string file = directory.file("numbered");
+        return writeNumberedVideo(file, GetParam().encoderAndMuxer) ? file : std::string();
+    }
+};
+
+TEST_P(ContainerTest, LoopsThroughAllFramesWithoutAGapAtItsOwnPace) {
+    if (!hasElements(GetParam().needs)) {
+        GTEST_SKIP() << "not installed: " << GetParam().needs;
+    }
+    const std::string file = video();
+    ASSERT_FALSE(file.empty());
+    Rig rig(file);
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    ASSERT_TRUE(rig.session->isRunning());
+    constexpr int kFrames = 4 * kNumberedFrames + 1;
+    ASSERT_TRUE(eventually([&] { return rig.recorder->count() >= kFrames; }));
+    rig.session->stopRunning();
+
+    // A busy machine may drop frames; each is told, so the numbers must add up with them.
+    const auto frames = rig.recorder->frames();
+    const auto drops = rig.telemetry.framesDropped.load();
+    EXPECT_EQ(frames[0].number, 0);
+    int steps = 0;
+    for (std::size_t i = 1; i < frames.size(); ++i) {
+        const int step = (frames[i].number - frames[i - 1].number + kNumberedFrames) %
+                         kNumberedFrames;
+        steps += step == 0 ? kNumberedFrames : step;
+    }
+    EXPECT_GE(steps, static_cast<int>(frames.size()) - 1);
+    EXPECT_LE(steps, static_cast<int>(frames.size() - 1 + drops));
+
+    const double seconds =
+        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
+    EXPECT_NEAR(seconds, steps / 30.0, 0.25);
+    EXPECT_TRUE(rig.errors().empty());
+    EXPECT_EQ(rig.ended, 0);
+}
+
+TEST_P(ContainerTest, OnceShowsEveryFrameThenEnds) {
+    if (!hasElements(GetParam().needs)) {
+        GTEST_SKIP() << "not installed: " << GetParam().needs;
+    }
+    const std::string file = video();
+    ASSERT_FALSE(file.empty());
+    Rig rig(file, Playback::once);
+    std::atomic<int> framesAtEnd = -1;
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually([&] { return rig.ended.load() > 0; }));
+    EXPECT_EQ(rig.recorder->count() + rig.recorder->drops(),
+              static_cast<std::size_t>(kNumberedFrames));
+    EXPECT_EQ(rig.recorder->numbers().back(), kNumberedFrames - 1);
+    EXPECT_TRUE(rig.session->isRunning());
+    rig.session->stopRunning();
+    EXPECT_EQ(rig.ended, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Containers, ContainerTest,
+    testing::Values(Container{"webm", "vp8enc webmmux", "vp8enc deadline=1 ! webmmux"},
+                    Container{"matroska", "jpegenc matroskamux", "jpegenc ! matroskamux"},
+                    Container{"avi", "jpegenc avimux", "jpegenc ! avimux"},
+                    Container{"mp4", "avenc_mpeg4 mp4mux", "avenc_mpeg4 ! mp4mux"},
+                    Container{"quicktime", "jpegenc qtmux", "jpegenc ! qtmux"},
+                    Container{"ogg", "theoraenc oggmux", "theoraenc ! oggmux"},
+                    Container{"flv", "avenc_flv flvmux", "avenc_flv ! flvmux"},
+                    Container{"streamed", "vp8enc webmmux", "vp8enc deadline=1 ! webmmux "
+                                                            "streamable=true"},
+                    Container{"h264", "x264enc mp4mux avdec_h264", "x264enc ! mp4mux"}),
+    [](const auto& info) { return info.param.name; });
+
+TEST_F(PlaybackTest, PicturesComeAtNativeSizeInBGRA) {
+    struct Case {
+        const char* encoder;
+        int tolerance;
+    };
+    for (const Case& picture : {Case{"pngenc", 0}, Case{"jpegenc quality=100", 4}}) {
+        const std::string file = directory.file("picture");
+        ASSERT_TRUE(writePicture(file, picture.encoder, 330, 170, 0xff4080c0));
+        Rig rig(file);
+        rig.recorder->keep = true;
+        ASSERT_EQ(rig.setUp(), "");
+        rig.session->startRunning();
+        ASSERT_TRUE(eventually([&] { return rig.recorder->count() >= 1; }));
+        rig.session->stopRunning();
+        const auto image = rig.recorder->kept().at(0);
+        EXPECT_EQ(image->width(), 330);
+        EXPECT_EQ(image->height(), 170);
+        ASSERT_GE(image->bytesPerRow(), 4 * 330);
+        for (const auto& [x, y] : {std::pair{0, 0}, {329, 0}, {0, 169}, {329, 169}}) {
+            const std::byte* const pixel = image->baseAddress() + y * image->bytesPerRow() + 4 * x;
+            EXPECT_NEAR(static_cast<int>(pixel[0]), 0xc0, picture.tolerance);
+            EXPECT_NEAR(static_cast<int>(pixel[1]), 0x80, picture.tolerance);
+            EXPECT_NEAR(static_cast<int>(pixel[2]), 0x40, picture.tolerance);
+            EXPECT_EQ(static_cast<int>(pixel[3]), 0xff);
+        }
+    }
+}
+
+TEST_F(PlaybackTest, PictureIsShownThirtyTimesASecond) {
+    const std::string file = directory.file("picture.png");
+    ASSERT_TRUE(writePicture(file, "pngenc", 64, 48, 0xff808080));
+    Rig rig(file);
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually(
+        [&] { return rig.recorder->count() + rig.recorder->drops() >= 61; }));
+    rig.session->stopRunning();
+    const auto frames = rig.recorder->frames();
+    const double seconds =
+        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
+    EXPECT_NEAR(seconds, 2.0, 0.25);
+}
+
+TEST_F(PlaybackTest, PictureOnceIsShownForOneSecond) {
+    const std::string file = directory.file("picture.png");
+    ASSERT_TRUE(writePicture(file, "pngenc", 64, 48, 0xff808080));
+    Rig rig(file, Playback::once);
+    ASSERT_EQ(rig.setUp(), "");
+    const auto start = Clock::now();
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually([&] { return rig.ended.load() > 0; }));
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    EXPECT_NEAR(seconds, 1.0, 0.3);
+    EXPECT_EQ(rig.recorder->count() + rig.recorder->drops(), 30U);
+}
+
+TEST_F(PlaybackTest, SoundBesideThePictureIsIgnored) {
+    const std::string file = directory.file("both.webm");
+    ASSERT_TRUE(runPipeline(
+        "webmmux name=mux ! filesink location=" + file +
+        " videotestsrc num-buffers=15 ! video/x-raw,width=64,height=48,framerate=30/1 ! "
+        "vp8enc deadline=1 ! mux. audiotestsrc num-buffers=21 ! vorbisenc ! mux."));
+    Rig rig(file);
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() >= 50; }));
+    EXPECT_TRUE(rig.errors().empty());
+}
+
+TEST_F(PlaybackTest, VideoOfOneFrameRepeatsIt) {
+    const std::string file = directory.file("one.webm");
+    ASSERT_TRUE(writeNumberedVideo(file, "vp8enc deadline=1 ! webmmux", 1));
+    Rig rig(file);
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() >= 10; }));
+    EXPECT_TRUE(rig.errors().empty());
+}
+
+TEST_F(PlaybackTest, VideoCutOffLoopsAsFarAsItGoes) {
+    const std::string file = directory.file("whole.avi");
+    ASSERT_TRUE(writeNumberedVideo(file, "jpegenc ! avimux"));
+    const std::string whole = readFile(file);
+    const std::string cut = directory.file("cut.avi");
+    writeFile(cut, whole.substr(0, whole.size() * 2 / 3));
+    Rig rig(cut);
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] {
+        const auto numbers = rig.recorder->numbers();
+        return std::ranges::count(numbers, 0) >= 3;
+    }));
+    EXPECT_TRUE(rig.errors().empty());
+}
+
+TEST_F(PlaybackTest, EndIsToldAfterTheLastFrameWasHandled) {
+    const std::string file = directory.file("short.webm");
+    ASSERT_TRUE(writeNumberedVideo(file, "vp8enc deadline=1 ! webmmux", 3));
+    Rig rig(file, Playback::once);
+    std::atomic<int> endedDuringFrame = 0;
+    rig.recorder->onFrame = [&] {
+        std::this_thread::sleep_for(300ms);
+        endedDuringFrame += rig.ended.load();
+    };
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually([&] { return rig.ended.load() > 0; }));
+    EXPECT_EQ(endedDuringFrame, 0);
+    EXPECT_EQ(rig.recorder->numbers().back(), 2);
+    EXPECT_EQ(rig.recorder->count() + rig.recorder->drops(), 3U);
+}
+
+}  // namespace
+}  // namespace velmaro::gstreamer
