@@ -203,8 +203,8 @@ TEST_F(SystemResolverTest, Localhost) {
 
 TEST_F(SystemResolverTest, NamesThatDoNotResolve) {
     for (const std::string& host : {std::string("no-such-host.invalid"), std::string("300.1.1.1"),
-                                   std::string("[::1]"), std::string(), std::string(" "),
-                                   std::string("127.0.0.1\0.test", 14), std::string(300, 'x')}) {
+                                    std::string("[::1]"), std::string(), std::string(" "),
+                                    std::string("127.0.0.1\0.test", 14), std::string(300, 'x')}) {
         const auto connection = connect(network, host, 8000);
         EXPECT_EQ(told->take(), (Told{State::preparing, ""})) << host;
         const auto failure = told->take(std::chrono::seconds(60));

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <limits>
@@ -100,6 +101,28 @@ TEST(AsioMainQueue, DestroysLeftOverWorkWithoutRunningIt) {
         EXPECT_EQ(token.use_count(), 4);
     }
     EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST(AsioMainQueue, CloseDestroysWhatIsQueuedThenAndLater) {
+    struct QueuesWhenDestroyed {
+        AsioMainQueue& queue;
+        ~QueuesWhenDestroyed() {
+            queue.async([] { ADD_FAILURE(); });
+        }
+    };
+    AsioMainQueue queue;
+    const auto token = std::make_shared<int>();
+    queue.async([token] { ADD_FAILURE(); });
+    queue.asyncAfter(duration<double>(0), [token] { ADD_FAILURE(); });
+    queue.async([last = std::make_shared<QueuesWhenDestroyed>(queue)] { ADD_FAILURE(); });
+    queue.close();
+    EXPECT_EQ(token.use_count(), 1);
+    queue.async([token] { ADD_FAILURE(); });
+    queue.asyncAfter(duration<double>(0), [token] { ADD_FAILURE(); });
+    EXPECT_EQ(token.use_count(), 1);
+    queue.stop();
+    queue.run();
+    queue.close();
 }
 
 TEST(AsioMainQueue, TakesWorkFromManyThreads) {

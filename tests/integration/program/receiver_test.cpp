@@ -1,3 +1,5 @@
+#include "integration/support/Receiver.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -5,7 +7,6 @@
 #include <optional>
 
 #include "integration/support/Program.h"
-#include "integration/support/Receiver.h"
 
 namespace velmaro::integration {
 namespace {

@@ -11,15 +11,13 @@
 namespace velmaro::integration {
 namespace {
 
-/// A clip-independent still: the first frame of the demonstration shown for ever would do, but the
-/// running clip shows the same: an offset shifts what is sent at once.
 TEST(ProgramSignals, Usr1ZeroesTheAnglesAndUsr2BringsThemBack) {
     const Receiver receiver;
     Program program({"--camera-file", VELMARO_STILL, "--port", receiver.port(), "--rate", "1000"});
     // The smoothing has settled after two seconds.
     ASSERT_TRUE(receiver.waitFor(90));
     const float settled = receiver.messages().back().values[0];
-    ASSERT_GT(std::abs(settled), 0.05F);
+    ASSERT_GT(std::abs(settled), 5.0F);
 
     program.signal(SIGUSR1);
     std::this_thread::sleep_for(std::chrono::milliseconds(500));

@@ -15,7 +15,7 @@ namespace {
 
 /// The true yaw of each frame of the clip in degrees, positive to the image's right.
 std::vector<double> trueYaw() {
-    std::ifstream file(VELMARO_DEMO_ANGLES);
+    std::ifstream file(VELMARO_DEMO "/demo.csv");
     std::string line;
     std::getline(file, line);
     std::vector<double> yaw;

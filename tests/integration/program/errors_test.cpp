@@ -64,8 +64,7 @@ TEST(ProgramErrors, ATruncatedModelNamesItsMending) {
     const TemporaryFolder folder;
     const std::filesystem::path models = folder.path() / "models";
     std::filesystem::copy(VELMARO_MODELS, models, std::filesystem::copy_options::recursive);
-    std::filesystem::create_directory_symlink(
-        std::filesystem::path(VELMARO_DEMO_ANGLES).parent_path(), folder.path() / "demo");
+    std::filesystem::create_directory_symlink(VELMARO_DEMO, folder.path() / "demo");
     const std::filesystem::path model = models / "face_landmark.tflite";
     std::filesystem::resize_file(model, std::filesystem::file_size(model) / 2);
     const Finished run = runProgram({"--demo"}, {{"VELMARO_DATA_DIR", folder.path()}});
@@ -77,8 +76,7 @@ TEST(ProgramErrors, ATruncatedModelNamesItsMending) {
 
 TEST(ProgramErrors, MissingModelsNameTheirMending) {
     const TemporaryFolder folder;
-    std::filesystem::create_directory_symlink(
-        std::filesystem::path(VELMARO_DEMO_ANGLES).parent_path(), folder.path() / "demo");
+    std::filesystem::create_directory_symlink(VELMARO_DEMO, folder.path() / "demo");
     const Finished run = runProgram({"--demo"}, {{"VELMARO_DATA_DIR", folder.path()}});
     EXPECT_EQ(run.status, 1);
     expectOneLine(run.errors);
