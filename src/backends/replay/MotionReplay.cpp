@@ -101,7 +101,9 @@ MotionReplay::MotionReplay(MotionTrack track, Ending ending, std::function<void(
 }
 
 MotionReplay::~MotionReplay() {
-    stopDeviceMotionUpdates();
+    if (run_) {
+        run_->stop();
+    }
 }
 
 void MotionReplay::startDeviceMotionUpdates(DispatchQueue& queue, Handler handler) {
