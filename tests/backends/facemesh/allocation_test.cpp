@@ -1,29 +1,5 @@
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
+#include "backends/facemesh/AllocationCount.h"
 #include "backends/facemesh/Testing.h"
-
-namespace {
-
-std::atomic<int> allocations = 0;
-
-}  // namespace
-
-// Counts every allocation of this program; the other forms of new end up in these.
-void* operator new(std::size_t size) {
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace velmaro::testing {
 namespace {
@@ -42,9 +18,9 @@ TEST(FaceMeshAllocations, NoneOnceAPictureOfTheSizeWasSeen) {
         EXPECT_TRUE(finder.mesh().perform(nobody, completion));
     };
     run();
-    const int before = allocations;
+    const int before = allocationCount();
     run();
-    EXPECT_EQ(allocations - before, 0);
+    EXPECT_EQ(allocationCount() - before, 0);
     EXPECT_EQ(faces, 2U);
     EXPECT_GT(before, 0) << "the counter does not count";
 }
