@@ -144,11 +144,14 @@ bool FileSource::preroll(GstElement* pipeline) {
     return !seekToStart(pipeline, GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_SEGMENT);
 }
 
-bool FileSource::goOn(GstElement* pipeline, GstMessageType end) {
+bool FileSource::goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) {
     if (playback_ == Playback::once) {
         return false;
     }
-    return (end == GST_MESSAGE_SEGMENT_DONE && seekToStart(pipeline, GST_SEEK_FLAG_SEGMENT)) ||
+    // Without the flag for segments the next end comes only after the last frame was due, so a
+    // demuxer that cannot loop segments still keeps its pace, if not without a gap.
+    return (end == GST_MESSAGE_SEGMENT_DONE && !hasStalled &&
+            seekToStart(pipeline, GST_SEEK_FLAG_SEGMENT)) ||
            seekToStart(pipeline, GST_SEEK_FLAG_FLUSH) || restart(pipeline);
 }
 

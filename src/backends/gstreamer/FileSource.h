@@ -17,7 +17,7 @@ public:
     [[nodiscard]] Pace pace() const override { return Pace::byTimestamp; }
     std::optional<Error> build(GstBin* pipeline, GstElement* sink) override;
     bool preroll(GstElement* pipeline) override;
-    bool goOn(GstElement* pipeline, GstMessageType end) override;
+    bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) override;
     [[nodiscard]] Error explain(const GError& error) const override;
 
 private:

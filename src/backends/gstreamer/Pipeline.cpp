@@ -10,9 +10,10 @@ namespace velmaro::gstreamer {
 
 namespace {
 
-/// A short clip may run around several times inside the decoder's queues before its first frame is
-/// due; one that has ended this often without any frame has none.
-constexpr int kEmptyRoundsLimit = 100;
+/// A short clip may run around several times inside the decoder's queues before its next frame is
+/// due. One that has ended this often without any frame has stalled, and later there are none.
+constexpr int kRoundsToStall = 20;
+constexpr int kRoundsToFail = 60;
 
 }  // namespace
 
@@ -64,7 +65,9 @@ Pipeline::Pipeline(std::unique_ptr<Source> source)
 std::optional<Error> Pipeline::waitUntilReady(std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
     if (!changed_.wait_for(lock, limit, [this] { return stage_ != Stage::opening; })) {
-        return Error{"it does not open in time", "it does not open in time"};
+        // decodebin keeps some errors of a demuxer to itself, so that it opens for ever.
+        const std::string text = "it does not open in time and is probably damaged";
+        return Error{text, text};
     }
     return stage_ == Stage::failed ? std::optional(error_) : std::nullopt;
 }
@@ -153,10 +156,7 @@ void Pipeline::handle(GstMessage* message) {
             gst_message_parse_state_changed(message, nullptr, &state, nullptr);
             if (stage_ == Stage::starting && state == GST_STATE_PLAYING &&
                 GST_MESSAGE_SRC(message) == GST_OBJECT(pipeline_.get())) {
-                enter(Stage::playing);
-                if (const auto told = listener()) {
-                    told->pipelineStarted(*this);
-                }
+                becomePlaying();
             }
             break;
         }
@@ -191,13 +191,28 @@ void Pipeline::startPlaying() {
     }
 }
 
+void Pipeline::becomePlaying() {
+    enter(Stage::playing);
+    if (const auto told = listener()) {
+        told->pipelineStarted(*this);
+    }
+    if (earlyEnd_ != GST_MESSAGE_UNKNOWN) {
+        reachEnd(earlyEnd_);
+    }
+}
+
 void Pipeline::reachEnd(GstMessageType end) {
+    if (stage_ != Stage::playing) {
+        // A seek would wait for the full queues to move, which they do not before playing.
+        earlyEnd_ = end;
+        return;
+    }
     const std::uint64_t frames = sink_.frames();
     emptyRounds_ = frames == framesAtLastEnd_ ? emptyRounds_ + 1 : 0;
     framesAtLastEnd_ = frames;
-    if (emptyRounds_ > kEmptyRoundsLimit) {
+    if (emptyRounds_ > kRoundsToFail) {
         fail({"it gives no more pictures", "it gives no more pictures"});
-    } else if (!ended_ && !source_->goOn(pipeline_.get(), end)) {
+    } else if (!ended_ && !source_->goOn(pipeline_.get(), end, emptyRounds_ >= kRoundsToStall)) {
         ended_ = true;
         if (const auto told = listener()) {
             told->pipelineEnded(*this);

@@ -77,6 +77,7 @@ private:
     void handle(GstMessage* message);
     void becomeReady();
     void startPlaying();
+    void becomePlaying();
     void reachEnd(GstMessageType end);
     void failFromBus();
     void fail(const Error& error);
@@ -89,6 +90,8 @@ private:
     ElementHandle pipeline_;
     BusHandle bus_;
     bool ended_ = false;
+    // An end that came before the pipeline plays.
+    GstMessageType earlyEnd_ = GST_MESSAGE_UNKNOWN;
     std::uint64_t framesAtLastEnd_ = 0;
     int emptyRounds_ = 0;
 

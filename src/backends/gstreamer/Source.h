@@ -27,8 +27,9 @@ public:
     /// The pipeline has its first frame. False if it was sent to look for it anew.
     virtual bool preroll(GstElement* pipeline) = 0;
 
-    /// The frames ended, told by a message of that type. False if they do not go on.
-    virtual bool goOn(GstElement* pipeline, GstMessageType end) = 0;
+    /// The frames ended, told by a message of that type; `hasStalled` if none came although they
+    /// went on several times. False if they do not go on.
+    virtual bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) = 0;
 
     /// An error of an element in words for people.
     [[nodiscard]] virtual Error explain(const GError& error) const = 0;

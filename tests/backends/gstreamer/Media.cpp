@@ -95,7 +95,7 @@ bool writePicture(const std::string& file, const std::string& encoder, int width
     return runPipeline("videotestsrc num-buffers=1 pattern=solid-color foreground-color=" +
                        std::to_string(argb) +
                        " ! video/x-raw,format=BGRA,width=" + std::to_string(width) + ",height=" +
-                       std::to_string(height) + " ! videoconvert ! " + encoder +
+                       std::to_string(height) + " ! videoconvert dither=none ! " + encoder +
                        " ! filesink location=" + file);
 }
 

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gst/gst.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -130,15 +131,12 @@ TEST_F(FileCameraTest, MissingDecoderIsNamed) {
     EXPECT_EQ(reason(file), "");
 }
 
-TEST_F(FileCameraTest, VideoCutOffInItsHeaderIsDamaged) {
-    const std::string file = directory.file("a.mp4");
-    if (!hasElements("avenc_mpeg4 mp4mux")) {
-        GTEST_SKIP() << "no MPEG-4 encoder is installed";
-    }
-    ASSERT_TRUE(writeNumberedVideo(file, "avenc_mpeg4 ! mp4mux"));
+TEST_F(FileCameraTest, VideoWithoutItsHeaderIsDamaged) {
+    const std::string file = directory.file("a.mov");
+    ASSERT_TRUE(writeNumberedVideo(file, "jpegenc ! qtmux"));
     const std::string whole = readFile(file);
-    writeFile(directory.file("cut.mp4"), whole.substr(0, whole.size() / 2));
-    EXPECT_EQ(reason(directory.file("cut.mp4")), "it is damaged or incomplete");
+    writeFile(directory.file("cut.mov"), whole.substr(0, whole.size() / 2));
+    EXPECT_THAT(reason(directory.file("cut.mov")), testing::HasSubstr("damaged"));
 }
 
 TEST_F(FileCameraTest, PictureCutOffIsDamagedOrShownAsFarAsItGoes) {

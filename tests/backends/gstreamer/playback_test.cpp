@@ -92,7 +92,6 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Container{"webm", "vp8enc webmmux", "vp8enc deadline=1 ! webmmux"},
                     Container{"matroska", "jpegenc matroskamux", "jpegenc ! matroskamux"},
                     Container{"avi", "jpegenc avimux", "jpegenc ! avimux"},
-                    Container{"mp4", "avenc_mpeg4 mp4mux", "avenc_mpeg4 ! mp4mux"},
                     Container{"quicktime", "jpegenc qtmux", "jpegenc ! qtmux"},
                     Container{"ogg", "theoraenc oggmux", "theoraenc ! oggmux"},
                     Container{"flv", "avenc_flv flvmux", "avenc_flv ! flvmux"},
@@ -106,9 +105,11 @@ TEST_F(PlaybackTest, PicturesComeAtNativeSizeInBGRA) {
         const char* encoder;
         int tolerance;
     };
-    for (const Case& picture : {Case{"pngenc", 0}, Case{"jpegenc quality=100", 4}}) {
+    for (const Case& picture :
+         {Case{"pngenc", 0},
+          Case{"video/x-raw,format=I420,colorimetry=1:4:0:0 ! jpegenc quality=100", 3}}) {
         const std::string file = directory.file("picture");
-        ASSERT_TRUE(writePicture(file, picture.encoder, 330, 170, 0xff4080c0));
+        ASSERT_TRUE(writePicture(file, picture.encoder, 336, 176, 0xff4080c0));
         Rig rig(file);
         rig.recorder->keep = true;
         ASSERT_EQ(rig.setUp(), "");
@@ -116,10 +117,10 @@ TEST_F(PlaybackTest, PicturesComeAtNativeSizeInBGRA) {
         ASSERT_TRUE(eventually([&] { return rig.recorder->count() >= 1; }));
         rig.session->stopRunning();
         const auto image = rig.recorder->kept().at(0);
-        EXPECT_EQ(image->width(), 330);
-        EXPECT_EQ(image->height(), 170);
-        ASSERT_GE(image->bytesPerRow(), 4 * 330);
-        for (const auto& [x, y] : {std::pair{0, 0}, {329, 0}, {0, 169}, {329, 169}}) {
+        EXPECT_EQ(image->width(), 336);
+        EXPECT_EQ(image->height(), 176);
+        ASSERT_GE(image->bytesPerRow(), 4 * 336);
+        for (const auto& [x, y] : {std::pair{0, 0}, {335, 0}, {0, 175}, {335, 175}}) {
             const std::byte* const pixel = image->baseAddress() + y * image->bytesPerRow() + 4 * x;
             EXPECT_NEAR(static_cast<int>(pixel[0]), 0xc0, picture.tolerance);
             EXPECT_NEAR(static_cast<int>(pixel[1]), 0x80, picture.tolerance);
