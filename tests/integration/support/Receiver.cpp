@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace velmaro::integration {
 
@@ -46,7 +47,10 @@ int Receiver::receive(const char* path, const char* types, lo_arg** arguments, i
     auto& receiver = *static_cast<Receiver*>(self);
     Message received{std::chrono::steady_clock::now(), path, types, {}};
     for (int index = 0; index < count && types[index] == 'f'; ++index) {
-        received.values.push_back(arguments[index]->f);
+        // The library's arguments are aligned to four bytes, its union asks for eight.
+        float value;
+        std::memcpy(&value, arguments[index], sizeof value);
+        received.values.push_back(value);
     }
     const std::lock_guard lock(receiver.mutex_);
     receiver.messages_.push_back(std::move(received));
