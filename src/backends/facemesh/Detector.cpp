@@ -69,8 +69,8 @@ Detector::Detector(Model model)
         loaded.tensors[loaded.outputs[1]].shape != Shape{1, anchorCount, 1}) {
         throw ModelError("not the face detector that this program knows");
     }
-    candidates_.reserve((1 + maximumParts) * anchorCount);
-    merged_.reserve(candidates_.capacity());
+    candidates_.reserve(anchorCount);
+    merged_.reserve(anchorCount);
 }
 
 std::span<const Detection> Detector::detect(const ImageView& image) {
@@ -111,8 +111,9 @@ void Detector::search(const ImageView& image, const Region& region) {
     const std::span<const float> logits = network_.output(1);
     const auto scale = static_cast<float>(placement.pixelsPerCell);
     for (std::size_t i = 0; i < anchorCount; ++i) {
-        // The logistic function is at least one half from zero on; the infinite is not a face.
-        if (!(logits[i] >= 0) || std::isinf(logits[i])) {
+        const float score = 1 / (1 + std::exp(-logits[i]));
+        // Written so that a score that is not a number is refused.
+        if (!(score >= minimumScore)) {
             continue;
         }
         const float* value = values.data() + i * valuesPerAnchor;
@@ -121,12 +122,8 @@ void Detector::search(const ImageView& image, const Region& region) {
                 static_cast<float>(placement.originX) + (anchors_[i].x + value[at]) * scale,
                 static_cast<float>(placement.originY) + (anchors_[i].y + value[at + 1]) * scale};
         };
-        const Detection detection = {1 / (1 + std::exp(-logits[i])),
-                                     point(0),
-                                     value[2] * scale,
-                                     value[3] * scale,
-                                     point(4),
-                                     point(6)};
+        const Detection detection = {score,    point(0), value[2] * scale, value[3] * scale,
+                                     point(4), point(6)};
         if (detection.width > 0 && detection.height > 0) {
             candidates_.push_back(detection);
         }

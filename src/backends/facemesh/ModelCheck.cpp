@@ -6,8 +6,8 @@
 namespace velmaro::facemesh {
 namespace {
 
-constexpr std::size_t fullWindow(std::size_t extent, std::size_t window, std::size_t stride,
-                                 bool samePadding) {
+constexpr std::size_t outputExtent(std::size_t extent, std::size_t window, std::size_t stride,
+                                   bool samePadding) {
     if (samePadding) {
         return (extent + stride - 1) / stride;
     }
@@ -73,8 +73,8 @@ private:
 
     [[nodiscard]] static Shape slide(const Shape& from, const Window& window, std::size_t height,
                                      std::size_t width, std::size_t channels) {
-        return {1, fullWindow(from[1], height, window.strideHeight, window.samePadding),
-                fullWindow(from[2], width, window.strideWidth, window.samePadding), channels};
+        return {1, outputExtent(from[1], height, window.strideHeight, window.samePadding),
+                outputExtent(from[2], width, window.strideWidth, window.samePadding), channels};
     }
 
     [[nodiscard]] Shape convolution(const Step& step) const {

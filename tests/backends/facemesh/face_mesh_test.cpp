@@ -60,7 +60,6 @@ TEST(FaceMesh, ReportsRegionsInTheBoxWithTheOriginAtItsLowerLeft) {
 
 TEST(FaceMesh, AMirroredFaceTurnsTheOtherWay) {
     FaceFinder finder;
-    // Leaning on one side only, so that the sign shows: the picture is squeezed to one side.
     const Frame frame = Portrait().frame(640, 480, 320, 240, 220);
     Frame mirrored(640, 480);
     for (int y = 0; y < 480; ++y) {
