@@ -11,7 +11,7 @@ target_compile_options(velmaro_flags INTERFACE
 
 if(VELMARO_SANITIZE)
   target_compile_options(velmaro_flags INTERFACE
-    -fsanitize=${VELMARO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    -fsanitize=${VELMARO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   target_link_options(velmaro_flags INTERFACE -fsanitize=${VELMARO_SANITIZE})
 endif()
 
