@@ -59,6 +59,8 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& v
     for (const auto& [name, value] : variables) {
         ::setenv(name.c_str(), value.c_str(), 1);
     }
+    // A receiver's socket must not live on in the child.
+    ::close_range(STDERR_FILENO + 1, ~0U, 0);
     std::vector<char*> pointers;
     std::string name = VELMARO_PROGRAM;
     pointers.push_back(name.data());
