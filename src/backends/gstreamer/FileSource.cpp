@@ -2,8 +2,6 @@
 
 #include <gst/pbutils/pbutils.h>
 
-#include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
 
@@ -68,14 +66,14 @@ std::optional<Error> FileSource::build(GstBin* pipeline, GstElement* sink) {
 gboolean FileSource::autoplugContinue(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* caps,
                                       gpointer self) {
     auto& source = *static_cast<FileSource*>(self);
-    const std::lock_guard lock(source.mutex_);
     const std::string_view type = mediaType(caps);
     // The first question is about the file as a whole; a video may well hold JPEG pictures.
-    if (!source.recognised_) {
-        source.recognised_ = true;
-        source.isStill_ = type.starts_with("image/");
+    if (!source.recognised_.exchange(true)) {
+        source.isStill_.store(type.starts_with("image/"));
     }
-    source.sawSound_ = source.sawSound_ || type.starts_with("audio/");
+    if (type.starts_with("audio/")) {
+        source.sawSound_.store(true);
+    }
     return TRUE;
 }
 
@@ -90,11 +88,10 @@ void FileSource::padAdded(GstElement* /*decoder*/, GstPad* pad, gpointer self) {
 }
 
 void FileSource::linkTail() {
-    const std::lock_guard lock(mutex_);
-    if (std::exchange(tailIsLinked_, true)) {
+    if (tailIsLinked_.exchange(true)) {
         return;
     }
-    if (!isStill_) {
+    if (!isStill_.load()) {
         gst_element_link(flip_, sink_);
         return;
     }
@@ -114,10 +111,10 @@ void FileSource::linkTail() {
 void FileSource::unknownType(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* caps,
                              gpointer self) {
     auto& source = *static_cast<FileSource*>(self);
-    const std::lock_guard lock(source.mutex_);
     const std::string_view type = mediaType(caps);
     if (type.starts_with("video/") || type.starts_with("image/")) {
         const TextHandle name(gst_pb_utils_get_codec_description(caps));
+        const std::lock_guard lock(source.mutex_);
         source.missingDecoder_ = name ? name.get() : std::string(type);
     }
 }
@@ -134,8 +131,7 @@ void FileSource::elementAdded(GstBin* /*bin*/, GstBin* /*parent*/, GstElement* e
 }
 
 bool FileSource::preroll(GstElement* pipeline) {
-    const std::lock_guard lock(mutex_);
-    if (playback_ == Playback::once || isStill_ || sought_) {
+    if (playback_ == Playback::once || isStill_.load() || sought_) {
         return true;
     }
     sought_ = true;
@@ -161,20 +157,20 @@ Error FileSource::explain(const GError& error) const {
 }
 
 std::string FileSource::reason(const GError& error) const {
-    const std::lock_guard lock(mutex_);
-    if (tailIsLinked_) {
+    if (tailIsLinked_.load()) {
         return error.message;
     }
+    const std::lock_guard lock(mutex_);
     if (!missingDecoder_.empty()) {
         return "no decoder for " + missingDecoder_ + " is installed";
     }
-    if (sawSound_) {
+    if (sawSound_.load()) {
         return "it has no picture";
     }
     if (error.domain == GST_RESOURCE_ERROR) {
         return error.message;
     }
-    return recognised_ && error.code != GST_STREAM_ERROR_WRONG_TYPE
+    return recognised_.load() && error.code != GST_STREAM_ERROR_WRONG_TYPE
                ? "it is damaged or incomplete"
                : "it is not a video or picture that can be played";
 }

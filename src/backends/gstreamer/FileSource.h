@@ -41,12 +41,13 @@ private:
 
     bool sought_ = false;
 
-    // What the streaming threads found out.
+    // What the streaming threads found out. No lock is held over a call into GStreamer, which
+    // takes locks of its own on the way here.
+    std::atomic<bool> recognised_ = false;
+    std::atomic<bool> isStill_ = false;
+    std::atomic<bool> tailIsLinked_ = false;
+    std::atomic<bool> sawSound_ = false;
     mutable std::mutex mutex_;
-    bool recognised_ = false;
-    bool isStill_ = false;
-    bool tailIsLinked_ = false;
-    bool sawSound_ = false;
     std::string missingDecoder_;
 };
 

@@ -71,10 +71,10 @@ bool runPipeline(const std::string& description) {
 }
 
 bool writeNumberedVideo(const std::string& file, const std::string& encoderAndMuxer, int count) {
-    const ElementHandle pipeline =
-        launch("appsrc name=frames format=time caps=video/x-raw,format=BGRx,width=64,height=48,"
-               "framerate=30/1 ! videoconvert ! " +
-               encoderAndMuxer + " ! filesink location=" + file);
+    const ElementHandle pipeline = launch(
+        "appsrc name=frames format=time caps=video/x-raw,format=BGRx,width=64,height=48,"
+        "framerate=30/1 ! videoconvert ! " +
+        encoderAndMuxer + " ! filesink location=" + file);
     const ElementHandle frames(gst_bin_get_by_name(GST_BIN(pipeline.get()), "frames"));
     gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
     for (int i = 0; i < count; ++i) {
@@ -92,11 +92,11 @@ bool writeNumberedVideo(const std::string& file, const std::string& encoderAndMu
 
 bool writePicture(const std::string& file, const std::string& encoder, int width, int height,
                   std::uint32_t argb) {
-    return runPipeline("videotestsrc num-buffers=1 pattern=solid-color foreground-color=" +
-                       std::to_string(argb) +
-                       " ! video/x-raw,format=BGRA,width=" + std::to_string(width) + ",height=" +
-                       std::to_string(height) + " ! videoconvert dither=none ! " + encoder +
-                       " ! filesink location=" + file);
+    return runPipeline(
+        "videotestsrc num-buffers=1 pattern=solid-color foreground-color=" + std::to_string(argb) +
+        " ! video/x-raw,format=BGRA,width=" + std::to_string(width) +
+        ",height=" + std::to_string(height) + " ! videoconvert dither=none ! " + encoder +
+        " ! filesink location=" + file);
 }
 
 void writeFile(const std::string& file, const std::string& content) {

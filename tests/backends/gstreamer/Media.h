@@ -15,7 +15,9 @@ public:
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
     ~TemporaryDirectory();
 
-    [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
+    [[nodiscard]] std::string file(const std::string& name) const {
+        return (path_ / name).string();
+    }
 
 private:
     std::filesystem::path path_;
@@ -28,8 +30,12 @@ bool hasElements(const std::string& names);
 bool runPipeline(const std::string& description);
 
 /// Grey level of the numbered frame: far enough apart to survive any codec.
-constexpr int greyOfFrame(int number) { return 8 + 16 * number; }
-constexpr int frameOfGrey(int grey) { return grey / 16; }
+constexpr int greyOfFrame(int number) {
+    return 8 + 16 * number;
+}
+constexpr int frameOfGrey(int grey) {
+    return grey / 16;
+}
 constexpr int kNumberedFrames = 15;
 
 /// Grey frames 0, 1, ... `count` - 1 (at most 15), 64 x 48 at 30 frames a second, written by

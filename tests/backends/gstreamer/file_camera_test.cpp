@@ -104,11 +104,11 @@ TEST_F(FileCameraTest, SoundHasNoPicture) {
     const std::string sound = "audiotestsrc num-buffers=20 ! ";
     ASSERT_TRUE(runPipeline(sound + "wavenc ! filesink location=" + directory.file("a.wav")));
     EXPECT_EQ(reason(directory.file("a.wav")), "it has no picture");
-    ASSERT_TRUE(runPipeline(sound + "vorbisenc ! oggmux ! filesink location=" +
-                            directory.file("a.ogg")));
+    ASSERT_TRUE(
+        runPipeline(sound + "vorbisenc ! oggmux ! filesink location=" + directory.file("a.ogg")));
     EXPECT_EQ(reason(directory.file("a.ogg")), "it has no picture");
-    ASSERT_TRUE(runPipeline(sound + "vorbisenc ! webmmux ! filesink location=" +
-                            directory.file("a.webm")));
+    ASSERT_TRUE(
+        runPipeline(sound + "vorbisenc ! webmmux ! filesink location=" + directory.file("a.webm")));
     EXPECT_EQ(reason(directory.file("a.webm")), "it has no picture");
 }
 

@@ -1,11 +1,10 @@
-#include "backends/gstreamer/FrameMailbox.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 
 #include "Rig.h"
+#include "backends/gstreamer/FrameMailbox.h"
 
 namespace velmaro::gstreamer {
 namespace {

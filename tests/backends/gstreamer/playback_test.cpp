@@ -54,8 +54,8 @@ TEST_P(ContainerTest, LoopsThroughAllFramesWithoutAGapAtItsOwnPace) {
     EXPECT_EQ(frames[0].number, 0);
     int steps = 0;
     for (std::size_t i = 1; i < frames.size(); ++i) {
-        const int step = (frames[i].number - frames[i - 1].number + kNumberedFrames) %
-                         kNumberedFrames;
+        const int step =
+            (frames[i].number - frames[i - 1].number + kNumberedFrames) % kNumberedFrames;
         steps += step == 0 ? kNumberedFrames : step;
     }
     EXPECT_GE(steps, static_cast<int>(frames.size()) - 1);
@@ -95,8 +95,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Container{"quicktime", "jpegenc qtmux", "jpegenc ! qtmux"},
                     Container{"ogg", "theoraenc oggmux", "theoraenc ! oggmux"},
                     Container{"flv", "avenc_flv flvmux", "avenc_flv ! flvmux"},
-                    Container{"streamed", "vp8enc webmmux", "vp8enc deadline=1 ! webmmux "
-                                                            "streamable=true"},
+                    Container{"streamed", "vp8enc webmmux",
+                              "vp8enc deadline=1 ! webmmux "
+                              "streamable=true"},
                     Container{"h264", "x264enc mp4mux avdec_h264", "x264enc ! mp4mux"}),
     [](const auto& info) { return info.param.name; });
 
@@ -136,8 +137,7 @@ TEST_F(PlaybackTest, PictureIsShownThirtyTimesASecond) {
     Rig rig(file);
     ASSERT_EQ(rig.setUp(), "");
     rig.session->startRunning();
-    ASSERT_TRUE(eventually(
-        [&] { return rig.recorder->count() + rig.recorder->drops() >= 61; }));
+    ASSERT_TRUE(eventually([&] { return rig.recorder->count() + rig.recorder->drops() >= 61; }));
     rig.session->stopRunning();
     const auto frames = rig.recorder->frames();
     const double seconds =

@@ -15,9 +15,7 @@ std::ptrdiff_t entries(const char* directory) {
 
 class SessionTest : public testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(writeNumberedVideo(video, "vp8enc deadline=1 ! webmmux"));
-    }
+    void SetUp() override { ASSERT_TRUE(writeNumberedVideo(video, "vp8enc deadline=1 ! webmmux")); }
 
     TemporaryDirectory directory;
     const std::string video = directory.file("numbered.webm");
@@ -258,8 +256,7 @@ TEST_F(SessionTest, FrameOutlivesTheSession) {
     const auto kept = rig.recorder->kept();
     ASSERT_EQ(kept.size(), numbers.size());
     for (std::size_t i = 0; i < kept.size(); ++i) {
-        const std::byte* const last =
-            kept[i]->baseAddress() + 47 * kept[i]->bytesPerRow() + 4 * 63;
+        const std::byte* const last = kept[i]->baseAddress() + 47 * kept[i]->bytesPerRow() + 4 * 63;
         EXPECT_EQ(frameOfGrey(static_cast<int>(last[0])), numbers[i]);
     }
 }
