@@ -68,7 +68,7 @@ private:
     /// Guards what follows, except that a sending thread that has seen `ready` uses the socket and
     /// the callbacks: from then on they change only when nobody can send any more.
     std::mutex mutex_;
-    asio::ip::udp::socket socket_;
+    int socket_ = -1;
     std::shared_ptr<CallbackSequence> callbacks_;
     std::deque<KeptDatagram> kept_;
     /// Why nothing can be sent any more.
