@@ -39,10 +39,11 @@ TEST(ProgramReceiver, AnUnknownHostIsALineAndBlocksNothing) {
 
 TEST(ProgramReceiver, SaysThatTheConnectionIsReadyAndThenCancelled) {
     const Receiver receiver;
-    const Finished run = runProgram({"--demo", "--duration", "1", "--port", receiver.port()});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.output, HasSubstr("✅ OSC UDP connection ready\n"));
-    EXPECT_THAT(run.output, HasSubstr("⚠️ OSC connection cancelled\n"));
+    Program program({"--demo", "--port", receiver.port()});
+    ASSERT_TRUE(program.waitForOutput("✅ OSC UDP connection ready\n"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_THAT(program.output(), HasSubstr("⚠️ OSC connection cancelled\n"));
 }
 
 TEST(ProgramReceiver, SendsByIPv6) {
