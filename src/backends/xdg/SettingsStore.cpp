@@ -14,7 +14,7 @@
 #include <system_error>
 #include <vector>
 
-#include "backends/xdg/FileDescriptor.h"
+#include "backends/posix/FileDescriptor.h"
 
 namespace velmaro {
 namespace {
