@@ -4,12 +4,11 @@
 #include <charconv>
 #include <cmath>
 #include <fstream>
-#include <numbers>
 #include <optional>
 #include <span>
 #include <system_error>
 
-#include "headphones/Quaternion.h"
+#include "backends/motion/AngleSigns.h"
 
 namespace velmaro {
 namespace {
@@ -71,17 +70,6 @@ std::string shown(std::string_view field) {
         text += c >= ' ' && c <= '~' ? c : '?';
     }
     return text + (field.size() > 20 ? "...\"" : "\"");
-}
-
-/// A turn to the right, then up, then to the right shoulder, about the axes of an attitude.
-CMQuaternion fromAngles(double yaw, double pitch, double roll) {
-    constexpr double kHalfRadian = std::numbers::pi / 360;
-    const double y = -yaw * kHalfRadian;
-    const double p = pitch * kHalfRadian;
-    const double r = roll * kHalfRadian;
-    return CMQuaternion{0, 0, std::sin(y), std::cos(y)} *
-           CMQuaternion{std::sin(p), 0, 0, std::cos(p)} *
-           CMQuaternion{0, std::sin(r), 0, std::cos(r)};
 }
 
 class Parser {
@@ -157,7 +145,7 @@ private:
                        " is out of range; angles are in degrees, -360 to 360";
             }
         }
-        track.push_back({values[0], fromAngles(values[1], values[2], values[3])});
+        track.push_back({values[0], attitudeFromAngles(values[1], values[2], values[3])});
         return std::nullopt;
     }
 

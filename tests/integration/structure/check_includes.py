@@ -24,10 +24,13 @@ ROOMS = {
     "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
     "backends/facemesh": (("platform",), ("xnnpack", "pthreadpool", "eigen3", "glib")),
     "backends/posix": (("platform",), ()),
-    "backends/xdg": (("platform",), ("glib",)),
-    "backends/replay": (("platform", "headphones"), ("asio",)),
-    "backends/hid": (("platform", "headphones"), ()),
-    "backends/aap": (("platform", "headphones"), ("glib",)),
+    "backends/xdg": (("platform", "backends/posix"), ("glib",)),
+    # What the sources of headphone motion share.
+    "backends/motion": (("platform", "headphones", "backends/posix"), ()),
+    "backends/replay": (("platform", "headphones", "backends/motion"), ()),
+    "backends/hid": (("platform", "backends/motion", "backends/posix"), ()),
+    "backends/aap": (("platform", "backends/motion", "backends/posix"), ()),
+    "backends/udp": (("platform", "backends/motion", "backends/posix"), ()),
 }
 # How to recognise an outside library by the path of a header.
 LIBRARIES = {

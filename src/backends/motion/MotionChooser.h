@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "platform/HeadphoneMotion.h"
+
+namespace velmaro {
+
+/// Several sources that pass for one pair of headphones. A start takes the first that is available,
+/// in the order given, and stays with it while it is; when it goes, the first that is left or the
+/// first that comes takes over. The delegate hears when the first source comes and the last one
+/// goes.
+class MotionChooser : public HeadphoneMotion {
+public:
+    /// `mainQueue` outlives the sources, and with it the choice is made anew.
+    MotionChooser(std::vector<std::unique_ptr<HeadphoneMotion>> sources, DispatchQueue& mainQueue);
+    ~MotionChooser() override;
+    MotionChooser(const MotionChooser&) = delete;
+    MotionChooser& operator=(const MotionChooser&) = delete;
+
+    void setDelegate(std::weak_ptr<HeadphoneMotionDelegate> delegate) override;
+    [[nodiscard]] bool isDeviceMotionAvailable() const override;
+    [[nodiscard]] bool isDeviceMotionActive() const override;
+    void startDeviceMotionUpdates(DispatchQueue& queue, Handler handler) override;
+    void stopDeviceMotionUpdates() override;
+
+private:
+    class Choice;
+    class SourceDelegate;
+
+    std::shared_ptr<Choice> choice_;
+    std::shared_ptr<SourceDelegate> sourceDelegate_;
+};
+
+}  // namespace velmaro

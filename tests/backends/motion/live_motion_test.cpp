@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "backends/motion/Live.h"
+#include "backends/motion/LiveMotion.h"
+
+namespace velmaro {
+namespace {
+
+using namespace std::chrono_literals;
+using live::eventually;
+using live::Listener;
+using live::LockedQueue;
+
+class Driver : public MotionDriver {
+public:
+    explicit Driver(std::function<void(MotionLink&)> body) : body_(std::move(body)) {}
+    void run(MotionLink& link) override { body_(link); }
+
+private:
+    std::function<void(MotionLink&)> body_;
+};
+
+std::unique_ptr<Driver> driver(std::function<void(MotionLink&)> body) {
+    return std::make_unique<Driver>(std::move(body));
+}
+
+TEST(LiveMotion, WaitsForTheFirstLookAround) {
+    const LiveMotion motion("test", driver([](MotionLink& link) {
+                                std::this_thread::sleep_for(20ms);
+                                link.setAvailable(true);
+                                link.settle();
+                                while (!link.isEnding()) {
+                                    link.wait({});
+                                }
+                            }),
+                            10s);
+    EXPECT_TRUE(motion.isDeviceMotionAvailable());
+}
+
+TEST(LiveMotion, DoesNotWaitForeverForADriver) {
+    const auto begin = std::chrono::steady_clock::now();
+    const LiveMotion motion("test", driver([](MotionLink& link) {
+                                while (!link.isEnding()) {
+                                    link.wait({});
+                                }
+                            }),
+                            5ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 5ms);
+    EXPECT_FALSE(motion.isDeviceMotionAvailable());
+}
+
+TEST(LiveMotion, DeliversOnTheQueueUntilStopped) {
+    LockedQueue queue;
+    std::vector<double> received;
+    std::vector<std::string> errors;
+    std::atomic<int> sent = 0;
+    LiveMotion motion("test", driver([&](MotionLink& link) {
+                          while (!link.isEnding()) {
+                              link.wait({}, 1ms);
+                              if (link.wish() != 0 && sent < 3) {
+                                  link.deliver({static_cast<double>(++sent), 0, 0, 0});
+                              } else if (link.wish() != 0 && sent == 3) {
+                                  ++sent;
+                                  link.fail("broken");
+                              }
+                          }
+                      }));
+    EXPECT_FALSE(motion.isDeviceMotionActive());
+    motion.startDeviceMotionUpdates(queue, [&](const auto& sample, const auto& error) {
+        if (error) {
+            errors.push_back(error->description);
+        } else {
+            received.push_back(sample->attitude.quaternion.x);
+        }
+    });
+    EXPECT_TRUE(motion.isDeviceMotionActive());
+    ASSERT_TRUE(eventually([&] { return queue.pending() == 4; }));
+    queue.run();
+    EXPECT_EQ(received, (std::vector<double>{1, 2, 3}));
+    EXPECT_EQ(errors, (std::vector<std::string>{"broken"}));
+
+    sent = 0;
+    ASSERT_TRUE(eventually([&] { return queue.pending() == 4; }));
+    motion.stopDeviceMotionUpdates();
+    EXPECT_FALSE(motion.isDeviceMotionActive());
+    queue.run();
+    EXPECT_EQ(received.size(), 3U) << "nothing is delivered after a stop";
+}
+
+TEST(LiveMotion, EachStartIsANewWish) {
+    LockedQueue queue;
+    std::atomic<std::uint64_t> seen = 0;
+    LiveMotion motion("test", driver([&](MotionLink& link) {
+                          while (!link.isEnding()) {
+                              seen = link.wish();
+                              link.wait({});
+                          }
+                      }));
+    for (const std::uint64_t wish : {1U, 2U, 3U}) {
+        motion.startDeviceMotionUpdates(queue, [](const auto&, const auto&) {});
+        motion.startDeviceMotionUpdates(queue, [](const auto&, const auto&) { FAIL(); });
+        EXPECT_TRUE(eventually([&] { return seen == wish; }));
+        motion.stopDeviceMotionUpdates();
+        EXPECT_TRUE(eventually([&] { return seen == 0; }));
+    }
+}
+
+TEST(LiveMotion, AStuckQueueDoesNotFillTheMemory) {
+    LockedQueue queue;
+    std::atomic<bool> done = false;
+    LiveMotion motion("test", driver([&](MotionLink& link) {
+                          while (!link.isEnding() && link.wish() == 0) {
+                              link.wait({});
+                          }
+                          for (int i = 0; i < 10'000; ++i) {
+                              link.deliver({});
+                          }
+                          done = true;
+                      }));
+    int received = 0;
+    motion.startDeviceMotionUpdates(queue, [&](const auto&, const auto&) { ++received; });
+    ASSERT_TRUE(eventually([&] { return done.load(); }));
+    EXPECT_EQ(queue.pending(), 256U);
+    queue.run();
+    EXPECT_EQ(received, 256);
+}
+
+TEST(LiveMotion, TellsChangesOnceAndNothingAtItsEnd) {
+    const auto listener = std::make_shared<Listener>();
+    std::atomic<int> step = 0;
+    {
+        LiveMotion motion("test", driver([&](MotionLink& link) {
+                              for (int done = 0; !link.isEnding();) {
+                                  link.wait({}, 1ms);
+                                  if (step > done) {
+                                      done = step;
+                                      link.setAvailable(done != 3);
+                                  }
+                              }
+                          }));
+        motion.setDelegate(listener);
+        step = 1;
+        ASSERT_TRUE(eventually([&] { return listener->connections == 1; }));
+        step = 2;
+        step = 3;
+        ASSERT_TRUE(eventually([&] { return listener->disconnections == 1; }));
+        EXPECT_EQ(listener->connections, 1);
+        EXPECT_FALSE(motion.isDeviceMotionAvailable());
+        step = 4;
+        ASSERT_TRUE(eventually([&] { return motion.isDeviceMotionAvailable(); }));
+    }
+    EXPECT_EQ(listener->disconnections, 1);
+}
+
+TEST(LiveMotion, WaitsForFilesAndSkipsNone) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    std::atomic<short> events = 0;
+    const LiveMotion motion(
+        "test", driver([&](MotionLink& link) {
+            std::array<pollfd, 2> files{{{-1, POLLIN, 0}, {ends[0], POLLIN, 0}}};
+            while (!link.isEnding() && files[1].revents == 0) {
+                link.wait(files);
+            }
+            EXPECT_EQ(files[0].revents, 0);
+            events = files[1].revents;
+        }));
+    ASSERT_EQ(::write(ends[1], "x", 1), 1);
+    EXPECT_TRUE(eventually([&] { return events == POLLIN; }));
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+}  // namespace
+}  // namespace velmaro
