@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <iostream>
 
@@ -12,6 +13,20 @@ namespace {
 
 std::string requirePort(const std::string& text) {
     return parsePort(text) ? "" : "'" + text + "' is no port: give a number from 0 to 65535";
+}
+
+std::string requireListeningPort(const std::string& text) {
+    const auto port = parsePort(text);
+    return port && *port > 0 ? "" : "'" + text + "' is no port: give a number from 1 to 65535";
+}
+
+std::string requireBluetoothAddress(const std::string& text) {
+    bool usable = text.size() == 17;
+    for (std::size_t i = 0; usable && i < text.size(); ++i) {
+        usable =
+            i % 3 == 2 ? text[i] == ':' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
+    }
+    return usable ? "" : "'" + text + "' is no Bluetooth address: give it as in 00:11:22:AA:BB:CC";
 }
 
 std::string requireAscii(const std::string& text) {
@@ -50,6 +65,23 @@ void addOptions(CLI::App& app, Program program, Options& options) {
     app.add_flag("--once", options.once, "Stop when the file ends instead of looping");
     app.add_option("--motion-file", options.motionFile,
                    "Replay recorded headphone motion as connected headphones")
+        ->type_name("FILE");
+    auto* const motionUDP =
+        app.add_option("--motion-udp", options.motionUDPPort,
+                       "Be connected headphones while angles come to this UDP port")
+            ->type_name("PORT")
+            ->check(requireListeningPort);
+    app.add_option("--motion-udp-bind", options.motionUDPAddress,
+                   "Receive them at this IP address of this machine")
+        ->type_name("ADDR")
+        ->needs(motionUDP)
+        ->capture_default_str();
+    app.add_option("--airpods-address", options.airPodsAddress,
+                   "Connect to paired AirPods by Bluetooth (experimental)")
+        ->type_name("XX:XX:XX:XX:XX:XX")
+        ->check(requireBluetoothAddress);
+    app.add_option("--record-motion", options.recordMotion,
+                   "Record the headphones' motion into a new file")
         ->type_name("FILE");
     app.add_flag("--demo", options.demo, "Use the built-in demonstration clip as the camera");
     app.add_option("--ip", options.ipAddress, "Send to this host")

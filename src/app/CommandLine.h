@@ -27,6 +27,11 @@ struct Options {
     std::vector<std::string> cameraFiles;
     bool once = false;
     std::optional<std::string> motionFile;
+    /// Where another tracker sends its angles by UDP.
+    std::optional<std::uint16_t> motionUDPPort;
+    std::string motionUDPAddress = "127.0.0.1";
+    std::optional<std::string> airPodsAddress;
+    std::optional<std::string> recordMotion;
     bool demo = false;
     std::string ipAddress = "127.0.0.1";
     std::string port = "8000";

@@ -60,6 +60,10 @@ TEST(CommandLine, HasTheDefaultsOfTheSender) {
     EXPECT_FALSE(options.listInputs);
     EXPECT_FALSE(options.statistics);
     EXPECT_FALSE(options.motionFile);
+    EXPECT_FALSE(options.motionUDPPort);
+    EXPECT_EQ(options.motionUDPAddress, "127.0.0.1");
+    EXPECT_FALSE(options.airPodsAddress);
+    EXPECT_FALSE(options.recordMotion);
 }
 
 TEST(CommandLine, ReadsEveryOption) {
@@ -84,6 +88,23 @@ TEST(CommandLine, ReadsEveryOption) {
     EXPECT_TRUE(options.statistics);
     EXPECT_TRUE(options.start);
     EXPECT_TRUE(options.listInputs);
+}
+
+TEST(CommandLine, ReadsWhereHeadphoneMotionComesFrom) {
+    const Options options =
+        parsed({"--motion-udp", "4242", "--motion-udp-bind", "::", "--airpods-address",
+                "00:11:22:aa:BB:CC", "--record-motion", "m.txt"});
+    EXPECT_EQ(options.motionUDPPort, 4242);
+    EXPECT_EQ(options.motionUDPAddress, "::");
+    EXPECT_EQ(options.airPodsAddress, "00:11:22:aa:BB:CC");
+    EXPECT_EQ(options.recordMotion, "m.txt");
+    EXPECT_EQ(parsed({"--motion-udp", "65535"}).motionUDPPort, 65535);
+    EXPECT_THAT(complaint({"--motion-udp", "0"}), HasSubstr("1 to 65535"));
+    EXPECT_THAT(complaint({"--motion-udp", "65536"}), HasSubstr("65536"));
+    EXPECT_THAT(complaint({"--motion-udp", "x"}), HasSubstr("port"));
+    EXPECT_THAT(complaint({"--motion-udp-bind", "::1"}), HasSubstr("--motion-udp"));
+    EXPECT_THAT(complaint({"--airpods-address", "00:11:22:AA:BB"}), HasSubstr("Bluetooth"));
+    EXPECT_THAT(complaint({"--airpods-address", "00:11:22:AA:BB:XX"}), HasSubstr("Bluetooth"));
 }
 
 TEST(CommandLine, KeepsThePortAsItWasWritten) {
@@ -119,10 +140,28 @@ TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
     CaptureStdout();
     result = parse({"--help"});
     const std::string help = GetCapturedStdout();
-    for (const char* const option :
-         {"--list-inputs", "--input", "--camera-file", "--once", "--motion-file", "--demo", "--ip",
-          "--port", "--osc", "--rate", "--no-tilt", "--quaternion", "--start", "--duration",
-          "--stats", "--version", "--help", "SIGUSR1"}) {
+    for (const char* const option : {"--list-inputs",
+                                     "--input",
+                                     "--camera-file",
+                                     "--once",
+                                     "--motion-file",
+                                     "--motion-udp",
+                                     "--motion-udp-bind",
+                                     "--airpods-address",
+                                     "--record-motion",
+                                     "--demo",
+                                     "--ip",
+                                     "--port",
+                                     "--osc",
+                                     "--rate",
+                                     "--no-tilt",
+                                     "--quaternion",
+                                     "--start",
+                                     "--duration",
+                                     "--stats",
+                                     "--version",
+                                     "--help",
+                                     "SIGUSR1"}) {
         EXPECT_THAT(help, HasSubstr(option));
     }
     ASSERT_TRUE(std::holds_alternative<ExitStatus>(result));

@@ -24,6 +24,11 @@ LinuxPlatformOptions platformOptions(const Options& options) {
             .demo = options.demo,
             .once = options.once,
             .motionFile = options.motionFile,
+            .motionUDPPort = options.motionUDPPort,
+            .motionUDPAddress = options.motionUDPAddress,
+            .airPodsAddress = options.airPodsAddress,
+            // A listing has no motion to record.
+            .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
             .logs = !options.listInputs};
 }
 
@@ -53,6 +58,7 @@ Session::Session(Options options) : options_(std::move(options)), mainLoop_(Main
 }
 
 Session::~Session() {
+    headphones_.reset();
     status_.reset();
     view_.reset();
     if (platform_) {
@@ -79,13 +85,18 @@ ExitStatus Session::run() {
     if (options_.listInputs) {
         return listInputs();
     }
-    if (!chooseInput()) {
-        return ExitStatus::couldNotRun;
-    }
     applySettings();
-    sayWhatIsSent();
-    watch();
-    view_->toggleTracking();
+    if (awaitsHeadphones()) {
+        say("waiting for the headphones");
+        watch();
+        startWhenHeadphonesConnect();
+    } else {
+        if (!chooseInput()) {
+            return ExitStatus::couldNotRun;
+        }
+        watch();
+        startTracking();
+    }
     mainLoop_->run();
     return exitStatus_;
 }
@@ -100,6 +111,41 @@ ExitStatus Session::listInputs() {
         say("no source is there: connect a camera or headphones, or try --demo");
     }
     return ExitStatus::success;
+}
+
+bool Session::awaitsHeadphones() {
+    if (!options_.motionUDPPort && !options_.airPodsAddress) {
+        return false;
+    }
+    const std::string headphones = InputSource::airpods().id();
+    if (options_.input && *options_.input != headphones) {
+        return false;
+    }
+    if (options_.input) {
+        view_->select(headphones);
+    }
+    return !view_->selectedInput();
+}
+
+void Session::startWhenHeadphonesConnect() {
+    view_->select(InputSource::airpods().id());
+    headphones_ = view_->headphoneManager->isConnected.observe([this](bool connected) {
+        // Observers are told before the change, and tracking needs it.
+        if (connected) {
+            mainLoop_->queue().async([this] {
+                headphones_.reset();
+                if (!hasStarted_ && view_->selectedInput()) {
+                    startTracking();
+                }
+            });
+        }
+    });
+}
+
+void Session::startTracking() {
+    hasStarted_ = true;
+    sayWhatIsSent();
+    view_->toggleTracking();
 }
 
 bool Session::chooseInput() {
@@ -177,10 +223,13 @@ void Session::stop(ExitStatus status) {
     exitStatus_ = std::max(exitStatus_, status);
     // Later, since it may be an observer that found the reason to stop.
     mainLoop_->queue().async([this] {
-        if (!view_->isRunning.get()) {
+        if (hasStarted_ && !view_->isRunning.get()) {
             return;
         }
-        view_->toggleTracking();
+        if (hasStarted_) {
+            view_->toggleTracking();
+        }
+        hasStarted_ = true;
         // By way of the queue on which the sender's connection says goodbye, so that it can.
         platform_->doors().dispatch.globalQueue(QualityOfService::standard).async([this] {
             mainLoop_->stop();

@@ -25,6 +25,10 @@ private:
     ExitStatus listInputs();
     /// False after saying why the chosen source cannot be had.
     bool chooseInput();
+    /// Whether the source to track is headphones that were asked for and have yet to come.
+    bool awaitsHeadphones();
+    void startWhenHeadphonesConnect();
+    void startTracking();
     void applySettings();
     void sayWhatIsSent() const;
     void watch();
@@ -38,6 +42,8 @@ private:
     std::unique_ptr<LinuxPlatform> platform_;
     std::shared_ptr<ContentView> view_;
     Subscription status_;
+    Subscription headphones_;
+    bool hasStarted_ = false;
     ExitStatus exitStatus_ = ExitStatus::success;
 };
 

@@ -4,6 +4,7 @@
 #include <utility>
 #include <variant>
 
+#include "app/linux/HeadphoneMotionParts.h"
 #include "app/linux/Resources.h"
 #include "backends/asio/AsioDispatch.h"
 #include "backends/asio/AsioNetwork.h"
@@ -12,9 +13,6 @@
 #include "backends/gstreamer/GStreamerCapture.h"
 #include "backends/posix/StandardOutputLog.h"
 #include "backends/posix/SystemClock.h"
-#include "backends/replay/MotionFile.h"
-#include "backends/replay/MotionReplay.h"
-#include "backends/replay/NoHeadphoneMotion.h"
 #include "backends/xdg/SettingsStore.h"
 
 namespace velmaro {
@@ -63,7 +61,7 @@ Request requestOf(int signal) {
 struct LinuxPlatform::Parts {
     Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
         : log(makeLog(options.logs)),
-          headphoneMotion(makeHeadphoneMotion(options)),
+          headphoneMotion(makeHeadphoneMotion(options, mainQueue, [this] { endPlayback(); })),
           dispatch(std::make_unique<AsioDispatch>(mainQueue)),
           network(&telemetry),
           capture(
@@ -76,7 +74,7 @@ struct LinuxPlatform::Parts {
                 notificationCenter,
                 capture,
                 *faceLandmarks,
-                *headphoneMotion,
+                *headphoneMotion.door,
                 network,
                 userDefaults,
                 clock,
@@ -91,21 +89,6 @@ struct LinuxPlatform::Parts {
         return std::get<std::unique_ptr<FaceMesh>>(std::move(made));
     }
 
-    std::unique_ptr<HeadphoneMotion> makeHeadphoneMotion(const LinuxPlatformOptions& options) {
-        if (!options.motionFile) {
-            return std::make_unique<NoHeadphoneMotion>();
-        }
-        auto track = readMotionFile(*options.motionFile);
-        if (const auto* error = std::get_if<Error>(&track)) {
-            motionFileError = *error;
-            return std::make_unique<NoHeadphoneMotion>();
-        }
-        return std::make_unique<MotionReplay>(
-            std::get<MotionTrack>(std::move(track)),
-            options.once ? MotionReplay::Ending::once : MotionReplay::Ending::loop,
-            [this] { endPlayback(); });
-    }
-
     void endPlayback() const {
         if (playbackEnded) {
             playbackEnded();
@@ -114,13 +97,12 @@ struct LinuxPlatform::Parts {
 
     std::function<void()> playbackEnded;
     std::optional<Error> faceLandmarksError;
-    std::optional<Error> motionFileError;
 
     const std::unique_ptr<Log> log;
     SystemClock clock;
     NotificationCenter notificationCenter;
     SettingsStore userDefaults;
-    const std::unique_ptr<HeadphoneMotion> headphoneMotion;
+    HeadphoneMotionParts headphoneMotion;
     std::unique_ptr<AsioDispatch> dispatch;
     AsioNetwork network;
     gstreamer::GStreamerCapture capture;
@@ -144,7 +126,7 @@ const std::optional<Error>& LinuxPlatform::faceLandmarksError() const {
 }
 
 const std::optional<Error>& LinuxPlatform::motionFileError() const {
-    return parts_->motionFileError;
+    return parts_->headphoneMotion.error;
 }
 
 void LinuxPlatform::onPlaybackEnded(std::function<void()> handler) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,6 +22,13 @@ struct LinuxPlatformOptions {
     bool once = false;
     /// Recorded headphone motion to replay as connected headphones.
     std::optional<std::string> motionFile;
+    /// The UDP port and the address at which another tracker's angles come.
+    std::optional<std::uint16_t> motionUDPPort;
+    std::string motionUDPAddress = "127.0.0.1";
+    /// Paired AirPods, as in "00:11:22:AA:BB:CC".
+    std::optional<std::string> airPodsAddress;
+    /// A new file for all motion that is tracked.
+    std::optional<std::string> recordMotion;
     /// False keeps standard output free of the log.
     bool logs = true;
 };
@@ -60,7 +68,8 @@ public:
 
     /// Why faces cannot be found, if they cannot: every frame then passes unanalysed.
     [[nodiscard]] const std::optional<Error>& faceLandmarksError() const;
-    /// Why the motion file cannot be replayed, if one was asked for and it cannot.
+    /// Why the motion file, the UDP port, the AirPods' address or the recording that was asked for
+    /// cannot be had, if it cannot.
     [[nodiscard]] const std::optional<Error>& motionFileError() const;
 
     /// Calls `handler` on the main queue when a file that plays once has ended, its last frame

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "app/linux/LinuxPlatform.h"
+#include "platform/Dispatch.h"
+#include "platform/Error.h"
+#include "platform/HeadphoneMotion.h"
+
+namespace velmaro {
+
+/// The door to the headphones and what stands behind it.
+struct HeadphoneMotionParts {
+    /// Outlives the door that records it.
+    std::unique_ptr<HeadphoneMotion> source;
+    std::unique_ptr<HeadphoneMotion> door;
+    /// Why something that was asked for cannot be had; the door is then one without headphones.
+    std::optional<Error> error;
+};
+
+/// A recorded motion if there is one; otherwise, in order of choice, head trackers by HID, AirPods
+/// and another tracker by UDP, the latter two only if asked for. Recorded into a file if asked for.
+/// `endPlayback` is called when a file that plays once has ended.
+[[nodiscard]] HeadphoneMotionParts makeHeadphoneMotion(const LinuxPlatformOptions& options,
+                                                       DispatchQueue& mainQueue,
+                                                       std::function<void()> endPlayback);
+
+}  // namespace velmaro
