@@ -15,6 +15,13 @@ if(VELMARO_SANITIZE)
   target_link_options(velmaro_flags INTERFACE -fsanitize=${VELMARO_SANITIZE})
 endif()
 
+# libFuzzer steers by the coverage of what it calls; its own entry comes with the fuzzers' link.
+if(VELMARO_FUZZ)
+  set(fuzz_flags -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -O1)
+  target_compile_options(velmaro_flags INTERFACE ${fuzz_flags})
+  target_link_options(velmaro_flags INTERFACE -fsanitize=address,undefined)
+endif()
+
 # GCC 12 sees overlapping copies in the concatenation of strings where there are none (GCC bug 105651).
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(velmaro_flags INTERFACE -Wno-restrict)

@@ -1,0 +1,29 @@
+#include <vector>
+
+#include "Fuzz.h"
+#include "backends/hid/HidReportDescriptor.h"
+
+void fuzz(std::span<const std::uint8_t> input) {
+    using namespace velmaro;
+    const auto result = parseHidReportDescriptor(input);
+    const auto* const descriptor = std::get_if<HidReportDescriptor>(&result);
+    if (descriptor == nullptr) {
+        require(!std::get<std::string>(result).empty());
+        return;
+    }
+    for (const HidField& field : descriptor->fields) {
+        const std::size_t size = descriptor->reportSize(field.kind, field.reportID);
+        require(size <= 16384);
+        std::vector<std::uint8_t> report(size, 0xA5);
+        require(!field.read(report, field.count));
+        (void)field.indexOf(0x200544);
+        if (field.count > 0 && field.bitSize > 0 && field.bitSize <= 32) {
+            const auto value = field.read(report, field.count - 1);
+            require(value.has_value());
+            require(field.write(report, field.count - 1, *value));
+            require(field.read(report, field.count - 1) == value);
+            (void)field.toPhysical(*value);
+            (void)field.toLogical(0.04);
+        }
+    }
+}
