@@ -203,6 +203,9 @@ private:
                 if (data.bits == 0 || data.bits > 0xFF) {
                     error_ = "a report id is out of range";
                 }
+                if (!result_.hasReportIDs && !result_.fields.empty()) {
+                    error_ = "some reports have an id and some have none";
+                }
                 globals_.reportID = static_cast<std::uint8_t>(data.bits);
                 result_.hasReportIDs = true;
                 break;

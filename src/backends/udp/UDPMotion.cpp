@@ -68,19 +68,21 @@ std::uint16_t UDPMotion::port() const {
 
 void UDPMotion::run(MotionLink& link) {
     link.settle();
-    std::optional<Clock::time_point> lapsesAt;
+    bool isConnected = false;
+    Clock::time_point lapsesAt;
     while (!link.isEnding()) {
         std::array<pollfd, 1> files{{{socket_.get(), POLLIN, 0}}};
         std::optional<std::chrono::milliseconds> timeout;
-        if (lapsesAt) {
-            timeout = std::chrono::ceil<std::chrono::milliseconds>(*lapsesAt - Clock::now());
+        if (isConnected) {
+            timeout = std::chrono::ceil<std::chrono::milliseconds>(lapsesAt - Clock::now());
         }
         link.wait(files, timeout);
         if (files[0].revents != 0 && receive(link)) {
+            isConnected = true;
             lapsesAt = Clock::now() + lapse_;
         }
-        if (lapsesAt && Clock::now() >= *lapsesAt) {
-            lapsesAt.reset();
+        if (isConnected && Clock::now() >= lapsesAt) {
+            isConnected = false;
             link.setAvailable(false);
         }
     }

@@ -149,6 +149,7 @@ TEST(HidReportDescriptor, RefusesWhatMakesNoSense) {
     EXPECT_NE(refusal("B4"), "");
     EXPECT_NE(refusal("85 00"), "");
     EXPECT_NE(refusal("86 00 01"), "");
+    EXPECT_NE(refusal("75 08 95 01 81 02 85 01 81 02"), "") << "an id for some reports only";
     EXPECT_NE(refusal("75"), "");
     EXPECT_NE(refusal("26 FF"), "");
     EXPECT_NE(refusal("27 FF FF FF"), "");
