@@ -4,8 +4,9 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <array>
+#include <cassert>
 #include <utility>
-#include <vector>
 
 namespace velmaro {
 namespace {
@@ -13,6 +14,9 @@ namespace {
 /// More than a second of the fastest trackers. Beyond it the reader is stuck, and memory matters
 /// more than old samples.
 constexpr int kMostPending = 256;
+
+/// What a driver waits for, and the wake-up.
+constexpr std::size_t kMostFiles = 4;
 
 }  // namespace
 
@@ -49,19 +53,17 @@ MotionLink::MotionLink() : wake_(check(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK),
 MotionLink::~MotionLink() = default;
 
 void MotionLink::wait(std::span<pollfd> files, std::optional<std::chrono::milliseconds> timeout) {
-    std::vector<pollfd> all(files.begin(), files.end());
-    all.push_back({wake_.get(), POLLIN, 0});
-    ::poll(all.data(), all.size(),
+    assert(files.size() < kMostFiles);
+    std::array<pollfd, kMostFiles> all{};
+    std::copy(files.begin(), files.end(), all.begin());
+    all[files.size()] = {wake_.get(), POLLIN, 0};
+    ::poll(all.data(), files.size() + 1,
            timeout ? static_cast<int>(std::max<std::int64_t>(timeout->count(), 0)) : -1);
-    if (all.back().revents != 0) {
+    if (all[files.size()].revents != 0) {
         eventfd_t count = 0;
         ::eventfd_read(wake_.get(), &count);
     }
-    std::transform(all.begin(), all.end() - 1, files.begin(), files.begin(),
-                   [](const pollfd& polled, pollfd file) {
-                       file.revents = polled.revents;
-                       return file;
-                   });
+    std::copy_n(all.begin(), files.size(), files.begin());
 }
 
 void MotionLink::setAvailable(bool available) {

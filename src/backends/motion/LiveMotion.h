@@ -35,8 +35,8 @@ public:
     [[nodiscard]] bool isEnding() const { return ending_.load(); }
     /// Counts the starts; 0 while motion is not wanted.
     [[nodiscard]] std::uint64_t wish() const { return wish_.load(); }
-    /// Waits until one of `files` is ready (see their `revents`), the wish changed, the end has
-    /// come, or `timeout` has passed. A descriptor below 0 is skipped.
+    /// Waits until one of `files`, at most three, is ready (see their `revents`), the wish changed,
+    /// the end has come, or `timeout` has passed. A descriptor below 0 is skipped.
     void wait(std::span<pollfd> files,
               std::optional<std::chrono::milliseconds> timeout = std::nullopt);
     /// Tells whether motion can be delivered; the delegate hears of a change.
