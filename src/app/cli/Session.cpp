@@ -1,16 +1,13 @@
 #include "app/cli/Session.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <string_view>
 #include <utility>
+
+#include "app/Startup.h"
+#include "app/linux/Files.h"
 
 namespace velmaro {
 namespace {
@@ -30,18 +27,6 @@ LinuxPlatformOptions platformOptions(const Options& options) {
             // A listing has no motion to record.
             .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
             .logs = !options.listInputs};
-}
-
-/// Why `file` cannot be read; empty if it can.
-std::string unreadable(const std::string& file) {
-    std::error_code error;
-    if (std::filesystem::is_directory(file, error)) {
-        return "cannot read '" + file + "': it is a directory";
-    }
-    if (::access(file.c_str(), R_OK) != 0) {
-        return "cannot read '" + file + "': " + std::strerror(errno);
-    }
-    return "";
 }
 
 /// The status texts after which no frame will ever come.
@@ -68,11 +53,9 @@ Session::~Session() {
 }
 
 ExitStatus Session::run() {
-    for (const std::string& file : options_.cameraFiles) {
-        if (const std::string reason = unreadable(file); !reason.empty()) {
-            say(reason);
-            return ExitStatus::couldNotRun;
-        }
+    if (const auto reason = unreadable(options_.cameraFiles)) {
+        say(*reason);
+        return ExitStatus::couldNotRun;
     }
     platform_ =
         std::make_unique<LinuxPlatform>(platformOptions(options_), mainLoop_->queue(), telemetry_);
@@ -85,7 +68,7 @@ ExitStatus Session::run() {
     if (options_.listInputs) {
         return listInputs();
     }
-    applySettings();
+    applySettings(options_, *view_);
     if (awaitsHeadphones()) {
         say("waiting for the headphones");
         watch();
@@ -102,12 +85,7 @@ ExitStatus Session::run() {
 }
 
 ExitStatus Session::listInputs() {
-    const std::vector<InputSource> inputs = view_->availableInputs();
-    for (const InputSource& input : inputs) {
-        std::cout << input.id() << '\t' << input.label() << '\n';
-    }
-    std::cout.flush();
-    if (inputs.empty()) {
+    if (!printInputs(*view_)) {
         say("no source is there: connect a camera or headphones, or try --demo");
     }
     return ExitStatus::success;
@@ -166,15 +144,6 @@ bool Session::chooseInput() {
         return false;
     }
     return true;
-}
-
-void Session::applySettings() {
-    view_->oscManager.ipAddress = options_.ipAddress;
-    view_->oscManager.port = options_.port;
-    view_->oscManager.oscMessage = options_.oscMessage;
-    view_->oscManager.frameRate = options_.frameRate;
-    view_->tiltEnabled = options_.tiltEnabled;
-    view_->quaternionOutput = options_.quaternionOutput;
 }
 
 void Session::sayWhatIsSent() const {

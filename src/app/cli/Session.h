@@ -29,7 +29,6 @@ private:
     bool awaitsHeadphones();
     void startWhenHeadphonesConnect();
     void startTracking();
-    void applySettings();
     void sayWhatIsSent() const;
     void watch();
     void handle(Request request);

@@ -1,0 +1,243 @@
+#include "app/window/ControlPanel.h"
+
+#include <QBoxLayout>
+#include <QEvent>
+#include <QRegularExpressionValidator>
+#include <QShortcut>
+#include <QWindow>
+#include <algorithm>
+#include <utility>
+
+#include "app/window/Button.h"
+#include "app/window/Fonts.h"
+#include "app/window/Gauge.h"
+#include "app/window/Grid.h"
+#include "app/window/RatePicker.h"
+#include "app/window/Readout.h"
+#include "app/window/SourcePicker.h"
+#include "app/window/StatusRow.h"
+#include "app/window/TextField.h"
+#include "app/window/TextLabel.h"
+
+namespace velmaro {
+namespace {
+
+constexpr int kFontSize = 11;
+constexpr int kIpWidth = 80;
+constexpr int kPortWidth = 45;
+constexpr std::chrono::milliseconds kRefreshInterval{16};
+
+QHBoxLayout* addRow(QVBoxLayout* stack, std::initializer_list<QWidget*> widgets) {
+    auto* const row = new QHBoxLayout;
+    row->setSpacing(kGrid);
+    for (QWidget* const widget : widgets) {
+        row->addWidget(widget);
+    }
+    stack->addLayout(row);
+    return row;
+}
+
+}  // namespace
+
+ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, QWidget* parent)
+    : QWidget(parent),
+      sourcePicker(new SourcePicker(this)),
+      ipField(new TextField(tr("IP"), this)),
+      portField(new TextField(tr("Port"), this)),
+      oscField(new TextField(tr("OSC"), this)),
+      startButton(new Button(Button::Look::prominent, "", this)),
+      setButton(new Button(Button::Look::bordered, tr("Set"), this)),
+      resetButton(new Button(Button::Look::bordered, tr("Reset"), this)),
+      ratePicker(new RatePicker(this)),
+      tiltButton(new Button(Button::Look::bordered, tr("Tilt"), this)),
+      readout(new Readout(this)),
+      gauge(new Gauge(this)),
+      statusRow(new StatusRow(this)),
+      view_(std::move(view)) {
+    layOut();
+    describe();
+    bind();
+    refresh();
+}
+
+ControlPanel::~ControlPanel() = default;
+
+void ControlPanel::layOut() {
+    ipField->setFixedWidth(kIpWidth);
+    portField->setFixedWidth(kPortWidth);
+    startButton->setSymbol(Button::Symbol::play);
+    tiltButton->setCheckable(true);
+    auto* const caption = new TextLabel(regularFont(kFontSize), TextLabel::Ink::primary, this);
+    caption->setText(tr("Input:"));
+    caption->setBuddy(sourcePicker);
+
+    auto* const stack = new QVBoxLayout(this);
+    stack->setContentsMargins(kPadding, kPadding + kGrid, kPadding, kGrid);
+    stack->setSpacing(0);
+    addRow(stack, {caption, sourcePicker})->setStretch(1, 1);
+    stack->addSpacing(kGrid);
+    addRow(stack, {ipField, portField, oscField});
+    stack->addSpacing(kGrid);
+    addRow(stack, {startButton, setButton, resetButton, ratePicker, tiltButton});
+    stack->addSpacing(2 * kGrid);
+    stack->addWidget(readout);
+    // The gauge brings a margin of its own.
+    stack->addSpacing(2 * kGrid - Gauge::kMargin);
+    stack->addWidget(gauge, 0, Qt::AlignHCenter);
+    stack->addSpacing(2 * kGrid - Gauge::kMargin);
+    stack->addWidget(statusRow);
+    setFixedWidth(kWindowWidth);
+}
+
+// Bindings
+
+void ControlPanel::bind() {
+    sourcePicker->onPick = [this](const std::string& id) { act([&] { view_->select(id); }); };
+    connect(startButton, &QPushButton::clicked, this,
+            [this] { act([this] { view_->toggleTracking(); }); });
+    connect(setButton, &QPushButton::clicked, this,
+            [this] { act([this] { view_->setOffset(); }); });
+    connect(resetButton, &QPushButton::clicked, this,
+            [this] { act([this] { view_->resetOffset(); }); });
+    connect(tiltButton, &QPushButton::clicked, this,
+            [this] { act([this] { view_->tiltEnabled = !view_->tiltEnabled.get(); }); });
+    ratePicker->onPick = [this](std::int64_t rate) {
+        act([&] { view_->oscManager.frameRate = rate; });
+    };
+    bindDestination();
+
+    observe(*view_);
+    observe(*view_->cameraManager);
+    observe(*view_->faceDetector);
+    observe(view_->oscManager);
+    observe(*view_->headphoneManager);
+    refreshTimer_.setSingleShot(true);
+    refreshTimer_.setTimerType(Qt::PreciseTimer);
+    connect(&refreshTimer_, &QTimer::timeout, this, [this] { refresh(); });
+}
+
+void ControlPanel::bindDestination() {
+    // The sender takes nothing but ASCII for an address.
+    oscField->setValidator(new QRegularExpressionValidator(QRegularExpression("[ -~]*"), oscField));
+    connect(ipField, &QLineEdit::textEdited, this,
+            [this](const QString& text) { view_->oscManager.ipAddress = text.toStdString(); });
+    connect(portField, &QLineEdit::textEdited, this,
+            [this](const QString& text) { view_->oscManager.port = text.toStdString(); });
+    connect(oscField, &QLineEdit::textEdited, this,
+            [this](const QString& text) { view_->oscManager.oscMessage = text.toStdString(); });
+}
+
+void ControlPanel::act(const std::function<void()>& action) {
+    action();
+    refresh();
+}
+
+void ControlPanel::observe(Observable& object) {
+    subscriptions_.push_back(object.observeChanges([this] { refreshSoon(); }));
+}
+
+// What a control is, for tool tips and for those who cannot see it
+
+void ControlPanel::describe() {
+    sourcePicker->setAccessibleName(tr("Input"));
+    sourcePicker->setToolTip(tr("What the head's orientation is taken from"));
+    ipField->setAccessibleName(tr("IP address"));
+    ipField->setToolTip(tr("The receiver's IP address or host name; taken at the next start"));
+    portField->setAccessibleName(tr("Port"));
+    portField->setToolTip(tr("The receiver's UDP port; taken at the next start"));
+    oscField->setAccessibleName(tr("OSC address"));
+    oscField->setToolTip(tr("The OSC address of every message; ASCII only"));
+    setButton->setAccessibleName(tr("Set zero pose"));
+    resetButton->setAccessibleName(tr("Reset zero pose"));
+    tiltButton->setAccessibleName(tr("Tilt"));
+    addShortcut(startButton, QKeySequence(Qt::CTRL | Qt::Key_R), "");
+    addShortcut(setButton, QKeySequence(Qt::CTRL | Qt::Key_S), tr("Make this pose the zero pose"));
+    addShortcut(resetButton, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S),
+                tr("Undo the zero pose"));
+    addShortcut(tiltButton, QKeySequence(Qt::CTRL | Qt::Key_T), tr("Send tilt"));
+    updateToolTips();
+}
+
+void ControlPanel::addShortcut(Button* button, const QKeySequence& keys, const QString& what) {
+    // Asks the button, so that it does nothing while that is disabled.
+    auto* const shortcut = new QShortcut(keys, button);
+    shortcut->setAutoRepeat(false);
+    connect(shortcut, &QShortcut::activated, button, [button] { button->click(); });
+    button->setToolTip(what + " (" + keys.toString(QKeySequence::NativeText) + ")");
+}
+
+void ControlPanel::updateToolTips() {
+    const QString what = view_->isRunning.get() ? tr("Stop tracking") : tr("Start tracking");
+    const QKeySequence keys(Qt::CTRL | Qt::Key_R);
+    startButton->setAccessibleName(what);
+    startButton->setToolTip(what + " (" + keys.toString(QKeySequence::NativeText) + ")");
+}
+
+// Showing the state
+
+bool ControlPanel::isExposed() const {
+    const QWindow* const handle = window()->windowHandle();
+    return handle != nullptr && handle->isExposed();
+}
+
+void ControlPanel::showEvent(QShowEvent* event) {
+    window()->windowHandle()->installEventFilter(this);
+    refresh();
+    QWidget::showEvent(event);
+}
+
+bool ControlPanel::eventFilter(QObject* object, QEvent* event) {
+    if (event->type() == QEvent::Expose && isStale_ && isExposed()) {
+        refresh();
+    }
+    return QWidget::eventFilter(object, event);
+}
+
+void ControlPanel::refreshSoon() {
+    if (!isExposed()) {
+        isStale_ = true;
+        return;
+    }
+    if (refreshTimer_.isActive()) {
+        return;
+    }
+    const auto since = std::chrono::steady_clock::now() - lastRefresh_;
+    const auto wait = kRefreshInterval - std::chrono::ceil<std::chrono::milliseconds>(since);
+    refreshTimer_.start(std::clamp(wait, std::chrono::milliseconds(0), kRefreshInterval));
+}
+
+void ControlPanel::refresh() {
+    refreshTimer_.stop();
+    isStale_ = false;
+    lastRefresh_ = std::chrono::steady_clock::now();
+    refreshControls();
+    const bool tiltEnabled = view_->tiltEnabled.get();
+    readout->setAngles(view_->currentPan(), view_->currentTilt(), tiltEnabled);
+    gauge->setAngles(view_->currentPan(), view_->currentTilt());
+    statusRow->setStatus(view_->isRunning.get(),
+                         QString::fromStdString(*view_->debugText.snapshot()));
+}
+
+void ControlPanel::refreshControls() {
+    const bool isRunning = view_->isRunning.get();
+    const bool tiltEnabled = view_->tiltEnabled.get();
+    sourcePicker->setSources(view_->availableInputs(), *view_->selectedInputId.snapshot());
+    ipField->setTextIfDifferent(QString::fromStdString(*view_->oscManager.ipAddress.snapshot()));
+    portField->setTextIfDifferent(QString::fromStdString(*view_->oscManager.port.snapshot()));
+    oscField->setTextIfDifferent(QString::fromStdString(*view_->oscManager.oscMessage.snapshot()));
+    ratePicker->setRate(view_->oscManager.frameRate.get());
+
+    startButton->setSymbol(isRunning ? Button::Symbol::stop : Button::Symbol::play);
+    startButton->setTint(isRunning ? Button::Tint::red : Button::Tint::green);
+    tiltButton->setTint(tiltEnabled ? Button::Tint::blue : Button::Tint::gray);
+    tiltButton->setChecked(tiltEnabled);
+    for (Button* const button : {setButton, resetButton, tiltButton}) {
+        button->setEnabled(isRunning);
+    }
+    if (isRunning != describedRunning_) {
+        describedRunning_ = isRunning;
+        updateToolTips();
+    }
+}
+
+}  // namespace velmaro

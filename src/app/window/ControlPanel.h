@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QTimer>
+#include <QWidget>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "app/ContentView.h"
+
+class QHBoxLayout;
+
+namespace velmaro {
+
+class Button;
+class Gauge;
+class RatePicker;
+class Readout;
+class SourcePicker;
+class StatusRow;
+class TextField;
+
+/// Everything in the window, from top to bottom, bound to one `ContentView`. Main thread.
+class ControlPanel final : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit ControlPanel(std::shared_ptr<ContentView> view, QWidget* parent = nullptr);
+    ~ControlPanel() override;
+
+    /// Shows the state as it is now.
+    void refresh();
+
+    SourcePicker* const sourcePicker;
+    TextField* const ipField;
+    TextField* const portField;
+    TextField* const oscField;
+    Button* const startButton;
+    Button* const setButton;
+    Button* const resetButton;
+    RatePicker* const ratePicker;
+    Button* const tiltButton;
+    Readout* const readout;
+    Gauge* const gauge;
+    StatusRow* const statusRow;
+
+protected:
+    bool eventFilter(QObject* object, QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void layOut();
+    void bind();
+    void bindDestination();
+    void describe();
+    void addShortcut(Button* button, const QKeySequence& keys, const QString& what);
+    /// Runs what a person asked for, and shows the result at once.
+    void act(const std::function<void()>& action);
+    void observe(Observable& object);
+    /// Refreshes soon: all changes until then together, and no oftener than a screen shows.
+    void refreshSoon();
+    void refreshControls();
+    void updateToolTips();
+    [[nodiscard]] bool isExposed() const;
+
+    std::shared_ptr<ContentView> view_;
+    std::vector<Subscription> subscriptions_;
+    QTimer refreshTimer_;
+    std::chrono::steady_clock::time_point lastRefresh_;
+    /// Something changed while nobody could see it.
+    bool isStale_ = false;
+    bool describedRunning_ = false;
+};
+
+}  // namespace velmaro

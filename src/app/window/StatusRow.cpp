@@ -1,0 +1,51 @@
+#include "app/window/StatusRow.h"
+
+#include <QAccessible>
+#include <QPainter>
+
+#include "app/window/Colors.h"
+#include "app/window/Fonts.h"
+#include "app/window/Grid.h"
+#include "app/window/TextLabel.h"
+
+namespace velmaro {
+namespace {
+
+constexpr double kDotSize = 6;
+constexpr int kFontSize = 10;
+/// Of two lines of text.
+constexpr int kHeight = 3 * kGrid;
+
+}  // namespace
+
+StatusRow::StatusRow(QWidget* parent)
+    : QWidget(parent),
+      text_(new TextLabel(regularFont(kFontSize), TextLabel::Ink::secondary, this)) {
+    setFixedSize(kWindowWidth - 2 * kPadding, kHeight);
+    text_->setWordWrap(true);
+    const int left = static_cast<int>(kDotSize) + kGrid;
+    text_->setGeometry(left, 0, width() - left, kHeight);
+    text_->setAccessibleDescription(tr("Status"));
+}
+
+void StatusRow::setStatus(bool isRunning, const QString& text) {
+    if (isRunning != isRunning_) {
+        isRunning_ = isRunning;
+        update();
+    }
+    if (text != text_->text()) {
+        text_->setText(text);
+        text_->setToolTip(text);
+    }
+}
+
+void StatusRow::paintEvent(QPaintEvent* /*event*/) {
+    const Colors& colors = colorsFor(palette());
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(isRunning_ ? colors.green : colors.gray);
+    painter.drawEllipse(QRectF(0, (height() - kDotSize) / 2, kDotSize, kDotSize));
+}
+
+}  // namespace velmaro

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QWidget>
+
+namespace velmaro {
+
+class TextLabel;
+
+/// A dot that tells whether tracking is on, and one short text.
+class StatusRow final : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit StatusRow(QWidget* parent = nullptr);
+
+    void setStatus(bool isRunning, const QString& text);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    bool isRunning_ = false;
+    TextLabel* text_;
+};
+
+}  // namespace velmaro
