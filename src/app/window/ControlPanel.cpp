@@ -177,7 +177,7 @@ void ControlPanel::updateToolTips() {
 
 bool ControlPanel::isExposed() const {
     const QWindow* const handle = window()->windowHandle();
-    return handle != nullptr && handle->isExposed();
+    return isVisible() && handle != nullptr && handle->isExposed();
 }
 
 void ControlPanel::showEvent(QShowEvent* event) {

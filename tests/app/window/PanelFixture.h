@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QApplication>
+#include <QTest>
+#include <memory>
+
+#include "app/ContentViewFixture.h"
+#include "app/window/Button.h"
+#include "app/window/ControlPanel.h"
+#include "app/window/Gauge.h"
+#include "app/window/RatePicker.h"
+#include "app/window/Readout.h"
+#include "app/window/SourcePicker.h"
+#include "app/window/StatusRow.h"
+#include "app/window/TextField.h"
+#include "app/window/TextLabel.h"
+
+namespace velmaro {
+
+/// The panel over the whole logic, over scripted doors.
+class PanelTest : public ContentViewTest {
+protected:
+    void makePanel() {
+        makeView();
+        view->appear();
+        panel = std::make_unique<ControlPanel>(view);
+        panel->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(panel.get()));
+    }
+
+    /// What the main queue holds, and the refresh that it causes.
+    void catchUp() {
+        settle();
+        QTest::qWait(40);
+    }
+
+    [[nodiscard]] std::string status() const {
+        return panel->statusRow->findChild<QLabel*>()->text().toStdString();
+    }
+
+    /// The readout's texts: caption, value, caption, value.
+    [[nodiscard]] QList<TextLabel*> readout() const {
+        QList<TextLabel*> labels;
+        for (auto* const label : panel->readout->findChildren<QLabel*>()) {
+            labels.push_back(static_cast<TextLabel*>(label));
+        }
+        return labels;
+    }
+
+    std::unique_ptr<ControlPanel> panel;
+};
+
+}  // namespace velmaro

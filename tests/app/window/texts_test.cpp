@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QFontInfo>
+#include <QFontMetrics>
+#include <QXmlStreamReader>
+#include <cstdio>
+#include <limits>
+
+#include "app/window/Fonts.h"
+#include "app/window/Readout.h"
+
+namespace velmaro {
+namespace {
+
+TEST(FormatAngle, IsThatOfTheCLocale) {
+    for (const float angle : {0.0F, -0.0F, 1.0F, -1.0F, 12.34F, -12.36F, 0.04F, -0.04F, 0.05F,
+                              0.25F, 0.35F, 89.95F, -90.0F, 179.96F, -180.0F}) {
+        char wanted[64];
+        std::snprintf(wanted, sizeof wanted, "%.1f", static_cast<double>(angle));
+        EXPECT_EQ(formatAngle(angle).toStdString(), wanted);
+    }
+    EXPECT_EQ(formatAngle(-0.0F).toStdString(), "-0.0");
+    EXPECT_EQ(formatAngle(std::numeric_limits<float>::quiet_NaN()).toStdString(), "nan");
+}
+
+TEST(Fonts, AreTheWindowsOwn) {
+    EXPECT_EQ(QFontInfo(regularFont(11)).family(), "Mulish");
+    EXPECT_EQ(QFontInfo(semiBoldFont(14)).family(), "Mulish SemiBold");
+    EXPECT_EQ(QFontInfo(regularFont(11)).pixelSize(), 11);
+}
+
+TEST(Fonts, MissingAreToldAndReplaced) {
+    EXPECT_FALSE(loadFonts("/nowhere"));
+    EXPECT_GT(QFontMetrics(regularFont(11)).height(), 0);
+}
+
+/// Language, for every text of the window a translation that is done.
+class Translation : public testing::TestWithParam<const char*> {};
+
+TEST_P(Translation, IsComplete) {
+    QFile file(QStringLiteral(VELMARO_TRANSLATIONS_DIR "/velmaro_%1.ts").arg(GetParam()));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    QXmlStreamReader reader(&file);
+    QString source;
+    int texts = 0;
+    while (!reader.atEnd()) {
+        reader.readNext();
+        if (!reader.isStartElement()) {
+            continue;
+        }
+        if (reader.name() == QLatin1String("source")) {
+            source = reader.readElementText();
+        } else if (reader.name() == QLatin1String("translation")) {
+            ++texts;
+            EXPECT_FALSE(reader.attributes().hasAttribute("type")) << source.toStdString();
+            const QString text = reader.readElementText();
+            EXPECT_FALSE(text.isEmpty()) << source.toStdString();
+            EXPECT_EQ(text.count('%'), source.count('%')) << source.toStdString();
+        }
+    }
+    EXPECT_FALSE(reader.hasError());
+    EXPECT_GT(texts, 20);
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, Translation, testing::Values("de", "fr"));
+
+}  // namespace
+}  // namespace velmaro

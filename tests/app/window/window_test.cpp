@@ -1,0 +1,86 @@
+#include "app/window/Window.h"
+
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QVBoxLayout>
+
+namespace velmaro {
+namespace {
+
+struct Content : QWidget {
+    Content() {
+        auto* const stack = new QVBoxLayout(this);
+        stack->addWidget(label);
+        stack->addWidget(button);
+        button->setAttribute(Qt::WA_NoMousePropagation);
+        button->setEnabled(false);
+        setFixedSize(250, 200);
+    }
+    QLabel* label = new QLabel("text");
+    QPushButton* button = new QPushButton("press");
+};
+
+TEST(Window, IsAsLargeAsItsContentAndHasNoTitleBar) {
+    Window window(new Content);
+    window.show();
+    EXPECT_EQ(window.size(), QSize(250, 200));
+    window.resize(400, 400);
+    EXPECT_EQ(window.size(), QSize(250, 200));
+    EXPECT_TRUE(window.windowFlags() & Qt::FramelessWindowHint);
+    EXPECT_EQ(window.windowTitle(), "Velmaro");
+    EXPECT_FALSE(window.windowIcon().isNull());
+}
+
+TEST(Window, IsClosedByEitherShortcutAndByItsButton) {
+    Window window(new Content);
+    int closed = 0;
+    window.onClose = [&] { ++closed; };
+    const auto showAgain = [&] {
+        window.show();
+        window.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+    };
+    showAgain();
+    QTest::keyClick(&window, Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_EQ(closed, 1);
+    showAgain();
+    QTest::keyClick(&window, Qt::Key_W, Qt::ControlModifier);
+    EXPECT_EQ(closed, 2);
+    showAgain();
+    QAbstractButton* close = nullptr;
+    for (auto* const button : window.findChildren<QAbstractButton*>()) {
+        close = button->accessibleName() == "Close" ? button : close;
+    }
+    ASSERT_NE(close, nullptr);
+    QTest::mouseClick(close, Qt::LeftButton);
+    EXPECT_EQ(closed, 3);
+    EXPECT_FALSE(window.isVisible());
+}
+
+TEST(Window, MovesByWhatIsNoControl) {
+    auto* const content = new Content;
+    Window window(content);
+    window.move(100, 100);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    const auto drag = [&](QWidget* by) {
+        const QPoint start = window.pos();
+        const QPoint grip = by->mapTo(&window, QPoint(5, 5));
+        QTest::mousePress(window.windowHandle(), Qt::LeftButton, {}, grip);
+        QTest::mouseMove(window.windowHandle(), grip + QPoint(30, 20));
+        // The pointer stays over the same point of a window that has followed it.
+        const QPoint moved = window.pos() - start;
+        QTest::mouseRelease(window.windowHandle(), Qt::LeftButton, {},
+                            grip + QPoint(30, 20) - moved);
+        return window.pos() - start;
+    };
+    EXPECT_EQ(drag(content->label), QPoint(30, 20));
+    EXPECT_EQ(drag(content->button), QPoint(0, 0)) << "not even by a disabled one";
+}
+
+}  // namespace
+}  // namespace velmaro
