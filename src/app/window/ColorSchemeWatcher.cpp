@@ -64,12 +64,15 @@ void ColorSchemeWatcher::readPortal() {
     if (!bus.isConnected()) {
         return;
     }
+    // A signal asked for before the bus has said its first word is now and then not subscribed to;
+    // the answer to a question comes after that word.
+    const bool portalRuns = bus.interface()->isServiceRegistered(kService);
     bus.connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
                 SLOT(settingChanged(QString, QString, QDBusVariant)));
     QDBusMessage read =
         QDBusMessage::createMethodCall(kService, kPath, kInterface, QStringLiteral("Read"));
     read << kGroup << kKey;
-    if (bus.interface()->isServiceRegistered(kService)) {
+    if (portalRuns) {
         const QDBusReply<QDBusVariant> reply = bus.call(read, QDBus::Block, kPatienceMilliseconds);
         if (reply.isValid()) {
             take(unwrapped(reply.value().variant()));

@@ -48,9 +48,8 @@ int run(const Options& options, const char* name) {
     QGuiApplication::setDesktopFileName(QStringLiteral("io.github.velmaro.Velmaro"));
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
         Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-    if (options.listInputs && std::getenv("DISPLAY") == nullptr &&
-        std::getenv("WAYLAND_DISPLAY") == nullptr) {
-        ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    if (options.listInputs) {
+        ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     }
 
     // Ours has read the whole command line.

@@ -1,0 +1,218 @@
+"""A person's desk: a real X server with a window manager, the program on it, what it says on the
+screen, to a screen reader and over OSC, and hands for pointer and keys."""
+
+import os
+import re
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+TOOLS = ("Xvfb", "openbox", "xdotool", "xprop", "oscdump", "gst-launch-1.0")
+PATIENCE = 20.0
+
+
+def missing_tools():
+    return [tool for tool in TOOLS if shutil.which(tool) is None]
+
+
+def wait_until(condition, what, patience=PATIENCE):
+    """The first true answer of `condition`; fails the test if there is none in time."""
+    deadline = time.monotonic() + patience
+    while True:
+        answer = condition()
+        if answer:
+            return answer
+        if time.monotonic() > deadline:
+            raise AssertionError(f"waited {patience} s for {what}")
+        time.sleep(0.02)
+
+
+def free_port():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class Screen:
+    """An X server whose picture lies in a file."""
+
+    def __init__(self, manager=True):
+        self.folder = tempfile.mkdtemp()
+        read, write = os.pipe()
+        self.server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", "800x700x24", "-fbdir", self.folder,
+             "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL)
+        os.close(write)
+        with os.fdopen(read) as pipe:
+            self.display = ":" + pipe.readline().strip()
+        os.environ["DISPLAY"] = self.display
+        self.manager = None
+        if manager:
+            self.start_manager()
+
+    def start_manager(self):
+        self.manager = subprocess.Popen(["openbox", "--sm-disable"], stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL)
+        wait_until(lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
+                   "the window manager")
+
+    def stop_manager(self):
+        self.manager.terminate()
+        self.manager.wait()
+        self.manager = None
+
+    def pixel(self, x, y):
+        """Red, green and blue."""
+        with open(os.path.join(self.folder, "Xvfb_screen0"), "rb") as file:
+            dump = file.read()
+        header = struct.unpack(">25I", dump[:100])
+        size, row_bytes, colors = header[0], header[12], header[19]
+        start = size + 12 * colors + y * row_bytes + 4 * x
+        return dump[start + 2], dump[start + 1], dump[start]
+
+    def close(self):
+        if self.manager:
+            self.stop_manager()
+        self.server.terminate()
+        self.server.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+def run(*command):
+    return subprocess.run(command, capture_output=True, text=True, check=False).stdout
+
+
+def hands(*arguments):
+    subprocess.run(["xdotool", *map(str, arguments)], check=True, stdout=subprocess.DEVNULL)
+
+
+class Receiver:
+    """The OSC messages at a port, by an independent implementation."""
+
+    def __init__(self):
+        self.port = free_port()
+        self.file = tempfile.NamedTemporaryFile(mode="w+")
+        self.process = subprocess.Popen(["stdbuf", "-oL", "oscdump", "-L", str(self.port)],
+                                        stdout=self.file)
+
+    def lines(self):
+        with open(self.file.name, encoding="utf-8") as file:
+            return file.read().splitlines()
+
+    def wait_for(self, pattern, after=0):
+        return wait_until(lambda: [line for line in self.lines()[after:] if re.search(pattern, line)],
+                          f"a message like {pattern} at port {self.port}")
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait()
+        self.file.close()
+
+
+class Program:
+    """The program with its window, as a screen reader sees it."""
+
+    def __init__(self, *arguments, environment=None, shown=True):
+        self.folder = tempfile.mkdtemp()
+        self.output = open(os.path.join(self.folder, "output"), "w+", encoding="utf-8")
+        self.errors = open(os.path.join(self.folder, "errors"), "w+", encoding="utf-8")
+        variables = {**os.environ, "XDG_CONFIG_HOME": self.folder, "LANG": "C.UTF-8",
+                     "LC_ALL": "C.UTF-8", "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+                     "QT_QPA_PLATFORM": "xcb", "QT_SCALE_FACTOR": "1", **(environment or {})}
+        self.process = subprocess.Popen([sys.argv[1], *arguments], stdout=self.output,
+                                        stderr=self.errors, env=variables)
+        if shown:
+            self.window = wait_until(self._find_window, "the window")
+
+    def _find_window(self):
+        if self.process.poll() is not None:
+            raise AssertionError(f"ended with {self.process.returncode}: {self.said()}")
+        found = run("xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid),
+                    "--name", "^Velmaro$").split()
+        return found[0] if found else None
+
+    def said(self):
+        with open(self.errors.name, encoding="utf-8") as file:
+            return file.read()
+
+    def printed(self):
+        with open(self.output.name, encoding="utf-8") as file:
+            return file.read()
+
+    # By its accessibility tree
+
+    def _application(self):
+        from gi.repository import Atspi
+        desktop = Atspi.get_desktop(0)
+        for index in range(desktop.get_child_count()):
+            child = desktop.get_child_at_index(index)
+            if child and child.get_process_id() == self.process.pid and child.get_child_count():
+                return child
+        return None
+
+    def everything(self):
+        pending = [wait_until(self._application, "the accessibility tree")]
+        while pending:
+            node = pending.pop(0)
+            node.clear_cache()
+            yield node
+            pending += [node.get_child_at_index(index) for index in range(node.get_child_count())]
+
+    def find(self, role, name=None):
+        """The first of that role, and of that name unless any will do."""
+        for node in self.everything():
+            if node.get_role_name() == role and name in (None, node.get_name()):
+                return node
+        raise AssertionError(f"no {role} named {name}")
+
+    def labels(self):
+        return [node.get_name() for node in self.everything() if node.get_role_name() == "label"]
+
+    def status(self):
+        return next(node.get_name() for node in self.everything()
+                    if node.get_description() == "Status")
+
+    def wait_for_status(self, text):
+        wait_until(lambda: self.status() == text, f"the status '{text}'")
+
+    def is_enabled(self, role, name):
+        from gi.repository import Atspi
+        return self.find(role, name).get_state_set().contains(Atspi.StateType.ENABLED)
+
+    # By pointer and keys
+
+    def origin(self):
+        values = dict(line.split("=") for line in
+                      run("xdotool", "getwindowgeometry", "--shell", self.window).split() if "=" in line)
+        return int(values["X"]), int(values["Y"])
+
+    def click(self, role, name=None):
+        from gi.repository import Atspi
+        box = self.find(role, name).get_extents(Atspi.CoordType.SCREEN)
+        hands("mousemove", box.x + box.width // 2, box.y + box.height // 2, "click", 1)
+
+    def type_into(self, name, text):
+        self.click("text", name)
+        hands("key", "ctrl+a")
+        hands("type", "--delay", 5, text)
+        wait_until(lambda: self._text(name) == text, f"'{text}' in the field {name}")
+
+    def _text(self, name):
+        from gi.repository import Atspi
+        return Atspi.Text.get_text(self.find("text", name), 0, -1)
+
+    def wait(self, patience=PATIENCE):
+        return self.process.wait(patience)
+
+    def close(self):
+        if self.process.poll() is None:
+            self.process.send_signal(signal.SIGKILL)
+            self.process.wait()
+        self.output.close()
+        self.errors.close()
+        shutil.rmtree(self.folder, ignore_errors=True)

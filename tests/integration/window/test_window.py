@@ -1,0 +1,255 @@
+"""The program with its window on a real X server: test_window.py PROGRAM [TEST].
+
+Needs a session bus of its own: dbus-run-session -- python3 test_window.py PROGRAM.
+Ends with 77 when something that it needs is not installed.
+"""
+
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import desk
+from desk import Program, Receiver, Screen, hands, run, wait_until
+
+SKIPPED = 77
+
+
+def make_clip(name, pattern):
+    file = os.path.join(CLIPS.name, name)
+    subprocess.run(["gst-launch-1.0", "-q", "videotestsrc", "num-buffers=60", f"pattern={pattern}",
+                    "!", "video/x-raw,width=320,height=240,framerate=30/1", "!", "vp8enc",
+                    "deadline=1", "!", "webmmux", "!", "filesink", f"location={file}"], check=True)
+    return file
+
+
+class WindowTest(unittest.TestCase):
+    def start(self, *arguments, **options):
+        program = Program(*arguments, **options)
+        self.addCleanup(program.close)
+        return program
+
+    def receiver(self):
+        receiver = Receiver()
+        self.addCleanup(receiver.close)
+        return receiver
+
+    def test_first_appearance(self):
+        program = self.start("--camera-file", CLIP)
+        self.assertEqual(program.status(), "Stopped")
+        self.assertEqual(self.shown_input(program), "clip.webm")
+        labels = program.labels()
+        for text in ("Input:", "Pan", "Tilt", "0.0", "-0.0", "Stopped"):
+            self.assertIn(text, labels)
+        for button, enabled in (("Start tracking", True), ("Set zero pose", False),
+                                ("Reset zero pose", False)):
+            self.assertEqual(program.is_enabled("push button", button), enabled, button)
+        self.assertFalse(program.is_enabled("check box", "Tilt"))
+        size = run("xdotool", "getwindowgeometry", "--shell", program.window)
+        self.assertIn("WIDTH=250\n", size)
+        self.assertIn("HEIGHT=360\n", size)
+
+    def test_task_bar_knows_name_and_icon(self):
+        program = self.start("--camera-file", CLIP)
+        properties = run("xprop", "-id", program.window)
+        self.assertRegex(properties, r'_NET_WM_NAME\(UTF8_STRING\) = "Velmaro"')
+        self.assertRegex(properties, r'WM_CLASS\(STRING\) = "velmaro", "velmaro"')
+        self.assertIn("_NET_WM_ICON", properties)
+        self.assertNotIn("_NET_WM_STATE_SKIP_TASKBAR", properties)
+        self.assertRegex(properties, r"program specified (minimum|maximum) size: 250 by 360")
+
+    def test_start_sends_and_stop_says_so(self):
+        receiver = self.receiver()
+        program = self.start("--camera-file", CLIP, "--port", str(receiver.port))
+        program.click("push button", "Start tracking")
+        receiver.wait_for(r"/ypr fff ")
+        program.wait_for_status("Running")
+        for role, name in (("push button", "Set zero pose"), ("push button", "Reset zero pose"),
+                           ("check box", "Tilt")):
+            self.assertTrue(program.is_enabled(role, name), name)
+        program.click("push button", "Stop tracking")
+        program.wait_for_status("Stopped")
+        self.assertFalse(program.is_enabled("push button", "Set zero pose"))
+        self.assertIn("⚠️ OSC connection cancelled", program.printed())
+
+    def test_fields_edited_while_running_count_after_stop_and_start(self):
+        first, second = self.receiver(), self.receiver()
+        program = self.start("--camera-file", CLIP, "--port", str(first.port))
+        program.click("push button", "Start tracking")
+        first.wait_for(r"/ypr fff ")
+        program.type_into("OSC address", "/head")
+        first.wait_for(r"/head fff ")
+        program.type_into("Port", str(second.port))
+        before = len(first.lines())
+        first.wait_for(r"/head fff ", after=before + 5)
+        self.assertEqual(second.lines(), [], "the connection that is there is kept")
+        hands("key", "ctrl+r")
+        program.wait_for_status("Stopped")
+        hands("key", "ctrl+r")
+        second.wait_for(r"/head fff ")
+
+    def test_change_of_input_while_stopped_and_while_running(self):
+        receiver = self.receiver()
+        program = self.start("--camera-file", CLIP, "--camera-file", OTHER, "--port",
+                             str(receiver.port))
+        program.click("combo box")
+        hands("key", "Down", "Return")
+        wait_until(lambda: self.shown_input(program) == os.path.basename(OTHER), "the other input")
+        self.assertEqual(program.status(), "Stopped")
+        program.click("push button", "Start tracking")
+        program.wait_for_status("Running")
+        self.assertIn(f"📹 Setting up capture with: {os.path.basename(OTHER)}", program.printed())
+        program.click("combo box")
+        hands("key", "Up", "Return")
+        wait_until(lambda: f"📹 Setting up capture with: {os.path.basename(CLIP)}"
+                   in program.printed(), "the restart")
+        before = len(receiver.lines())
+        receiver.wait_for(r"/ypr fff ", after=before)
+        program.wait_for_status("Running")
+
+    @staticmethod
+    def shown_input(program):
+        # A combo box is named by what it shows; what it is for is told by its label.
+        return program.find("combo box").get_name()
+
+    def test_rate_and_tilt(self):
+        receiver = self.receiver()
+        program = self.start("--camera-file", CLIP, "--port", str(receiver.port), "--start")
+        receiver.wait_for(r"/ypr fff ")
+        program.click("radio button", "60 messages per second")
+        from gi.repository import Atspi
+        wait_until(lambda: program.find("radio button", "60 messages per second").get_state_set()
+                   .contains(Atspi.StateType.CHECKED), "the rate of 60")
+        wait_until(lambda: "-0.0" in program.labels(), "a tilt of -0.0")
+        program.click("check box", "Tilt")
+        wait_until(lambda: "-0.0" not in program.labels(), "a tilt of 0.0")
+
+    def test_keyboard_alone(self):
+        program = self.start("--camera-file", CLIP)
+        hands("windowfocus", "--sync", program.window)
+        hands("key", "space")
+        program.wait_for_status("Running")
+        hands("key", "Return")
+        program.wait_for_status("Stopped")
+        hands("key", "ctrl+w")
+        self.assertEqual(program.wait(), 0)
+
+    def test_close_by_key_manager_and_button(self):
+        program = self.start("--camera-file", CLIP)
+        hands("windowfocus", "--sync", program.window, "key", "ctrl+q")
+        self.assertEqual(program.wait(), 0)
+        program = self.start("--camera-file", CLIP, "--start")
+        hands("windowfocus", "--sync", program.window, "key", "alt+F4")
+        self.assertEqual(program.wait(), 0)
+        program = self.start("--camera-file", CLIP)
+        program.click("push button", "Close")
+        self.assertEqual(program.wait(), 0)
+
+    def test_signals(self):
+        program = self.start("--camera-file", CLIP, "--start")
+        program.wait_for_status("Running")
+        for number in (signal.SIGUSR1, signal.SIGUSR2):
+            program.process.send_signal(number)
+        program.wait_for_status("Running")
+        program.process.send_signal(signal.SIGTERM)
+        self.assertEqual(program.wait(), 0)
+
+    def drag(self, program, by):
+        x, y = program.origin()
+        hands("mousemove", x + 20, y + 300)
+        hands("mousedown", 1)
+        # In steps, as a hand does: a window manager takes over only after some.
+        for step in range(1, 11):
+            hands("mousemove", x + 20 + by * step // 10, y + 300 + by * step // 10, "sleep", "0.02")
+        hands("mouseup", 1)
+        wait_until(lambda: program.origin() == (x + by, y + by),
+                   f"a move by {by} from {x}, {y}; it is at {program.origin()}")
+
+    def test_drag_moves_it_under_a_window_manager(self):
+        self.drag(self.start("--camera-file", CLIP), 60)
+
+    def test_drag_moves_it_without_a_window_manager(self):
+        bare = Screen(manager=False)
+        self.addCleanup(os.environ.update, {"DISPLAY": SCREEN.display})
+        self.addCleanup(bare.close)
+        self.drag(self.start("--camera-file", CLIP), 60)
+
+    def test_colour_scheme_is_followed_live(self):
+        portal = subprocess.Popen(["/usr/bin/python3",
+                                   os.path.join(os.path.dirname(__file__), "portal.py"), "1"],
+                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.addCleanup(portal.wait)
+        self.addCleanup(portal.communicate)
+        self.assertEqual(portal.stdout.readline(), "ready\n")
+        program = self.start("--camera-file", CLIP)
+
+        def ground():
+            x, y = program.origin()
+            return SCREEN.pixel(x + 8, y + 200)
+
+        wait_until(lambda: sum(ground()) < 200, "a dark window")
+        for value, dark in ((2, False), (1, True), (0, False)):
+            portal.stdin.write(f"{value}\n")
+            portal.stdin.flush()
+            wait_until(lambda d=dark: (sum(ground()) < 200) == d, f"scheme {value}")
+
+    def test_german_and_french(self):
+        for language, text in (("de_DE.UTF-8", "Quelle:"), ("fr_FR.UTF-8", "Source :")):
+            program = self.start("--camera-file", CLIP,
+                                 environment={"LANG": language, "LC_ALL": language})
+            self.assertIn(text, program.labels())
+            program.close()
+
+    def test_what_cannot_be_is_said_and_ends_with_1(self):
+        for arguments, reason in (
+                (["--camera-file", "/nowhere"], "cannot read '/nowhere': No such file"),
+                (["--camera-file", "/"], "cannot read '/': it is a directory"),
+                (["--camera-file", CLIP, "--input", "camera_x"], "there is no source 'camera_x'")):
+            program = self.start(*arguments, shown=False)
+            self.assertEqual(program.wait(), 1)
+            self.assertIn("velmaro: " + reason, program.said())
+
+    def test_missing_models_end_it(self):
+        program = self.start("--camera-file", CLIP, shown=False,
+                             environment={"VELMARO_DATA_DIR": CLIPS.name})
+        self.assertEqual(program.wait(), 1)
+        self.assertIn("models", program.said())
+
+    def test_without_a_display_it_points_to_the_other_program(self):
+        program = self.start("--camera-file", CLIP, shown=False,
+                             environment={"DISPLAY": "", "WAYLAND_DISPLAY": ""})
+        self.assertEqual(program.wait(), 1)
+        self.assertIn("velmaro-cli", program.said())
+
+    def test_list_inputs_needs_no_display(self):
+        program = self.start("--camera-file", CLIP, "--list-inputs", shown=False,
+                             environment={"DISPLAY": ""})
+        self.assertEqual(program.wait(), 0)
+        self.assertRegex(program.printed(), r"camera_\S+\tclip.webm\n")
+
+
+def skip(reason):
+    print("skipped:", reason)
+    sys.exit(SKIPPED)
+
+
+if __name__ == "__main__":
+    if desk.missing_tools():
+        skip("not installed: " + ", ".join(desk.missing_tools()))
+    SCREEN = Screen()
+    CLIPS = tempfile.TemporaryDirectory()
+    try:
+        try:
+            import gi
+            gi.require_version("Atspi", "2.0")
+        except (ImportError, ValueError) as error:
+            skip(f"no accessibility bindings: {error}")
+        CLIP, OTHER = make_clip("clip.webm", "smpte"), make_clip("other.webm", "ball")
+        # The program is read by desk.py; the rest is for the test runner.
+        outcome = unittest.main(argv=[sys.argv[0], "-v", *sys.argv[2:]], exit=False).result
+    finally:
+        SCREEN.close()
+        CLIPS.cleanup()
+    sys.exit(0 if outcome.wasSuccessful() else 1)
