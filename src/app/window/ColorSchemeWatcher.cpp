@@ -64,11 +64,11 @@ void ColorSchemeWatcher::readPortal() {
     if (!bus.isConnected()) {
         return;
     }
-    // A signal asked for before the bus has said its first word is now and then not subscribed to;
-    // the answer to a question comes after that word.
     const bool portalRuns = bus.interface()->isServiceRegistered(kService);
+    // The whole message: with typed arguments the subscription fails now and then, as the toolkit
+    // does not always know its own variant type by then.
     bus.connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
-                SLOT(settingChanged(QString, QString, QDBusVariant)));
+                SLOT(settingChanged(QDBusMessage)));
     QDBusMessage read =
         QDBusMessage::createMethodCall(kService, kPath, kInterface, QStringLiteral("Read"));
     read << kGroup << kKey;
@@ -90,10 +90,10 @@ void ColorSchemeWatcher::readPortal() {
     });
 }
 
-void ColorSchemeWatcher::settingChanged(const QString& group, const QString& key,
-                                        const QDBusVariant& value) {
-    if (group == kGroup && key == kKey) {
-        take(unwrapped(value.variant()));
+void ColorSchemeWatcher::settingChanged(const QDBusMessage& message) {
+    const QVariantList arguments = message.arguments();
+    if (arguments.size() == 3 && arguments[0] == kGroup && arguments[1] == kKey) {
+        take(unwrapped(arguments[2]));
     }
 }
 
