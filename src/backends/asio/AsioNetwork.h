@@ -40,7 +40,8 @@ public:
     std::shared_ptr<UDPConnection> makeUDPConnection(const std::string& host, Port port) override;
 
 private:
-    /// Never run: making a socket needs one to exist, sending needs no events. Connections share it.
+    /// Never run: making a socket needs one to exist, sending needs no events. Connections share
+    /// it.
     const std::shared_ptr<asio::io_context> context_;
     const HostResolver resolver_;
     Telemetry* const telemetry_;
