@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -53,9 +54,9 @@ inline Bytes secondTrackerDescriptor() {
 }
 
 inline Bytes markerReport(std::uint8_t id, std::string_view marker, std::size_t size) {
-    Bytes report{id};
-    report.insert(report.end(), marker.begin(), marker.end());
-    report.resize(size);
+    Bytes report(size);
+    report.at(0) = id;
+    std::copy_n(marker.begin(), std::min(marker.size(), size - 1), report.begin() + 1);
     return report;
 }
 
