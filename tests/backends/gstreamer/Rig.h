@@ -122,6 +122,8 @@ public:
     struct Frame {
         int number;
         Clock::time_point time;
+        /// How many drops were told before it.
+        std::size_t dropsBefore;
     };
 
     void captureOutputDidOutput(const SampleBuffer& sampleBuffer) override {
@@ -129,7 +131,7 @@ public:
         {
             const std::lock_guard lock(mutex_);
             const int grey = image ? static_cast<int>(image->baseAddress()[0]) : -1;
-            frames_.push_back({frameOfGrey(grey), Clock::now()});
+            frames_.push_back({frameOfGrey(grey), Clock::now(), drops_});
             if (keep) {
                 kept_.push_back(image);
             }
