@@ -233,8 +233,9 @@ TEST_F(FaceDetectorTest, NotANumberGoesToTheUpperBounds) {
     face.yaw.reset();
     landmarks.faces = {face};
     frame();
-    EXPECT_EQ(log.lines.back(),
-              "🎯 Calculated: Pan=180.0°, Tilt=90.0° | Smoothed: Pan=54.000004°, FinalTilt=12.000002°");
+    EXPECT_EQ(
+        log.lines.back(),
+        "🎯 Calculated: Pan=180.0°, Tilt=90.0° | Smoothed: Pan=54.000004°, FinalTilt=12.000002°");
 }
 
 TEST_F(FaceDetectorTest, PublishesTheTiltOfTheFrameButTheLatestPan) {
