@@ -31,6 +31,15 @@ std::optional<Error> initialise() {
         return Error{"GStreamer does not start: " + reason, "GStreamer does not start"};
     }
     gst_pb_utils_init();
+    for (const char* name :
+         {"appsink", "decodebin", "filesrc", "imagefreeze", "videoconvert", "videoflip"}) {
+        const ObjectHandle<GstElementFactory> factory(gst_element_factory_find(name));
+        if (!factory) {
+            const std::string text = "GStreamer's element \"" + std::string(name) +
+                                     "\" is missing: install its base and good plug-ins";
+            return Error{text, text};
+        }
+    }
     return std::nullopt;
 }
 

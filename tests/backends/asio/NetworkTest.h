@@ -42,7 +42,7 @@ protected:
         }
     };
 
-    DispatchQueue& queue() { return dispatch->globalQueue(QualityOfService::standard); }
+    DispatchQueue& queue() { return globalQueue; }
 
     std::shared_ptr<UDPConnection> connect(Network& network, const std::string& host,
                                            std::uint16_t port) {
@@ -69,6 +69,8 @@ protected:
     std::unique_ptr<Mailbox<SendError>> errors = std::make_unique<Mailbox<SendError>>();
     AsioMainQueue mainQueue;
     std::optional<AsioDispatch> dispatch{mainQueue};
+    // Its last callbacks may come while it is being destroyed.
+    DispatchQueue& globalQueue = dispatch->globalQueue(QualityOfService::standard);
 };
 
 }  // namespace velmaro
