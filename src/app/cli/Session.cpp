@@ -16,9 +16,16 @@ void say(const std::string& text) {
     std::cerr << programName(Program::terminal) + (": " + text + "\n");
 }
 
+/// A file that is the first source can start without the cameras.
+bool awaitsCameras(const Options& options) {
+    const bool fileComesFirst = options.demo || !options.cameraFiles.empty();
+    return options.listInputs || options.input.has_value() || !fileComesFirst;
+}
+
 LinuxPlatformOptions platformOptions(const Options& options) {
     return {.cameraFiles = options.cameraFiles,
             .demo = options.demo,
+            .awaitsCameras = awaitsCameras(options),
             .once = options.once,
             .motionFile = options.motionFile,
             .motionUDPPort = options.motionUDPPort,

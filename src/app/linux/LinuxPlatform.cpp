@@ -1,5 +1,6 @@
 #include "app/linux/LinuxPlatform.h"
 
+#include <chrono>
 #include <csignal>
 #include <utility>
 #include <variant>
@@ -25,6 +26,9 @@ public:
         return false;
     }
 };
+
+/// The system answers within 60 ms; only a daemon that hangs needs this long.
+constexpr std::chrono::milliseconds kCameraPatience{200};
 
 std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& options) {
     std::vector<gstreamer::FileCamera> cameras;
@@ -68,6 +72,8 @@ struct LinuxPlatform::Parts {
               *dispatch, notificationCenter, telemetry,
               {.files = fileCameras(options),
                .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
+               .liveCameraPatience =
+                   options.awaitsCameras ? kCameraPatience : std::chrono::milliseconds(0),
                .playbackEnded = [this] { endPlayback(); }}),
           faceLandmarks(makeFaceLandmarks(telemetry)),
           doors{*dispatch,

@@ -18,6 +18,8 @@ struct LinuxPlatformOptions {
     std::vector<std::string> cameraFiles;
     /// The built-in clip is listed as the first camera.
     bool demo = false;
+    /// The cameras of this computer are waited for, if not for long; else they may be listed later.
+    bool awaitsCameras = true;
     /// Files play once instead of looping.
     bool once = false;
     /// Recorded headphone motion to replay as connected headphones.

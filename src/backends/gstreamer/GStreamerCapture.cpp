@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "backends/gstreamer/FileCameras.h"
+#include "backends/gstreamer/LiveCameras.h"
 #include "backends/gstreamer/Session.h"
 
 namespace velmaro::gstreamer {
@@ -21,6 +22,10 @@ GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notif
           dispatch, notificationCenter, telemetry, std::move(options.playbackEnded)})),
       workers_(std::make_shared<Workers>()) {
     providers_.push_back(std::make_unique<FileCameras>(options.files, options.playback));
+    if (options.liveCameraPatience) {
+        providers_.push_back(
+            std::make_unique<LiveCameras>(notificationCenter, *options.liveCameraPatience));
+    }
 }
 
 GStreamerCapture::~GStreamerCapture() {

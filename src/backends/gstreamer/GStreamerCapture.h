@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "backends/gstreamer/FileCamera.h"
@@ -18,6 +20,9 @@ struct CaptureOptions {
     /// Videos and pictures that play cameras.
     std::vector<FileCamera> files;
     Playback playback = Playback::looped;
+    /// How long the first query waits for the cameras of this computer, which may come later by
+    /// notifications; nothing leaves them out.
+    std::optional<std::chrono::milliseconds> liveCameraPatience;
     /// Called on the main queue after the last frame of a file that is played once was handled.
     std::function<void()> playbackEnded;
 };

@@ -26,6 +26,7 @@ template <typename Object>
 using ObjectHandle = std::unique_ptr<Object, ReleaseObject>;
 
 using ElementHandle = ObjectHandle<GstElement>;
+using DeviceHandle = ObjectHandle<GstDevice>;
 using BusHandle = ObjectHandle<GstBus>;
 using PadHandle = ObjectHandle<GstPad>;
 using CapsHandle = std::unique_ptr<GstCaps, ReleaseMiniObject>;

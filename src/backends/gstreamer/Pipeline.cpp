@@ -14,6 +14,8 @@ namespace {
 /// due. One that has ended this often without any frame has stalled, and later there are none.
 constexpr int kRoundsToStall = 20;
 constexpr int kRoundsToFail = 60;
+/// How often the frames of a camera are looked after.
+constexpr GstClockTime kFrameLook = 500 * GST_MSECOND;
 
 }  // namespace
 
@@ -137,9 +139,29 @@ void Pipeline::work() {
             startPlaying();
             continue;
         }
-        const MessageHandle message(gst_bus_timed_pop(bus_.get(), GST_CLOCK_TIME_NONE));
-        if (message) {
+        if (const MessageHandle message = nextMessage()) {
             handle(message.get());
+        }
+        lookAfterFrames();
+    }
+}
+
+MessageHandle Pipeline::nextMessage() {
+    const bool watches = stage_ == Stage::playing && source_->pace() == Pace::asTheyCome;
+    return MessageHandle(gst_bus_timed_pop(bus_.get(), watches ? kFrameLook : GST_CLOCK_TIME_NONE));
+}
+
+void Pipeline::lookAfterFrames() {
+    if (stage_ != Stage::playing || source_->pace() != Pace::asTheyCome) {
+        return;
+    }
+    const FrameFlow flow = frameWatch_.look(FrameWatch::Clock::now(), sink_.frames());
+    if (flow == FrameFlow::unchanged) {
+        return;
+    }
+    if (const auto error = source_->frameFlowChanged(flow)) {
+        if (const auto told = listener()) {
+            told->pipelineDisturbed(*this, *error);
         }
     }
 }
@@ -193,6 +215,7 @@ void Pipeline::startPlaying() {
 
 void Pipeline::becomePlaying() {
     enter(Stage::playing);
+    frameWatch_.begin(FrameWatch::Clock::now());
     if (const auto told = listener()) {
         told->pipelineStarted(*this);
     }

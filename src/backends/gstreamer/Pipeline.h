@@ -23,6 +23,8 @@ public:
     virtual void pipelineStarted(const Pipeline& pipeline) = 0;
     /// The pipeline could not start or broke down. Nothing more comes from it.
     virtual void pipelineFailed(const Pipeline& pipeline, const Error& error) = 0;
+    /// Something is wrong, but the pipeline goes on.
+    virtual void pipelineDisturbed(const Pipeline& pipeline, const Error& error) = 0;
     /// All frames have been received.
     virtual void pipelineEnded(const Pipeline& pipeline) = 0;
 };
@@ -74,6 +76,9 @@ private:
     [[nodiscard]] bool openSource();
     void work();
     void wake();
+    /// Null if it is time to look after the frames.
+    [[nodiscard]] MessageHandle nextMessage();
+    void lookAfterFrames();
     void handle(GstMessage* message);
     void becomeReady();
     void startPlaying();
@@ -94,6 +99,7 @@ private:
     GstMessageType earlyEnd_ = GST_MESSAGE_UNKNOWN;
     std::uint64_t framesAtLastEnd_ = 0;
     int emptyRounds_ = 0;
+    FrameWatch frameWatch_;
 
     std::atomic<bool> closeRequested_ = false;
     std::atomic<bool> playRequested_ = false;

@@ -190,6 +190,16 @@ void Session::pipelineFailed(const Pipeline& pipeline, const Error& error) {
     stateChanged_.notify_all();
 }
 
+void Session::pipelineDisturbed(const Pipeline& pipeline, const Error& error) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (pipeline_.get() != &pipeline) {
+            return;
+        }
+    }
+    postError(error);
+}
+
 void Session::pipelineEnded(const Pipeline& pipeline) {
     std::shared_ptr<const FrameReceiver> receiver;
     {

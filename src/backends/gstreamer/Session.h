@@ -55,6 +55,7 @@ public:
 
     void pipelineStarted(const Pipeline& pipeline) override;
     void pipelineFailed(const Pipeline& pipeline, const Error& error) override;
+    void pipelineDisturbed(const Pipeline& pipeline, const Error& error) override;
     void pipelineEnded(const Pipeline& pipeline) override;
 
 private:

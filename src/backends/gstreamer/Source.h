@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "backends/gstreamer/FrameSink.h"
+#include "backends/gstreamer/FrameWatch.h"
 #include "platform/Error.h"
 
 namespace velmaro::gstreamer {
@@ -30,6 +31,10 @@ public:
     /// The frames ended, told by a message of that type; `hasStalled` if none came although they
     /// went on several times. False if they do not go on.
     virtual bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) = 0;
+
+    /// Frames that come at their own pace halted, stopped or came again. The error to tell, if the
+    /// playing is disturbed by it.
+    virtual std::optional<Error> frameFlowChanged(FrameFlow /*flow*/) { return std::nullopt; }
 
     /// An error of an element in words for people.
     [[nodiscard]] virtual Error explain(const GError& error) const = 0;

@@ -1,0 +1,153 @@
+#include "backends/gstreamer/LiveSource.h"
+
+#include <iostream>
+#include <string_view>
+#include <utility>
+
+#include "backends/gstreamer/CameraFormat.h"
+
+namespace velmaro::gstreamer {
+
+namespace {
+
+/// The camera's place in the error of an element: it has gone for good.
+constexpr int kGone = GST_RESOURCE_ERROR_NOT_FOUND;
+
+bool has(GstElement* element, const char* property) {
+    return g_object_class_find_property(G_OBJECT_GET_CLASS(element), property) != nullptr;
+}
+
+GstElement* make(GstBin* pipeline, const char* factory) {
+    GstElement* const element = gst_element_factory_make(factory, nullptr);
+    if (element != nullptr) {
+        gst_bin_add(pipeline, element);
+    }
+    return element;
+}
+
+/// Told to the pipeline's worker, whatever it is doing. Any thread.
+void postGone(GstElement* element) {
+    const ErrorHandle error(g_error_new_literal(GST_RESOURCE_ERROR, kGone, "it was disconnected"));
+    gst_element_post_message(element,
+                             gst_message_new_error(GST_OBJECT(element), error.get(), nullptr));
+}
+
+void say(const CameraDescription& camera, const std::string& text) {
+    std::cerr << "velmaro: the camera \"" + camera.localizedName + "\" " + text + "\n";
+}
+
+}  // namespace
+
+Error absent(const CameraDescription& camera) {
+    return {
+        "the camera \"" + camera.localizedName + "\" (" + camera.uniqueID + ") is not connected",
+        "the camera \"" + camera.localizedName + "\" is not connected"};
+}
+
+LiveSource::LiveSource(CameraDescription camera, std::shared_ptr<CameraRegistry> registry)
+    : camera_(std::move(camera)), registry_(std::move(registry)) {}
+
+std::optional<Error> LiveSource::build(GstBin* pipeline, GstElement* sink) {
+    const DeviceHandle device = registry_->find(camera_.uniqueID);
+    if (!device) {
+        return absent(camera_);
+    }
+    const CapsHandle offered(gst_device_get_caps(device.get()));
+    const CapsHandle format = chooseFormat(offered.get());
+    GstElement* const camera = gst_device_create_element(device.get(), nullptr);
+    if (!format || camera == nullptr) {
+        const std::string text =
+            "the camera \"" + camera_.localizedName + "\" offers no format that can be used";
+        return Error{text, text};
+    }
+    gst_bin_add(pipeline, camera);
+    const std::shared_ptr<GstElement> held(GST_ELEMENT(gst_object_ref(camera)), gst_object_unref);
+    use_ = registry_->use(device.get(), [held] { postGone(held.get()); });
+    if (!use_) {
+        return absent(camera_);
+    }
+    // BGRA would reach the reader in PipeWire's own memory, which goes with the camera.
+    if (has(camera, "always-copy")) {
+        g_object_set(camera, "always-copy", TRUE, nullptr);
+    }
+    if (has(camera, "client-name")) {
+        g_object_set(camera, "client-name", "Velmaro", nullptr);
+    }
+
+    GstElement* const queue = make(pipeline, "queue");
+    GstElement* const converter = make(pipeline, "videoconvert");
+    // The newest frame wins here too, should the conversion be slower than the camera.
+    gst_util_set_object_arg(G_OBJECT(queue), "leaky", "downstream");
+    g_object_set(queue, "max-size-buffers", 1U, "max-size-bytes", 0U, "max-size-time",
+                 static_cast<guint64>(0), nullptr);
+    g_object_set(converter, "n-threads", 1U, nullptr);
+
+    GstElement* first = queue;
+    const GstStructure* const structure = gst_caps_get_structure(format.get(), 0);
+    if (gst_structure_has_name(structure, "image/jpeg") != FALSE) {
+        first = make(pipeline, "jpegdec");
+        if (first == nullptr) {
+            const std::string text =
+                "GStreamer's element \"jpegdec\" is missing: install its "
+                "good plug-ins";
+            return Error{text, text};
+        }
+        gst_element_link(first, queue);
+    }
+    if (gst_element_link_filtered(camera, first, format.get()) == FALSE ||
+        gst_element_link_many(queue, converter, sink, nullptr) == FALSE) {
+        const std::string text =
+            "the camera \"" + camera_.localizedName + "\" cannot be connected to";
+        return Error{text, text};
+    }
+    return std::nullopt;
+}
+
+bool LiveSource::preroll(GstElement* /*pipeline*/) {
+    return true;
+}
+
+bool LiveSource::goOn(GstElement* pipeline, GstMessageType /*end*/, bool /*hasStalled*/) {
+    // A camera has no end but its loss.
+    postGone(pipeline);
+    return true;
+}
+
+std::optional<Error> LiveSource::frameFlowChanged(FrameFlow flow) {
+    switch (flow) {
+        case FrameFlow::halted:
+            say(camera_, "has given no picture for 2 seconds");
+            return std::nullopt;
+        case FrameFlow::resumed:
+            say(camera_, "gives pictures again");
+            return std::nullopt;
+        case FrameFlow::stopped: {
+            const std::string text =
+                "the camera \"" + camera_.localizedName + "\" gives no more pictures";
+            return Error{text, text};
+        }
+        case FrameFlow::unchanged:
+            break;
+    }
+    return std::nullopt;
+}
+
+Error LiveSource::explain(const GError& error) const {
+    const std::string camera = "the camera \"" + camera_.localizedName + "\" ";
+    std::string text = camera + "cannot be used: " + error.message;
+    if (error.domain == GST_RESOURCE_ERROR) {
+        if (error.code == kGone) {
+            text = camera + "was disconnected";
+        } else if (error.code == GST_RESOURCE_ERROR_BUSY) {
+            text = camera + "is busy: another program uses it";
+        } else if (error.code == GST_RESOURCE_ERROR_READ) {
+            text = camera + "gives no more pictures: it was probably disconnected";
+        } else if (error.code == GST_RESOURCE_ERROR_OPEN_READ_WRITE ||
+                   error.code == GST_RESOURCE_ERROR_OPEN_READ) {
+            text = camera + "cannot be opened: " + error.message;
+        }
+    }
+    return {text, text};
+}
+
+}  // namespace velmaro::gstreamer
