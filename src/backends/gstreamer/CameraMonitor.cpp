@@ -2,102 +2,96 @@
 
 #include <pthread.h>
 
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "backends/gstreamer/Library.h"
 #include "backends/gstreamer/PipeWireLink.h"
 
 namespace velmaro::gstreamer {
 
-namespace {
-
-/// Ending takes milliseconds unless a daemon hangs.
-constexpr std::chrono::milliseconds kEndLimit{1000};
-
-struct ReleaseContext {
-    void operator()(GMainContext* context) const { g_main_context_unref(context); }
-};
-struct ReleaseLoop {
-    void operator()(GMainLoop* loop) const { g_main_loop_unref(loop); }
-};
-
-}  // namespace
-
 class CameraMonitor::Watcher {
 public:
-    Watcher(std::shared_ptr<CameraRegistry> registry, OnChange onChange)
-        : registry_(std::move(registry)),
-          context_(g_main_context_new()),
-          loop_(g_main_loop_new(context_.get(), FALSE)),
-          onChange_(std::move(onChange)) {}
+    /// The process's own, started by the first call. Never destroyed.
+    static Watcher& shared();
 
-    void run();
-    void end();
-    void waitUntilListed(std::chrono::milliseconds limit);
+    void subscribe(const std::shared_ptr<Subscriber>& subscriber);
+    void unsubscribe(const std::shared_ptr<Subscriber>& subscriber);
+    void waitUntilListed(Subscriber& subscriber, std::chrono::milliseconds limit);
+
+    const std::shared_ptr<CameraRegistry> registry = std::make_shared<CameraRegistry>();
 
 private:
     static gboolean busMessage(GstBus* bus, GstMessage* message, gpointer self);
-    static gboolean quit(gpointer self);
 
+    void run();
     void start();
     void stop();
     void handle(GstMessage* message);
     void tell(CameraChange change);
-    void set(bool Watcher::*flag);
-
-    const std::shared_ptr<CameraRegistry> registry_;
-    const std::unique_ptr<GMainContext, ReleaseContext> context_;
-    const std::unique_ptr<GMainLoop, ReleaseLoop> loop_;
 
     // The thread's own.
+    GMainContext* const context_ = g_main_context_new();
     ObjectHandle<GstDeviceMonitor> monitor_;
     GSource* busSource_ = nullptr;
 
+    // Held while subscribers are called, which therefore only queue work.
     std::mutex mutex_;
-    std::condition_variable changed_;
+    std::condition_variable listedChanged_;
     bool listed_ = false;
-    bool asked_ = false;
-    bool ended_ = false;
-
-    std::mutex tellMutex_;
-    OnChange onChange_;
+    std::vector<std::shared_ptr<Subscriber>> subscribers_;
 };
 
+CameraMonitor::Watcher& CameraMonitor::Watcher::shared() {
+    static Watcher* const watcher = [] {
+        auto* const made = new Watcher;
+        std::thread([made] {
+            pthread_setname_np(pthread_self(), "cameras");
+            made->run();
+        }).detach();
+        return made;
+    }();
+    return *watcher;
+}
+
 void CameraMonitor::Watcher::run() {
-    if (!ensureLibrary()) {
-        g_main_context_push_thread_default(context_.get());
-        {
-            PipeWireLink link(context_.get(), PipeWireLink::socketOfEnvironment(),
-                              {.appeared =
-                                   [this] {
-                                       stop();
-                                       // What is read directly may go on.
-                                       tell(registry_->forgetAll());
-                                       start();
-                                   },
-                               .lost =
-                                   [this] {
-                                       stop();
-                                       tell(registry_->removeAll());
-                                   },
-                               .stayedAway =
-                                   [this] {
-                                       if (!monitor_) {
-                                           start();
-                                       }
-                                   }});
-            link.begin();
-            start();
-            set(&Watcher::listed_);
-            g_main_loop_run(loop_.get());
-            stop();
-        }
-        g_main_context_pop_thread_default(context_.get());
-    } else {
-        set(&Watcher::listed_);
+    g_main_context_push_thread_default(context_);
+    PipeWireLink link(context_, PipeWireLink::socketOfEnvironment(),
+                      {.appeared =
+                           [this] {
+                               stop();
+                               // What is read without PipeWire may go on.
+                               tell(registry->forgetAll());
+                               start();
+                           },
+                       .lost =
+                           [this] {
+                               stop();
+                               tell(registry->removeAll());
+                           },
+                       .stayedAway =
+                           [this] {
+                               if (!monitor_) {
+                                   start();
+                               }
+                           }});
+    const bool usable = !ensureLibrary();
+    if (usable) {
+        link.begin();
+        start();
     }
-    set(&Watcher::ended_);
+    {
+        const std::lock_guard lock(mutex_);
+        listed_ = true;
+    }
+    listedChanged_.notify_all();
+    while (usable) {
+        g_main_context_iteration(context_, TRUE);
+    }
+    g_main_context_pop_thread_default(context_);
 }
 
 void CameraMonitor::Watcher::start() {
@@ -106,15 +100,16 @@ void CameraMonitor::Watcher::start() {
     const BusHandle bus(gst_device_monitor_get_bus(monitor_.get()));
     busSource_ = gst_bus_create_watch(bus.get());
     g_source_set_callback(busSource_, G_SOURCE_FUNC(busMessage), this, nullptr);
-    g_source_attach(busSource_, context_.get());
+    g_source_attach(busSource_, context_);
     gst_device_monitor_start(monitor_.get());
     GList* const devices = gst_device_monitor_get_devices(monitor_.get());
     for (GList* item = devices; item != nullptr; item = item->next) {
-        tell(registry_->add(GST_DEVICE(item->data)));
+        tell(registry->add(GST_DEVICE(item->data)));
     }
     g_list_free_full(devices, gst_object_unref);
 }
 
+// Only after PipeWire's daemon has gone, or while it is not in use.
 void CameraMonitor::Watcher::stop() {
     if (!monitor_) {
         return;
@@ -137,89 +132,70 @@ void CameraMonitor::Watcher::handle(GstMessage* message) {
     switch (GST_MESSAGE_TYPE(message)) {
         case GST_MESSAGE_DEVICE_ADDED:
             gst_message_parse_device_added(message, &device);
-            tell(registry_->add(device));
+            tell(registry->add(device));
             break;
         case GST_MESSAGE_DEVICE_REMOVED:
             gst_message_parse_device_removed(message, &device);
-            tell(registry_->remove(device));
+            tell(registry->remove(device));
             break;
         case GST_MESSAGE_DEVICE_CHANGED:
             gst_message_parse_device_changed(message, &device, &old);
-            registry_->replace(old, device);
+            registry->replace(old, device);
             break;
         default:
             break;
     }
-    if (old != nullptr) {
-        gst_object_unref(old);
-    }
-    if (device != nullptr) {
-        gst_object_unref(device);
-    }
+    gst_clear_object(&old);
+    gst_clear_object(&device);
 }
 
 void CameraMonitor::Watcher::tell(CameraChange change) {
     if (change == CameraChange::none) {
         return;
     }
-    {
-        const std::lock_guard lock(mutex_);
-        if (!asked_) {
-            return;
+    const std::lock_guard lock(mutex_);
+    for (const auto& subscriber : subscribers_) {
+        if (subscriber->asked) {
+            subscriber->onChange(change);
         }
     }
-    const std::lock_guard lock(tellMutex_);
-    if (onChange_) {
-        onChange_(change);
-    }
 }
 
-void CameraMonitor::Watcher::set(bool Watcher::*flag) {
+void CameraMonitor::Watcher::subscribe(const std::shared_ptr<Subscriber>& subscriber) {
     const std::lock_guard lock(mutex_);
-    this->*flag = true;
-    changed_.notify_all();
+    subscribers_.push_back(subscriber);
 }
 
-void CameraMonitor::Watcher::waitUntilListed(std::chrono::milliseconds limit) {
+void CameraMonitor::Watcher::unsubscribe(const std::shared_ptr<Subscriber>& subscriber) {
+    const std::lock_guard lock(mutex_);
+    std::erase(subscribers_, subscriber);
+}
+
+void CameraMonitor::Watcher::waitUntilListed(Subscriber& subscriber,
+                                             std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
-    if (!asked_) {
-        changed_.wait_for(lock, limit, [this] { return listed_; });
-        asked_ = true;
+    if (!subscriber.asked) {
+        listedChanged_.wait_for(lock, limit, [this] { return listed_; });
+        subscriber.asked = true;
     }
 }
 
-gboolean CameraMonitor::Watcher::quit(gpointer self) {
-    g_main_loop_quit(static_cast<Watcher*>(self)->loop_.get());
-    return G_SOURCE_REMOVE;
-}
-
-void CameraMonitor::Watcher::end() {
-    {
-        const std::lock_guard lock(tellMutex_);
-        onChange_ = nullptr;
-    }
-    GSource* const source = g_idle_source_new();
-    g_source_set_callback(source, quit, this, nullptr);
-    g_source_attach(source, context_.get());
-    g_source_unref(source);
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, kEndLimit, [this] { return ended_; });
-}
-
-CameraMonitor::CameraMonitor(std::shared_ptr<CameraRegistry> registry, OnChange onChange)
-    : watcher_(std::make_shared<Watcher>(std::move(registry), std::move(onChange))) {
-    std::thread([watcher = watcher_] {
-        pthread_setname_np(pthread_self(), "cameras");
-        watcher->run();
-    }).detach();
+CameraMonitor::CameraMonitor(OnChange onChange)
+    : watcher_(Watcher::shared()),
+      subscriber_(std::make_shared<Subscriber>(Subscriber{std::move(onChange)})) {
+    watcher_.subscribe(subscriber_);
 }
 
 CameraMonitor::~CameraMonitor() {
-    watcher_->end();
+    watcher_.unsubscribe(subscriber_);
+}
+
+const std::shared_ptr<CameraRegistry>& CameraMonitor::registry() const {
+    return watcher_.registry;
 }
 
 void CameraMonitor::waitUntilListed(std::chrono::milliseconds limit) {
-    watcher_->waitUntilListed(limit);
+    watcher_.waitUntilListed(*subscriber_, limit);
 }
 
 }  // namespace velmaro::gstreamer

@@ -1,37 +1,44 @@
 #pragma once
 
-#include <gst/gst.h>
-
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 #include "backends/gstreamer/CameraRegistry.h"
 
 namespace velmaro::gstreamer {
 
-/// Keeps a registry of cameras up to date, on a thread of its own: asking the system for its
-/// cameras can take long, and for ever if a daemon hangs, which nobody else waits for.
+/// Follows which cameras there are. One thread of the process asks the system: that can take long,
+/// and for ever if a daemon hangs, which nobody else waits for. It runs until the process ends,
+/// because PipeWire's provider of devices damages its memory when it is stopped while its daemon
+/// talks to it.
 class CameraMonitor {
 public:
     using OnChange = std::function<void(CameraChange)>;
 
-    /// Begins at once. `onChange` is called on the monitor's thread after each change of the list
-    /// that comes after the first answer of `waitUntilListed`.
-    CameraMonitor(std::shared_ptr<CameraRegistry> registry, OnChange onChange);
+    /// `onChange` is called on the monitor's thread after each change of the list that comes after
+    /// the first return of `waitUntilListed`.
+    explicit CameraMonitor(OnChange onChange);
     CameraMonitor(const CameraMonitor&) = delete;
     CameraMonitor& operator=(const CameraMonitor&) = delete;
-    /// No call of `onChange` is under way after it. Does not wait for a daemon that hangs.
+    /// No call of `onChange` is under way after it.
     ~CameraMonitor();
 
-    /// Waits until the cameras that were there at the beginning are known, at most `limit`.
+    [[nodiscard]] const std::shared_ptr<CameraRegistry>& registry() const;
+
+    /// Waits until the cameras that were there at the beginning are known, at most `limit`; later
+    /// calls return at once.
     void waitUntilListed(std::chrono::milliseconds limit);
 
 private:
     class Watcher;
-    const std::shared_ptr<Watcher> watcher_;
+    struct Subscriber {
+        OnChange onChange;
+        bool asked = false;
+    };
+
+    Watcher& watcher_;
+    const std::shared_ptr<Subscriber> subscriber_;
 };
 
 }  // namespace velmaro::gstreamer

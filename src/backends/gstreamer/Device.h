@@ -65,6 +65,8 @@ public:
     /// The devices of these types that are there now, each always the same object.
     [[nodiscard]] virtual std::vector<std::shared_ptr<CaptureDevice>> devices(
         std::span<const CaptureDeviceType> types) = 0;
+    /// True if it has no device because this user may not open any.
+    [[nodiscard]] virtual bool isForbidden() const { return false; }
 };
 
 }  // namespace velmaro::gstreamer

@@ -1,5 +1,6 @@
 #include "backends/gstreamer/GStreamerCapture.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -20,7 +21,8 @@ GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notif
                                    Telemetry& telemetry, CaptureOptions options)
     : services_(std::make_shared<const SessionServices>(SessionServices{
           dispatch, notificationCenter, telemetry, std::move(options.playbackEnded)})),
-      workers_(std::make_shared<Workers>()) {
+      workers_(std::make_shared<Workers>()),
+      hasFiles_(!options.files.empty()) {
     providers_.push_back(std::make_unique<FileCameras>(options.files, options.playback));
     if (options.liveCameraPatience) {
         providers_.push_back(
@@ -43,12 +45,18 @@ std::vector<std::shared_ptr<CaptureDevice>> GStreamerCapture::discover(
 }
 
 AuthorizationStatus GStreamerCapture::authorizationStatus() const {
-    return AuthorizationStatus::authorized;
+    const bool denied = !hasFiles_ && std::ranges::any_of(providers_, [](const auto& provider) {
+        return provider->isForbidden();
+    });
+    return denied ? AuthorizationStatus::denied : AuthorizationStatus::authorized;
 }
 
 void GStreamerCapture::requestAccess(std::function<void(bool granted)> completion) {
     services_->dispatch.globalQueue(QualityOfService::standard)
-        .async([completion = std::move(completion)] { completion(true); });
+        .async([completion = std::move(completion),
+                granted = authorizationStatus() == AuthorizationStatus::authorized] {
+            completion(granted);
+        });
 }
 
 std::shared_ptr<CaptureSession> GStreamerCapture::makeSession() {

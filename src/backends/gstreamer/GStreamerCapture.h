@@ -40,7 +40,7 @@ public:
 
     [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> discover(
         std::span<const CaptureDeviceType> types) override;
-    /// Files need no permission.
+    /// Denied if there are cameras and the user may open none; files need no permission.
     [[nodiscard]] AuthorizationStatus authorizationStatus() const override;
     void requestAccess(std::function<void(bool granted)> completion) override;
 
@@ -52,6 +52,7 @@ public:
 private:
     const std::shared_ptr<const SessionServices> services_;
     const std::shared_ptr<Workers> workers_;
+    const bool hasFiles_;
     std::vector<std::unique_ptr<DeviceProvider>> providers_;
 };
 

@@ -1,9 +1,11 @@
 #include "backends/gstreamer/LiveCameras.h"
 
 #include <algorithm>
+#include <iostream>
 #include <utility>
 
 #include "backends/gstreamer/LiveSource.h"
+#include "backends/gstreamer/VideoDevices.h"
 
 namespace velmaro::gstreamer {
 
@@ -44,9 +46,7 @@ std::shared_ptr<Device> makeLiveDevice(CameraDescription camera,
 }
 
 LiveCameras::LiveCameras(NotificationCenter& notificationCenter, std::chrono::milliseconds patience)
-    : patience_(patience),
-      registry_(std::make_shared<CameraRegistry>()),
-      monitor_(registry_, [&notificationCenter](CameraChange change) {
+    : patience_(patience), monitor_([&notificationCenter](CameraChange change) {
           notificationCenter.post({change == CameraChange::connected
                                        ? kCaptureDeviceWasConnected
                                        : kCaptureDeviceWasDisconnected,
@@ -61,14 +61,23 @@ std::vector<std::shared_ptr<CaptureDevice>> LiveCameras::devices(
     }
     monitor_.waitUntilListed(patience_);
     std::vector<std::shared_ptr<CaptureDevice>> devices;
-    for (CameraDescription& camera : registry_->cameras()) {
+    for (CameraDescription& camera : monitor_.registry()->cameras()) {
         std::shared_ptr<CaptureDevice>& device = known_[camera.uniqueID];
         if (!device || device->localizedName() != camera.localizedName) {
-            device = makeLiveDevice(std::move(camera), registry_);
+            device = makeLiveDevice(std::move(camera), monitor_.registry());
         }
         devices.push_back(device);
     }
+    if (devices.empty() && !hinted_ && isForbidden()) {
+        hinted_ = true;
+        std::cerr << "velmaro: there are cameras, but this user may not open them: add the user to "
+                     "the group \"video\" (sudo usermod -aG video NAME) and log in again\n";
+    }
     return devices;
+}
+
+bool LiveCameras::isForbidden() const {
+    return monitor_.registry()->cameras().empty() && videoDevicesAreForbidden();
 }
 
 }  // namespace velmaro::gstreamer

@@ -22,11 +22,12 @@ public:
 
     [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> devices(
         std::span<const CaptureDeviceType> types) override;
+    [[nodiscard]] bool isForbidden() const override;
 
 private:
     const std::chrono::milliseconds patience_;
-    const std::shared_ptr<CameraRegistry> registry_;
     CameraMonitor monitor_;
+    bool hinted_ = false;
     // By lasting name: a camera that is plugged in again stays the same object.
     std::map<std::string, std::shared_ptr<CaptureDevice>> known_;
 };
