@@ -181,13 +181,13 @@ private:
     std::size_t drops_ = 0;
 };
 
-/// A capture with one file, set up as a camera manager does it; the test's thread plays main.
+/// A capture with one file or live camera, set up as a camera manager does it; the test's thread
+/// plays main.
 class Rig {
 public:
-    explicit Rig(const std::string& file, Playback playback = Playback::looped) {
-        CaptureOptions options;
-        options.files = {FileCamera::fromPath(file)};
-        options.playback = playback;
+    explicit Rig(const std::string& file, Playback playback = Playback::looped)
+        : Rig(CaptureOptions{{FileCamera::fromPath(file)}, playback, {}, {}}) {}
+    explicit Rig(CaptureOptions options) {
         options.playbackEnded = [this] { ++ended; };
         capture = std::make_unique<GStreamerCapture>(dispatch, notificationCenter, telemetry,
                                                      std::move(options));
@@ -214,6 +214,11 @@ public:
     std::shared_ptr<CaptureDevice> device() {
         const CaptureDeviceType types[] = {CaptureDeviceType::external};
         return capture->discover(types).at(0);
+    }
+
+    [[nodiscard]] bool isListed() {
+        const CaptureDeviceType types[] = {CaptureDeviceType::external};
+        return !capture->discover(types).empty();
     }
 
     /// Why there is no input; empty if there is one, which has then been added with an output.
