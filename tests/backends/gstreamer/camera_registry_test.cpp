@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "Media.h"
+#include "backends/gstreamer/CameraRegistry.h"
+#include "backends/gstreamer/FrameWatch.h"
+#include "backends/gstreamer/Library.h"
+#include "backends/gstreamer/LiveCameras.h"
+#include "backends/gstreamer/VideoDevices.h"
+
+namespace velmaro::gstreamer {
+namespace {
+
+/// GstDevice is abstract; this one does no more than describe itself.
+struct TestDevice {
+    GstDevice parent;
+};
+struct TestDeviceClass {
+    GstDeviceClass parent;
+};
+G_DEFINE_TYPE(TestDevice, test_device, GST_TYPE_DEVICE)
+void test_device_class_init(TestDeviceClass* /*type*/) {}
+void test_device_init(TestDevice* /*device*/) {}
+
+constexpr const char* kColour = "video/x-raw,format=YUY2,width=640,height=480,framerate=30/1";
+constexpr const char* kGrey = "video/x-raw,format=GRAY8,width=640,height=480,framerate=30/1";
+
+DeviceHandle device(const std::string& properties, const char* caps = kColour,
+                    const char* type = "Video/Source") {
+    EXPECT_FALSE(ensureLibrary());
+    const CapsHandle format(gst_caps_from_string(caps));
+    GstStructure* const structure = gst_structure_from_string(("p," + properties).c_str(), nullptr);
+    auto* const made = GST_DEVICE(g_object_new(test_device_get_type(), "display-name", "Name",
+                                               "caps", format.get(), "device-class", type,
+                                               "properties", structure, nullptr));
+    gst_structure_free(structure);
+    return DeviceHandle(GST_DEVICE(gst_object_ref_sink(made)));
+}
+
+std::string identity(const std::string& properties) {
+    const auto camera = describeCamera(device(properties).get());
+    return camera ? camera->uniqueID : "none";
+}
+
+TEST(CameraDescription, LastingNameIsTheNodesElseThePlaceOfThePlug) {
+    EXPECT_EQ(identity("node.name=cam, device.bus_path=pci-1, object.serial=(string)7"), "cam");
+    EXPECT_EQ(identity("device.bus_path=pci-1, v4l2.device.bus_info=usb-2"), "pci-1");
+    EXPECT_EQ(identity("v4l2.device.bus_info=usb-2, device.path=video0"), "usb-2");
+    EXPECT_EQ(identity("device.path=video0"), "none");
+}
+
+TEST(CameraDescription, OnlyWhatGivesPicturesIsACamera) {
+    EXPECT_EQ(describeCamera(device("node.name=a").get()), (CameraDescription{"a", "Name"}));
+    EXPECT_FALSE(describeCamera(device("node.name=a", kGrey).get()));
+    EXPECT_FALSE(describeCamera(device("node.name=a", "EMPTY").get()));
+    EXPECT_FALSE(describeCamera(device("node.name=a", kColour, "Video/Sink").get()));
+    EXPECT_FALSE(describeCamera(device("node.name=a", kColour, "Audio/Source").get()));
+}
+
+TEST(CameraRegistry, ACameraIsListedOnceForAsLongAsADeviceStandsForIt) {
+    CameraRegistry registry;
+    const auto first = device("node.name=a");
+    const auto again = device("node.name=a");
+    const auto other = device("node.name=b");
+    EXPECT_EQ(registry.add(first.get()), CameraChange::connected);
+    EXPECT_EQ(registry.add(first.get()), CameraChange::none);
+    EXPECT_EQ(registry.add(other.get()), CameraChange::connected);
+    EXPECT_EQ(registry.add(again.get()), CameraChange::none);
+    EXPECT_EQ(registry.cameras(), (std::vector<CameraDescription>{{"a", "Name"}, {"b", "Name"}}));
+    EXPECT_EQ(registry.find("a").get(), again.get());
+    EXPECT_EQ(registry.remove(first.get()), CameraChange::none);
+    EXPECT_EQ(registry.remove(first.get()), CameraChange::none);
+    EXPECT_EQ(registry.remove(again.get()), CameraChange::disconnected);
+    EXPECT_EQ(registry.find("a"), nullptr);
+    EXPECT_EQ(registry.removeAll(), CameraChange::disconnected);
+    EXPECT_EQ(registry.removeAll(), CameraChange::none);
+    EXPECT_EQ(registry.add(device("node.name=c", kGrey).get()), CameraChange::none);
+}
+
+TEST(CameraRegistry, OnlyTheUsersOfTheRemovedDeviceAreTold) {
+    CameraRegistry registry;
+    const auto a = device("node.name=a");
+    const auto b = device("node.name=b");
+    const auto changed = device("node.name=b");
+    registry.add(a.get());
+    registry.add(b.get());
+    int lostA = 0;
+    int lostB = 0;
+    auto gone = registry.use(a.get(), [&] { lostA += 100; });
+    gone.reset();
+    const auto useA = registry.use(a.get(), [&] { ++lostA; });
+    const auto useB = registry.use(b.get(), [&] { ++lostB; });
+    registry.replace(b.get(), changed.get());
+    EXPECT_EQ(registry.remove(b.get()), CameraChange::none);
+    EXPECT_EQ(registry.remove(a.get()), CameraChange::disconnected);
+    EXPECT_EQ(lostA, 1);
+    EXPECT_EQ(lostB, 0);
+    EXPECT_EQ(registry.use(a.get(), [] {}), nullptr);
+    registry.removeAll();
+    EXPECT_EQ(lostB, 1);
+}
+
+TEST(LiveDevice, IsRefusedAtOnceWhileItIsAbsent) {
+    const auto registry = std::make_shared<CameraRegistry>();
+    const auto live = makeLiveDevice({"a", "Name"}, registry);
+    const auto workers = std::make_shared<Workers>();
+    const auto refused = live->open(workers);
+    ASSERT_TRUE(std::holds_alternative<Error>(refused));
+    EXPECT_EQ(std::get<Error>(refused).description, "the camera \"Name\" (a) is not connected");
+    EXPECT_EQ(std::get<Error>(refused).localizedDescription,
+              "the camera \"Name\" is not connected");
+    registry->add(device("node.name=a").get());
+    EXPECT_FALSE(std::holds_alternative<Error>(live->open(workers)));
+}
+
+TEST(FrameWatch, TellsEachChangeOnce) {
+    using namespace std::chrono_literals;
+    const FrameWatch::Clock::time_point start{};
+    FrameWatch watch;
+    watch.begin(start);
+    EXPECT_EQ(watch.look(start + 1900ms, 0), FrameFlow::unchanged);
+    EXPECT_EQ(watch.look(start + 2s, 0), FrameFlow::halted);
+    EXPECT_EQ(watch.look(start + 3s, 0), FrameFlow::unchanged);
+    EXPECT_EQ(watch.look(start + 4s, 1), FrameFlow::resumed);
+    EXPECT_EQ(watch.look(start + 5s, 2), FrameFlow::unchanged);
+    EXPECT_EQ(watch.look(start + 7s, 2), FrameFlow::halted);
+    EXPECT_EQ(watch.look(start + 15s, 2), FrameFlow::stopped);
+    EXPECT_EQ(watch.look(start + 16s, 2), FrameFlow::unchanged);
+    EXPECT_EQ(watch.look(start + 17s, 3), FrameFlow::resumed);
+}
+
+TEST(VideoDevices, AreForbiddenOnlyIfNoneOpens) {
+    const test::TemporaryDirectory folder;
+    const std::filesystem::path path = folder.file("");
+    const auto allRefused = [](const auto&) { return EACCES; };
+    EXPECT_FALSE(videoDevicesAreForbidden(path, allRefused));
+    EXPECT_FALSE(videoDevicesAreForbidden(path / "absent", allRefused));
+    test::writeFile(folder.file("video"), "");
+    test::writeFile(folder.file("videos1"), "");
+    EXPECT_FALSE(videoDevicesAreForbidden(path, allRefused));
+    test::writeFile(folder.file("video0"), "");
+    test::writeFile(folder.file("video12"), "");
+    EXPECT_TRUE(videoDevicesAreForbidden(path, allRefused));
+    EXPECT_FALSE(videoDevicesAreForbidden(path, [](const std::filesystem::path& file) {
+        return file.filename() == "video12" ? 0 : EACCES;
+    }));
+    EXPECT_FALSE(videoDevicesAreForbidden(path, [](const auto&) { return EBUSY; }));
+    EXPECT_FALSE(videoDevicesAreForbidden(path));
+}
+
+}  // namespace
+}  // namespace velmaro::gstreamer
