@@ -114,7 +114,15 @@ void CameraMonitor::Watcher::stop() {
     if (!monitor_) {
         return;
     }
+    // PipeWire's provider goes on using its devices after the stop has released them.
+    GList* devices = nullptr;
+    const ObjectHandle<GstDeviceProvider> provider(
+        gst_device_provider_factory_get_by_name("pipewiredeviceprovider"));
+    if (provider) {
+        devices = gst_device_provider_get_devices(provider.get());
+    }
     gst_device_monitor_stop(monitor_.get());
+    g_list_free_full(devices, gst_object_unref);
     g_source_destroy(busSource_);
     g_source_unref(busSource_);
     busSource_ = nullptr;
