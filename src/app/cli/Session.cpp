@@ -16,16 +16,21 @@ void say(const std::string& text) {
     std::cerr << programName(Program::terminal) + (": " + text + "\n");
 }
 
-/// A file that is the first source can start without the cameras.
-bool awaitsCameras(const Options& options) {
-    const bool fileComesFirst = options.demo || !options.cameraFiles.empty();
-    return options.listInputs || options.input.has_value() || !fileComesFirst;
+/// The source stays the same, so what else there is need not be known.
+LiveCameras liveCameras(const Options& options) {
+    bool mayBeLive = !options.demo && options.cameraFiles.empty();
+    if (options.input) {
+        const std::string_view input = *options.input;
+        mayBeLive = input.starts_with("camera_") && !input.starts_with("camera_file:") &&
+                    !(options.demo && input == "camera_demo");
+    }
+    return options.listInputs || mayBeLive ? LiveCameras::awaited : LiveCameras::none;
 }
 
 LinuxPlatformOptions platformOptions(const Options& options) {
     return {.cameraFiles = options.cameraFiles,
             .demo = options.demo,
-            .awaitsCameras = awaitsCameras(options),
+            .liveCameras = liveCameras(options),
             .once = options.once,
             .motionFile = options.motionFile,
             .motionUDPPort = options.motionUDPPort,

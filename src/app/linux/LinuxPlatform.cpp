@@ -27,8 +27,21 @@ public:
     }
 };
 
-/// The system answers within 60 ms; only a daemon that hangs needs this long.
-constexpr std::chrono::milliseconds kCameraPatience{200};
+/// The system answers within 60 ms; only a daemon that hangs, or GStreamer's very first look at its
+/// plug-ins, needs this long.
+constexpr std::chrono::milliseconds kCameraPatience{3000};
+
+std::optional<std::chrono::milliseconds> cameraPatience(LiveCameras liveCameras) {
+    switch (liveCameras) {
+        case LiveCameras::none:
+            return std::nullopt;
+        case LiveCameras::listedLater:
+            return std::chrono::milliseconds(0);
+        case LiveCameras::awaited:
+            return kCameraPatience;
+    }
+    return std::nullopt;
+}
 
 std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& options) {
     std::vector<gstreamer::FileCamera> cameras;
@@ -72,8 +85,7 @@ struct LinuxPlatform::Parts {
               *dispatch, notificationCenter, telemetry,
               {.files = fileCameras(options),
                .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
-               .liveCameraPatience =
-                   options.awaitsCameras ? kCameraPatience : std::chrono::milliseconds(0),
+               .liveCameraPatience = cameraPatience(options.liveCameras),
                .playbackEnded = [this] { endPlayback(); }}),
           faceLandmarks(makeFaceLandmarks(telemetry)),
           doors{*dispatch,

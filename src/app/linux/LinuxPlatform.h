@@ -13,13 +13,22 @@
 
 namespace velmaro {
 
+/// What is done about the cameras of this computer.
+enum class LiveCameras {
+    /// Nothing: not even looked for.
+    none,
+    /// Listed when they are found, after the files.
+    listedLater,
+    /// Waited for by the first listing.
+    awaited,
+};
+
 struct LinuxPlatformOptions {
     /// Videos and pictures that play cameras, in the order in which they are listed.
     std::vector<std::string> cameraFiles;
     /// The built-in clip is listed as the first camera.
     bool demo = false;
-    /// The cameras of this computer are waited for, if not for long; else they may be listed later.
-    bool awaitsCameras = true;
+    LiveCameras liveCameras = LiveCameras::awaited;
     /// Files play once instead of looping.
     bool once = false;
     /// Recorded headphone motion to replay as connected headphones.

@@ -15,9 +15,17 @@ void say(const std::string& text) {
     std::cerr << programName(Program::window) + (": " + text + "\n");
 }
 
+/// A file that is the first source can be shown without the cameras, which a person may pick later.
+LiveCameras liveCameras(const Options& options) {
+    const bool fileComesFirst = options.demo || !options.cameraFiles.empty();
+    return fileComesFirst && !options.input && !options.listInputs ? LiveCameras::listedLater
+                                                                   : LiveCameras::awaited;
+}
+
 LinuxPlatformOptions platformOptions(const Options& options) {
     return {.cameraFiles = options.cameraFiles,
             .demo = options.demo,
+            .liveCameras = liveCameras(options),
             .once = options.once,
             .motionFile = options.motionFile,
             .motionUDPPort = options.motionUDPPort,
