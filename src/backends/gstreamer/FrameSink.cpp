@@ -39,6 +39,10 @@ FrameSink::FrameSink(Pace pace)
     g_object_set(sink_.get(), "caps", caps.get(), "sync", pace == Pace::byTimestamp, "max-buffers",
                  1U, "drop", FALSE, "qos", FALSE, "wait-on-eos", FALSE, "enable-last-sample", FALSE,
                  nullptr);
+    if (pace == Pace::asTheyCome) {
+        // A camera runs as soon as it is connected; whether pictures come is looked after later.
+        g_object_set(sink_.get(), "async", FALSE, nullptr);
+    }
     GstAppSinkCallbacks callbacks{};
     callbacks.new_sample = newSample;
     gst_app_sink_set_callbacks(GST_APP_SINK(sink_.get()), &callbacks, this, nullptr);
