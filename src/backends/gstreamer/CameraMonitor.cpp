@@ -67,16 +67,13 @@ void CameraMonitor::Watcher::run() {
                                tell(registry->forgetAll());
                                start();
                            },
-                       .lost =
-                           [this] {
-                               stop();
-                               tell(registry->removeAll());
-                           },
+                       // The provider is not stopped yet: it handles the loss on a thread of its
+                       // own, and its readers let go of the connection that they share with it.
+                       .lost = [this] { tell(registry->removeAll()); },
                        .stayedAway =
                            [this] {
-                               if (!monitor_) {
-                                   start();
-                               }
+                               stop();
+                               start();
                            }});
     const bool usable = !ensureLibrary();
     if (usable) {
