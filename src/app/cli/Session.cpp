@@ -8,25 +8,13 @@
 
 #include "app/Startup.h"
 #include "app/linux/Files.h"
+#include "app/linux/PlatformOptions.h"
 
 namespace velmaro {
 namespace {
 
 void say(const std::string& text) {
     std::cerr << programName(Program::terminal) + (": " + text + "\n");
-}
-
-LinuxPlatformOptions platformOptions(const Options& options) {
-    return {.cameraFiles = options.cameraFiles,
-            .demo = options.demo,
-            .once = options.once,
-            .motionFile = options.motionFile,
-            .motionUDPPort = options.motionUDPPort,
-            .motionUDPAddress = options.motionUDPAddress,
-            .airPodsAddress = options.airPodsAddress,
-            // A listing has no motion to record.
-            .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
-            .logs = !options.listInputs};
 }
 
 /// The status texts after which no frame will ever come.

@@ -6,6 +6,7 @@
 
 #include "app/Startup.h"
 #include "app/linux/Files.h"
+#include "app/linux/PlatformOptions.h"
 #include "app/window/Button.h"
 
 namespace velmaro {
@@ -13,19 +14,6 @@ namespace {
 
 void say(const std::string& text) {
     std::cerr << programName(Program::window) + (": " + text + "\n");
-}
-
-LinuxPlatformOptions platformOptions(const Options& options) {
-    return {.cameraFiles = options.cameraFiles,
-            .demo = options.demo,
-            .once = options.once,
-            .motionFile = options.motionFile,
-            .motionUDPPort = options.motionUDPPort,
-            .motionUDPAddress = options.motionUDPAddress,
-            .airPodsAddress = options.airPodsAddress,
-            // A listing has no motion to record.
-            .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
-            .logs = !options.listInputs};
 }
 
 }  // namespace
