@@ -15,6 +15,17 @@ if(VELMARO_SANITIZE)
   target_link_options(velmaro_flags INTERFACE -fsanitize=${VELMARO_SANITIZE})
 endif()
 
+# Tests are compiled for quick building: the heavy templates of GoogleMock take most of a build's
+# time, and no speed is measured in them. Linked after velmaro_flags, so that this level holds.
+add_library(velmaro_test_flags INTERFACE)
+target_compile_options(velmaro_test_flags INTERFACE -pthread)
+if(VELMARO_SANITIZE)
+  target_compile_options(velmaro_test_flags INTERFACE -O0)
+else()
+  # Fortified functions need an optimisation level.
+  target_compile_options(velmaro_test_flags INTERFACE $<$<CONFIG:Release>:-O1>)
+endif()
+
 # libFuzzer steers by the coverage of what it calls; its own entry comes with the fuzzers' link.
 if(VELMARO_FUZZ)
   set(fuzz_flags -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -O1)

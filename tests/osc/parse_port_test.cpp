@@ -13,7 +13,8 @@ TEST(ParsePort, TakesSignsAndLeadingZeros) {
     EXPECT_EQ(parsePort("+8000"), 8000);
     EXPECT_EQ(parsePort("08000"), 8000);
     EXPECT_EQ(parsePort("+0008000"), 8000);
-    EXPECT_EQ(parsePort(std::string(1000, '0') + "9"), 9);
+    std::string thousandZeros(1000, '0');
+    EXPECT_EQ(parsePort(thousandZeros.append("9")), 9);
     EXPECT_EQ(parsePort("0"), 0);
     EXPECT_EQ(parsePort("+0"), 0);
     EXPECT_EQ(parsePort("-0"), 0);

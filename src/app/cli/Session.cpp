@@ -8,37 +8,13 @@
 
 #include "app/Startup.h"
 #include "app/linux/Files.h"
+#include "app/linux/PlatformOptions.h"
 
 namespace velmaro {
 namespace {
 
 void say(const std::string& text) {
     std::cerr << programName(Program::terminal) + (": " + text + "\n");
-}
-
-/// The source stays the same, so what else there is need not be known.
-LiveCameras liveCameras(const Options& options) {
-    bool mayBeLive = !options.demo && options.cameraFiles.empty();
-    if (options.input) {
-        const std::string_view input = *options.input;
-        mayBeLive = input.starts_with("camera_") && !input.starts_with("camera_file:") &&
-                    !(options.demo && input == "camera_demo");
-    }
-    return options.listInputs || mayBeLive ? LiveCameras::awaited : LiveCameras::none;
-}
-
-LinuxPlatformOptions platformOptions(const Options& options) {
-    return {.cameraFiles = options.cameraFiles,
-            .demo = options.demo,
-            .liveCameras = liveCameras(options),
-            .once = options.once,
-            .motionFile = options.motionFile,
-            .motionUDPPort = options.motionUDPPort,
-            .motionUDPAddress = options.motionUDPAddress,
-            .airPodsAddress = options.airPodsAddress,
-            // A listing has no motion to record.
-            .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
-            .logs = !options.listInputs};
 }
 
 /// The status texts after which no frame will ever come.
@@ -69,8 +45,8 @@ ExitStatus Session::run() {
         say(*reason);
         return ExitStatus::couldNotRun;
     }
-    platform_ =
-        std::make_unique<LinuxPlatform>(platformOptions(options_), mainLoop_->queue(), telemetry_);
+    platform_ = std::make_unique<LinuxPlatform>(platformOptions(Program::terminal, options_),
+                                                mainLoop_->queue(), telemetry_);
     if (const auto& error = platform_->motionFileError()) {
         say(error->description);
         return ExitStatus::couldNotRun;

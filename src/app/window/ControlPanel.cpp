@@ -93,8 +93,12 @@ void ControlPanel::layOut() {
 
 void ControlPanel::bind() {
     sourcePicker->onPick = [this](const std::string& id) { act([&] { view_->select(id); }); };
-    connect(startButton, &QPushButton::clicked, this,
-            [this] { act([this] { view_->toggleTracking(); }); });
+    connect(startButton, &QPushButton::clicked, this, [this] {
+        // Setting up a camera keeps this thread for longer than a press may go unanswered.
+        showStartButton(!view_->isRunning.get());
+        startButton->repaint();
+        act([this] { view_->toggleTracking(); });
+    });
     connect(setButton, &QPushButton::clicked, this,
             [this] { act([this] { view_->setOffset(); }); });
     connect(resetButton, &QPushButton::clicked, this,
@@ -218,6 +222,11 @@ void ControlPanel::refresh() {
                          QString::fromStdString(*view_->debugText.snapshot()));
 }
 
+void ControlPanel::showStartButton(bool isRunning) {
+    startButton->setSymbol(isRunning ? Button::Symbol::stop : Button::Symbol::play);
+    startButton->setTint(isRunning ? Button::Tint::red : Button::Tint::green);
+}
+
 void ControlPanel::refreshControls() {
     const bool isRunning = view_->isRunning.get();
     const bool tiltEnabled = view_->tiltEnabled.get();
@@ -227,8 +236,7 @@ void ControlPanel::refreshControls() {
     oscField->setTextIfDifferent(QString::fromStdString(*view_->oscManager.oscMessage.snapshot()));
     ratePicker->setRate(view_->oscManager.frameRate.get());
 
-    startButton->setSymbol(isRunning ? Button::Symbol::stop : Button::Symbol::play);
-    startButton->setTint(isRunning ? Button::Tint::red : Button::Tint::green);
+    showStartButton(isRunning);
     tiltButton->setTint(tiltEnabled ? Button::Tint::blue : Button::Tint::gray);
     tiltButton->setChecked(tiltEnabled);
     for (Button* const button : {setButton, resetButton, tiltButton}) {

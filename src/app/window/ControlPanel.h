@@ -60,6 +60,7 @@ private:
     void observe(Observable& object);
     /// Refreshes soon: all changes until then together, and no oftener than a screen shows.
     void refreshSoon();
+    void showStartButton(bool isRunning);
     void refreshControls();
     void updateToolTips();
     [[nodiscard]] bool isExposed() const;

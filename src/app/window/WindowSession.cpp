@@ -6,6 +6,7 @@
 
 #include "app/Startup.h"
 #include "app/linux/Files.h"
+#include "app/linux/PlatformOptions.h"
 #include "app/window/Button.h"
 
 namespace velmaro {
@@ -13,27 +14,6 @@ namespace {
 
 void say(const std::string& text) {
     std::cerr << programName(Program::window) + (": " + text + "\n");
-}
-
-/// A file that is the first source can be shown without the cameras, which a person may pick later.
-LiveCameras liveCameras(const Options& options) {
-    const bool fileComesFirst = options.demo || !options.cameraFiles.empty();
-    return fileComesFirst && !options.input && !options.listInputs ? LiveCameras::listedLater
-                                                                   : LiveCameras::awaited;
-}
-
-LinuxPlatformOptions platformOptions(const Options& options) {
-    return {.cameraFiles = options.cameraFiles,
-            .demo = options.demo,
-            .liveCameras = liveCameras(options),
-            .once = options.once,
-            .motionFile = options.motionFile,
-            .motionUDPPort = options.motionUDPPort,
-            .motionUDPAddress = options.motionUDPAddress,
-            .airPodsAddress = options.airPodsAddress,
-            // A listing has no motion to record.
-            .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
-            .logs = !options.listInputs};
 }
 
 }  // namespace
@@ -68,7 +48,8 @@ bool WindowSession::assemble() {
         say(*reason);
         return false;
     }
-    platform_ = std::make_unique<LinuxPlatform>(platformOptions(options_), mainQueue_, telemetry_);
+    platform_ = std::make_unique<LinuxPlatform>(platformOptions(Program::window, options_),
+                                                mainQueue_, telemetry_);
     if (const auto& error = platform_->motionFileError()) {
         say(error->description);
         return false;

@@ -22,7 +22,7 @@ CMQuaternion AirPodsAttitude::attitude(const AirPodsOrientation& orientation) {
     const double difference = (change[1] - change[2]) / 2;
     return attitudeFromAngles(signs_.yaw * difference / kHalfTurn * 180,
                               signs_.pitch * sum / kHalfTurn * 180,
-                              signs_.roll * (change[0] - sum) / kHalfTurn * 180);
+                              signs_.roll * (change[0] - sum) / 2 / kHalfTurn * 180);
 }
 
 }  // namespace velmaro

@@ -94,11 +94,12 @@ TEST(AirPodsPacket, LengthsOfWhatIsSentAreConsistent) {
 TEST(AirPodsAttitude, IsRelativeToTheFirst) {
     AirPodsAttitude attitude;
     EXPECT_EQ(attitude.attitude({100, 200, 300}), (CMQuaternion{0, 0, 0, 1}));
-    // Half a turn is 32000: o2 and o3 together are pitch, apart yaw, o1 beyond pitch roll.
+    // Half a turn is 32000: o2 and o3 together are pitch, apart yaw, half of what o1 is beyond
+    // pitch roll.
     EXPECT_EQ(attitude.attitude({100 + 1600, 200 + 1600, 300 + 1600}), attitudeFromAngles(0, 9, 0));
     EXPECT_EQ(attitude.attitude({100, 200 + 1600, 300 - 1600 + 65536}),
               attitudeFromAngles(9, 0, 0));
-    EXPECT_EQ(attitude.attitude({100 + 3200, 200, 300}), attitudeFromAngles(0, 0, 18));
+    EXPECT_EQ(attitude.attitude({100 + 3200, 200, 300}), attitudeFromAngles(0, 0, 9));
     attitude.forget();
     EXPECT_EQ(attitude.attitude({9, 9, 9}), (CMQuaternion{0, 0, 0, 1}));
 }
@@ -114,7 +115,7 @@ TEST(AirPodsAttitude, MayBeReversed) {
     AirPodsAttitude attitude({-1, -1, -1});
     (void)attitude.attitude({0, 0, 0});
     EXPECT_EQ(attitude.attitude({1600, 1600, 1600}), attitudeFromAngles(0, -9, 0));
-    EXPECT_EQ(attitude.attitude({3200, 0, 0}), attitudeFromAngles(0, 0, -18));
+    EXPECT_EQ(attitude.attitude({3200, 0, 0}), attitudeFromAngles(0, 0, -9));
 }
 
 TEST(BluetoothAddress, IsSixHexadecimalBytes) {

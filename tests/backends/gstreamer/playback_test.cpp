@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <ostream>
 
 #include "Rig.h"
 
@@ -21,6 +22,11 @@ struct Container {
     const char* needs;
     const char* encoderAndMuxer;
 };
+
+// So that a report names the container instead of its bytes.
+void PrintTo(const Container& container, std::ostream* stream) {
+    *stream << container.name;
+}
 
 class ContainerTest : public PlaybackTest, public testing::WithParamInterface<Container> {
 protected:

@@ -19,7 +19,7 @@ ROOMS = {
     "app/cli": (("platform", "osc", "headpose", "camera", "headphones", "app", "app/linux"), ()),
     "app/window": (("platform", "osc", "headpose", "camera", "headphones", "app", "app/linux"),
                    ("Qt",)),
-    "app/linux": (("platform", "backends/*", "headphones"), ()),
+    "app/linux": (("platform", "backends/*", "headphones", "app"), ()),
     "backends/asio": (("platform",), ("asio",)),
     "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
     "backends/facemesh": (("platform",), ("xnnpack", "pthreadpool", "eigen3", "glib")),

@@ -118,6 +118,7 @@ class Program:
     """The program with its window, as a screen reader sees it."""
 
     def __init__(self, *arguments, environment=None, shown=True):
+        self._status = None
         self.folder = tempfile.mkdtemp()
         self.output = open(os.path.join(self.folder, "output"), "w+", encoding="utf-8")
         self.errors = open(os.path.join(self.folder, "errors"), "w+", encoding="utf-8")
@@ -174,8 +175,12 @@ class Program:
         return [node.get_name() for node in self.everything() if node.get_role_name() == "label"]
 
     def status(self):
-        return next(node.get_name() for node in self.everything()
-                    if node.get_description() == "Status")
+        # Asking the whole tree each time would cost more than all else in a test.
+        if self._status is None:
+            self._status = next(node for node in self.everything()
+                                if node.get_description() == "Status")
+        self._status.clear_cache()
+        return self._status.get_name()
 
     def wait_for_status(self, text):
         wait_until(lambda: self.status() == text, f"the status '{text}'")
@@ -210,9 +215,15 @@ class Program:
         return self.process.wait(patience)
 
     def close(self):
+        if self.errors.closed:
+            return
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGKILL)
             self.process.wait()
+        said = self.said()
         self.output.close()
         self.errors.close()
         shutil.rmtree(self.folder, ignore_errors=True)
+        # One that is killed cannot tell by its exit status what a sanitizer found.
+        if "Sanitizer" in said or "runtime error:" in said:
+            raise AssertionError(said)

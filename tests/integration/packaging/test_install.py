@@ -1,0 +1,96 @@
+"""What `cmake --install` puts where, and that the installed program finds it from its own place:
+test_install.py BUILD."""
+
+import os
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BUILD = ""
+
+TERMINAL = """bin/velmaro-cli
+lib/udev/rules.d/60-velmaro-head-tracker.rules
+share/bash-completion/completions/velmaro-cli
+share/doc/velmaro/LICENSE
+share/fish/vendor_completions.d/velmaro-cli.fish
+share/man/man1/velmaro-cli.1.gz
+share/velmaro/demo/README.md
+share/velmaro/demo/demo.webm
+share/velmaro/models/NOTICE
+share/velmaro/models/face_detection_short_range.tflite
+share/velmaro/models/face_landmark.tflite
+share/velmaro/models/geometry_pipeline_metadata_landmarks.binarypb
+share/zsh/site-functions/_velmaro""".splitlines()
+WINDOW = """bin/velmaro
+share/applications/io.github.velmaro.Velmaro.desktop
+share/bash-completion/completions/velmaro
+share/fish/vendor_completions.d/velmaro.fish
+share/icons/hicolor/scalable/apps/io.github.velmaro.Velmaro.svg
+share/man/man1/velmaro.1.gz
+share/metainfo/io.github.velmaro.Velmaro.metainfo.xml
+share/velmaro/fonts/Mulish-Regular.ttf
+share/velmaro/fonts/Mulish-SemiBold.ttf
+share/velmaro/fonts/NOTICE
+share/velmaro/fonts/OFL.txt""".splitlines()
+
+
+class InstallTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.prefix = os.path.join(cls.folder.name, "prefix")
+        subprocess.run(["cmake", "--install", BUILD, "--prefix", cls.prefix], check=True,
+                       stdout=subprocess.DEVNULL)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.folder.cleanup()
+
+    def run_installed(self, *arguments):
+        variables = {name: value for name, value in os.environ.items()
+                     if not name.startswith("VELMARO_")}
+        variables["XDG_CONFIG_HOME"] = self.folder.name
+        return subprocess.run([os.path.join(self.prefix, "bin/velmaro-cli"), *arguments],
+                              env=variables, capture_output=True, text=True, timeout=60,
+                              check=False)
+
+    def test_all_is_there_and_nothing_else(self):
+        found = sorted(os.path.relpath(os.path.join(folder, name), self.prefix)
+                       for folder, _, names in os.walk(self.prefix) for name in names)
+        window = WINDOW if os.path.exists(os.path.join(BUILD, "bin/velmaro")) else []
+        self.assertEqual(found, sorted(TERMINAL + window))
+
+    def test_nothing_leads_back_to_the_build(self):
+        source = os.path.dirname(os.path.dirname(os.path.realpath(BUILD))).encode()
+        for folder, folders, names in os.walk(self.prefix):
+            for name in folders + names:
+                path = os.path.join(folder, name)
+                self.assertFalse(os.path.islink(path), path)
+                if os.path.isfile(path):
+                    with open(path, "rb") as file:
+                        self.assertNotIn(source, file.read(), path)
+
+    # What it plays and finds faces with must be the installed files: with these away, it fails, and
+    # says where it looked.
+    def test_it_tracks_by_its_own_files(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as receiver:
+            receiver.bind(("127.0.0.1", 0))
+            receiver.settimeout(10)
+            done = self.run_installed("--demo", "--duration", "1", "--port",
+                                      str(receiver.getsockname()[1]))
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertTrue(receiver.recv(256).startswith(b"/ypr\0\0\0\0,fff\0\0\0\0"))
+        models = os.path.join(self.prefix, "share/velmaro/models")
+        shutil.move(models, models + ".away")
+        self.addCleanup(shutil.move, models + ".away", models)
+        done = self.run_installed("--demo", "--duration", "1")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(models, done.stderr)
+
+
+if __name__ == "__main__":
+    BUILD = sys.argv.pop(1)
+    unittest.main(verbosity=2)
