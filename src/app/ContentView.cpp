@@ -87,6 +87,10 @@ void ContentView::observeHeadphones() {
             return;
         }
         selectedInputId = kAirpodsId;
+        // What is started later finds the choice by itself.
+        if (!isRunning.get()) {
+            return;
+        }
         // The connection is told before it is stored: a restart must wait until it is, or it would
         // not find the headphones.
         mainQueue_.async([weakSelf = weak_from_this()] {

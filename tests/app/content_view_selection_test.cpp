@@ -201,5 +201,15 @@ TEST_F(ContentViewSelectionTest, HeadphonesThatConnectWhileNothingRunsAreStarted
     EXPECT_EQ(view->debugText.get(), "Connecting AirPods...");
 }
 
+TEST_F(ContentViewSelectionTest, HeadphonesThatAreThereFromTheBeginningAreStartedOnce) {
+    headphones.available = true;
+    makeView();
+    view->appear();
+    view->toggleTracking();
+    settle();
+    EXPECT_EQ(headphones.startCount, 1);
+    EXPECT_EQ(headphones.stopCount, 0);
+}
+
 }  // namespace
 }  // namespace velmaro

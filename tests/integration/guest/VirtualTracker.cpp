@@ -1,4 +1,4 @@
-#include "integration/headphones/VirtualTracker.h"
+#include "integration/guest/VirtualTracker.h"
 
 #include <fcntl.h>
 #include <linux/input.h>
@@ -15,12 +15,10 @@ namespace velmaro::integration {
 namespace {
 
 constexpr int kInterval = 20;
+/// One that the device rule names.
+constexpr std::uint32_t kVendor = 0x054C;
 
 }  // namespace
-
-bool VirtualTracker::isPossible() {
-    return ::access("/dev/uhid", R_OK | W_OK) == 0;
-}
 
 VirtualTracker::VirtualTracker(const Bytes& descriptor, const Bytes& description, Bytes report)
     : file_(::open("/dev/uhid", O_RDWR | O_CLOEXEC)),
@@ -36,7 +34,7 @@ VirtualTracker::VirtualTracker(const Bytes& descriptor, const Bytes& description
     std::copy(descriptor.begin(), descriptor.end(), made.rd_data);
     made.rd_size = static_cast<std::uint16_t>(descriptor.size());
     made.bus = BUS_BLUETOOTH;
-    made.vendor = 0x1234;
+    made.vendor = kVendor;
     made.product = 0x5678;
     put(event);
     thread_ = std::thread([this] { serve(); });

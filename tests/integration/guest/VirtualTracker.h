@@ -16,10 +16,8 @@ class VirtualTracker {
 public:
     using Bytes = std::vector<std::uint8_t>;
 
-    /// Whether this kernel has such devices and this user may make them.
-    [[nodiscard]] static bool isPossible();
-
-    /// `report` is the input report to send.
+    /// `report` is the input report to send. Throws std::system_error if the kernel has no such
+    /// devices or this user may not make them.
     VirtualTracker(const Bytes& descriptor, const Bytes& description, Bytes report);
     ~VirtualTracker();
     VirtualTracker(const VirtualTracker&) = delete;
