@@ -19,7 +19,7 @@ PIPELINE = Gst.parse_launch(
     f"filesrc location={sys.argv[1]} ! decodebin ! videoconvert ! videoscale"
     " ! video/x-raw,format=I420,width=1280,height=720,pixel-aspect-ratio=1/1"
     f" ! {ENCODINGS[sys.argv[2]]} ! identity drop-allocation=true"
-    " ! pipewiresink name=camera mode=provide stream-properties=\"p,media.class=Video/Source,"
+    " ! pipewiresink name=camera sync=false mode=provide stream-properties=\"p,media.class=Video/Source,"
     "media.role=Camera,node.name=timed,node.description=Timed\"")
 
 
