@@ -36,9 +36,9 @@ bool restart(GstElement* pipeline) {
 FileSource::FileSource(std::string path, Playback playback)
     : path_(std::move(path)), playback_(playback) {}
 
-std::optional<Error> FileSource::build(GstBin* pipeline, GstElement* sink) {
+std::optional<Error> FileSource::build(GstBin* pipeline, FrameSink& sink) {
     bin_ = pipeline;
-    sink_ = sink;
+    sink_ = sink.element();
     GstElement* const file = gst_element_factory_make("filesrc", nullptr);
     GstElement* const decoder = gst_element_factory_make("decodebin", nullptr);
     converter_ = gst_element_factory_make("videoconvert", nullptr);

@@ -15,7 +15,7 @@ public:
     FileSource(std::string path, Playback playback);
 
     [[nodiscard]] Pace pace() const override { return Pace::byTimestamp; }
-    std::optional<Error> build(GstBin* pipeline, GstElement* sink) override;
+    std::optional<Error> build(GstBin* pipeline, FrameSink& sink) override;
     bool preroll(GstElement* pipeline) override;
     bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) override;
     [[nodiscard]] Error explain(const GError& error) const override;

@@ -12,25 +12,27 @@ FrameMailbox::~FrameMailbox() {
 }
 
 bool FrameMailbox::put(std::shared_ptr<const PixelBuffer> image,
-                       Telemetry::Clock::time_point arrival) {
+                       Telemetry::Clock::time_point arrival, int discardedBefore) {
     if (isClosed()) {
         return false;
     }
     auto frame = std::make_unique<Frame>();
     frame->sampleBuffer.imageBuffer = std::move(image);
     frame->arrival = arrival;
-    frame->discarded = lastDiscarded_ + 1;
+    frame->discarded = lastDiscarded_ + 1 + discardedBefore;
+    telemetry_.framesDropped.fetch_add(static_cast<std::uint64_t>(discardedBefore),
+                                       std::memory_order_relaxed);
 
     Frame* waiting = lastPut_;
     if (waiting != nullptr &&
         slot_.compare_exchange_strong(waiting, frame.get(), std::memory_order_acq_rel)) {
         delete lastPut_;
-        ++lastDiscarded_;
+        lastDiscarded_ += 1 + discardedBefore;
         lastPut_ = frame.release();
         telemetry_.framesDropped.fetch_add(1, std::memory_order_relaxed);
         return false;
     }
-    frame->discarded = lastDiscarded_ = 0;
+    frame->discarded = lastDiscarded_ = discardedBefore;
     lastPut_ = frame.release();
     slot_.store(lastPut_, std::memory_order_release);
     return true;

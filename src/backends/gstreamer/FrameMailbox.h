@@ -21,9 +21,9 @@ public:
     ~FrameMailbox();
 
     /// True if the slot was empty: the caller then queues one `deliver()`. Streaming thread, which
-    /// must be one at a time.
+    /// must be one at a time. `discardedBefore` frames since the one before did not come so far.
     [[nodiscard]] bool put(std::shared_ptr<const PixelBuffer> image,
-                           Telemetry::Clock::time_point arrival);
+                           Telemetry::Clock::time_point arrival, int discardedBefore = 0);
 
     /// Tells the delegate of the discarded frames, then hands it the waiting one. Delegate's queue.
     void deliver();

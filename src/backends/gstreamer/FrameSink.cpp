@@ -11,13 +11,13 @@ FrameReceiver::FrameReceiver(std::shared_ptr<FrameMailbox> mailbox,
                              std::shared_ptr<const Connection> connection)
     : mailbox_(std::move(mailbox)), queue_(std::move(queue)), connection_(std::move(connection)) {}
 
-void FrameReceiver::receive(SampleHandle sample) const {
+void FrameReceiver::receive(SampleHandle sample, int discarded) const {
     const auto arrival = Telemetry::Clock::now();
     if (!queue_ || !connection_->isEnabled() || mailbox_->isClosed()) {
         return;
     }
     auto image = VideoFrame::map(std::move(sample));
-    if (image && mailbox_->put(std::move(image), arrival)) {
+    if (image && mailbox_->put(std::move(image), arrival, discarded)) {
         queue_->async([mailbox = mailbox_] { mailbox->deliver(); });
     }
 }
@@ -35,7 +35,7 @@ void FrameReceiver::afterFrames(Work work) const {
 FrameSink::FrameSink(Pace pace)
     : sink_(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("appsink", nullptr)))) {
     const CapsHandle caps(gst_caps_from_string("video/x-raw, format=BGRA"));
-    // The mailbox is the only place where frames are dropped, so that every drop is told.
+    // Frames are dropped only where every drop is told, which is not here.
     g_object_set(sink_.get(), "caps", caps.get(), "sync", pace == Pace::byTimestamp, "max-buffers",
                  1U, "drop", FALSE, "qos", FALSE, "wait-on-eos", FALSE, "enable-last-sample", FALSE,
                  nullptr);
@@ -63,7 +63,8 @@ GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
     frameSink.frames_.fetch_add(1, std::memory_order_relaxed);
     const FrameReceiver* const receiver = frameSink.receiver_.load();
     if (sample && receiver != nullptr) {
-        receiver->receive(std::move(sample));
+        receiver->receive(std::move(sample),
+                          frameSink.discarded_.exchange(0, std::memory_order_relaxed));
     }
     return GST_FLOW_OK;
 }

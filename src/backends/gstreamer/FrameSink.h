@@ -18,8 +18,8 @@ public:
     FrameReceiver(std::shared_ptr<FrameMailbox> mailbox, std::shared_ptr<DispatchQueue> queue,
                   std::shared_ptr<const Connection> connection);
 
-    /// Streaming thread.
-    void receive(SampleHandle sample) const;
+    /// `discarded` frames were discarded on the way since the one before. Streaming thread.
+    void receive(SampleHandle sample, int discarded) const;
 
     /// Queues `work` behind every frame received so far; it is skipped once the mailbox is closed.
     void afterFrames(Work work) const;
@@ -49,6 +49,10 @@ public:
     /// True if the stream ended, which before playing means that it held no frame at all.
     [[nodiscard]] bool isAtEnd() const;
 
+    /// So many frames were discarded on their way here, which is told with the next one. Streaming
+    /// thread.
+    void addDiscarded(int count) { discarded_.fetch_add(count, std::memory_order_relaxed); }
+
     /// How many frames came out so far. Any thread.
     [[nodiscard]] std::uint64_t frames() const { return frames_.load(std::memory_order_relaxed); }
 
@@ -59,6 +63,7 @@ private:
     // Atomic although set before any frame: ThreadSanitizer does not see GLib's locks.
     std::atomic<const FrameReceiver*> receiver_ = nullptr;
     std::atomic<std::uint64_t> frames_ = 0;
+    std::atomic<int> discarded_ = 0;
 };
 
 }  // namespace velmaro::gstreamer

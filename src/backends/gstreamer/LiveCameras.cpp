@@ -60,24 +60,34 @@ std::vector<std::shared_ptr<CaptureDevice>> LiveCameras::devices(
         return {};
     }
     monitor_.waitUntilListed(patience_);
+    std::vector<CameraDescription> cameras = monitor_.registry()->cameras();
+    if (cameras.empty()) {
+        cameras = forbiddenCameras();
+    }
     std::vector<std::shared_ptr<CaptureDevice>> devices;
-    for (CameraDescription& camera : monitor_.registry()->cameras()) {
+    for (CameraDescription& camera : cameras) {
         std::shared_ptr<CaptureDevice>& device = known_[camera.uniqueID];
         if (!device || device->localizedName() != camera.localizedName) {
             device = makeLiveDevice(std::move(camera), monitor_.registry());
         }
         devices.push_back(device);
     }
-    if (devices.empty() && !hinted_ && isForbidden()) {
+    return devices;
+}
+
+// They are listed although they cannot be used, so that a person who picks one learns why.
+std::vector<CameraDescription> LiveCameras::forbiddenCameras() {
+    const auto forbidden = forbiddenVideoDevices();
+    if (!forbidden.empty() && !hinted_) {
         hinted_ = true;
         std::cerr << "velmaro: there are cameras, but this user may not open them: add the user to "
                      "the group \"video\" (sudo usermod -aG video NAME) and log in again\n";
     }
-    return devices;
+    return describeVideoDevices(forbidden);
 }
 
 bool LiveCameras::isForbidden() const {
-    return monitor_.registry()->cameras().empty() && videoDevicesAreForbidden();
+    return monitor_.registry()->cameras().empty() && !forbiddenVideoDevices().empty();
 }
 
 }  // namespace velmaro::gstreamer

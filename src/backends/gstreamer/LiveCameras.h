@@ -25,6 +25,8 @@ public:
     [[nodiscard]] bool isForbidden() const override;
 
 private:
+    [[nodiscard]] std::vector<CameraDescription> forbiddenCameras();
+
     const std::chrono::milliseconds patience_;
     CameraMonitor monitor_;
     bool hinted_ = false;

@@ -47,18 +47,23 @@ Error absent(const CameraDescription& camera) {
 LiveSource::LiveSource(CameraDescription camera, std::shared_ptr<CameraRegistry> registry)
     : camera_(std::move(camera)), registry_(std::move(registry)) {}
 
-std::optional<Error> LiveSource::build(GstBin* pipeline, GstElement* sink) {
+std::string LiveSource::slowStart() const {
+    return "the camera \"" + camera_.localizedName + "\" has not answered for 2 seconds";
+}
+
+std::optional<Error> LiveSource::build(GstBin* pipeline, FrameSink& sink) {
     const DeviceHandle device = registry_->find(camera_.uniqueID);
     if (!device) {
         return absent(camera_);
     }
     const CapsHandle offered(gst_device_get_caps(device.get()));
     const CapsHandle format = chooseFormat(offered.get());
+    if (!format) {
+        return error("offers no format that can be used");
+    }
     GstElement* const camera = gst_device_create_element(device.get(), nullptr);
-    if (!format || camera == nullptr) {
-        const std::string text =
-            "the camera \"" + camera_.localizedName + "\" offers no format that can be used";
-        return Error{text, text};
+    if (camera == nullptr) {
+        return error("cannot be opened");
     }
     gst_bin_add(pipeline, camera);
     const std::shared_ptr<GstElement> held(GST_ELEMENT(gst_object_ref(camera)), gst_object_unref);
@@ -74,15 +79,12 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, GstElement* sink) {
         g_object_set(camera, "client-name", "Velmaro", nullptr);
     }
 
-    GstElement* const queue = make(pipeline, "queue");
+    latest_.emplace(sink);
+    GstElement* const latest = latest_->element();
+    gst_bin_add(pipeline, latest);
     GstElement* const converter = make(pipeline, "videoconvert");
-    // The newest frame wins here too, should the conversion be slower than the camera.
-    gst_util_set_object_arg(G_OBJECT(queue), "leaky", "downstream");
-    g_object_set(queue, "max-size-buffers", 1U, "max-size-bytes", 0U, "max-size-time",
-                 static_cast<guint64>(0), nullptr);
     g_object_set(converter, "n-threads", 1U, nullptr);
-
-    GstElement* first = queue;
+    GstElement* first = converter;
     const GstStructure* const structure = gst_caps_get_structure(format.get(), 0);
     if (gst_structure_has_name(structure, "image/jpeg") != FALSE) {
         first = make(pipeline, "jpegdec");
@@ -92,13 +94,12 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, GstElement* sink) {
                 "good plug-ins";
             return Error{text, text};
         }
-        gst_element_link(first, queue);
+        gst_element_link(first, converter);
     }
-    if (gst_element_link_filtered(camera, first, format.get()) == FALSE ||
-        gst_element_link_many(queue, converter, sink, nullptr) == FALSE) {
-        const std::string text =
-            "the camera \"" + camera_.localizedName + "\" cannot be connected to";
-        return Error{text, text};
+    if (gst_element_link_filtered(camera, latest, format.get()) == FALSE ||
+        gst_element_link(latest, first) == FALSE ||
+        gst_element_link(converter, sink.element()) == FALSE) {
+        return error("cannot be connected to");
     }
     return std::nullopt;
 }
@@ -121,32 +122,35 @@ std::optional<Error> LiveSource::frameFlowChanged(FrameFlow flow) {
         case FrameFlow::resumed:
             say(camera_, "gives pictures again");
             return std::nullopt;
-        case FrameFlow::stopped: {
-            const std::string text =
-                "the camera \"" + camera_.localizedName + "\" gives no more pictures";
-            return Error{text, text};
-        }
+        case FrameFlow::stopped:
+            return error("gives no more pictures");
         case FrameFlow::unchanged:
             break;
     }
     return std::nullopt;
 }
 
-Error LiveSource::explain(const GError& error) const {
-    const std::string camera = "the camera \"" + camera_.localizedName + "\" ";
-    std::string text = camera + "cannot be used: " + error.message;
-    if (error.domain == GST_RESOURCE_ERROR) {
-        if (error.code == kGone) {
-            text = camera + "was disconnected";
-        } else if (error.code == GST_RESOURCE_ERROR_BUSY) {
-            text = camera + "is busy: another program uses it";
-        } else if (error.code == GST_RESOURCE_ERROR_READ) {
-            text = camera + "gives no more pictures: it was probably disconnected";
-        } else if (error.code == GST_RESOURCE_ERROR_OPEN_READ_WRITE ||
-                   error.code == GST_RESOURCE_ERROR_OPEN_READ) {
-            text = camera + "cannot be opened: " + error.message;
+Error LiveSource::explain(const GError& reason) const {
+    if (reason.domain == GST_RESOURCE_ERROR) {
+        switch (reason.code) {
+            case kGone:
+                return error("was disconnected");
+            case GST_RESOURCE_ERROR_BUSY:
+                return error("is busy: another program uses it");
+            case GST_RESOURCE_ERROR_READ:
+                return error("gives no more pictures: it was probably disconnected");
+            case GST_RESOURCE_ERROR_OPEN_READ:
+            case GST_RESOURCE_ERROR_OPEN_READ_WRITE:
+                return error("cannot be opened: " + std::string(reason.message));
+            default:
+                break;
         }
     }
+    return error("cannot be used: " + std::string(reason.message));
+}
+
+Error LiveSource::error(const std::string& predicate) const {
+    const std::string text = "the camera \"" + camera_.localizedName + "\" " + predicate;
     return {text, text};
 }
 

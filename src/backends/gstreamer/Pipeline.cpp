@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <iostream>
 #include <thread>
 #include <utility>
 
@@ -57,7 +58,8 @@ std::shared_ptr<Pipeline> Pipeline::open(std::unique_ptr<Source> source,
 }
 
 Pipeline::Pipeline(std::unique_ptr<Source> source)
-    : source_(std::move(source)),
+    : slowStart_(source->slowStart()),
+      source_(std::move(source)),
       sink_(source_->pace()),
       pipeline_(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr)))),
       bus_(gst_element_get_bus(pipeline_.get())) {
@@ -90,6 +92,12 @@ std::optional<Error> Pipeline::play(std::shared_ptr<const FrameReceiver> receive
     return std::nullopt;
 }
 
+void Pipeline::sayThatItIsSlow() const {
+    if (!slowStart_.empty()) {
+        std::cerr << "velmaro: " + slowStart_ + "\n";
+    }
+}
+
 void Pipeline::close() {
     closeRequested_.store(true);
     wake();
@@ -117,7 +125,7 @@ void Pipeline::run() {
 }
 
 bool Pipeline::openSource() {
-    if (const auto error = source_->build(GST_BIN(pipeline_.get()), sink_.element())) {
+    if (const auto error = source_->build(GST_BIN(pipeline_.get()), sink_)) {
         fail(*error);
         return false;
     }

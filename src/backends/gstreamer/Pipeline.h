@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "backends/gstreamer/FrameSink.h"
@@ -66,6 +67,9 @@ public:
     [[nodiscard]] std::optional<Error> play(std::shared_ptr<const FrameReceiver> receiver,
                                             std::weak_ptr<PipelineListener> listener);
 
+    /// Says on standard error that it has not started for a while. Any thread.
+    void sayThatItIsSlow() const;
+
     /// Asks to close and returns at once. Any thread, any number of times.
     void close();
 
@@ -88,6 +92,8 @@ private:
     void fail(const Error& error);
     void enter(Stage stage);
     [[nodiscard]] std::shared_ptr<PipelineListener> listener();
+
+    const std::string slowStart_;
 
     // The worker's own, except that anybody may post to the bus.
     std::unique_ptr<Source> source_;

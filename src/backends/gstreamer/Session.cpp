@@ -1,9 +1,16 @@
 #include "backends/gstreamer/Session.h"
 
 #include <any>
+#include <chrono>
 #include <utility>
 
 namespace velmaro::gstreamer {
+
+namespace {
+
+constexpr std::chrono::seconds kSlowStart{2};
+
+}  // namespace
 
 Session::Session(std::shared_ptr<const SessionServices> services)
     : services_(std::move(services)) {}
@@ -23,7 +30,13 @@ void Session::startRunning() {
         }
     }
     const std::shared_ptr<Pipeline> pipeline = pipeline_;
-    stateChanged_.wait(lock, [&] { return pipeline_ != pipeline || running_.load(); });
+    const auto decided = [&] { return pipeline_ != pipeline || running_.load(); };
+    if (!stateChanged_.wait_for(lock, kSlowStart, decided)) {
+        lock.unlock();
+        pipeline->sayThatItIsSlow();
+        lock.lock();
+        stateChanged_.wait(lock, decided);
+    }
     const bool started = pipeline_ == pipeline;
     lock.unlock();
     if (isFirst && started) {

@@ -3,6 +3,7 @@
 #include <gst/gst.h>
 
 #include <optional>
+#include <string>
 
 #include "backends/gstreamer/FrameSink.h"
 #include "backends/gstreamer/FrameWatch.h"
@@ -22,8 +23,11 @@ public:
 
     [[nodiscard]] virtual Pace pace() const = 0;
 
-    /// Adds and links elements that lead to `sink`, which is in the bin already.
-    virtual std::optional<Error> build(GstBin* pipeline, GstElement* sink) = 0;
+    /// What to tell people while the start takes long; empty if it does not.
+    [[nodiscard]] virtual std::string slowStart() const { return {}; }
+
+    /// Adds and links elements that lead to the element of `sink`, which is in the bin already.
+    virtual std::optional<Error> build(GstBin* pipeline, FrameSink& sink) = 0;
 
     /// The pipeline has its first frame. False if it was sent to look for it anew.
     virtual bool preroll(GstElement* pipeline) = 0;

@@ -1,12 +1,17 @@
 #include "backends/gstreamer/VideoDevices.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <fstream>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace velmaro::gstreamer {
 
@@ -30,8 +35,9 @@ int tryOpen(const std::filesystem::path& file) {
     return 0;
 }
 
-bool videoDevicesAreForbidden(const std::filesystem::path& folder, const TryOpen& open) {
-    bool forbidden = false;
+std::vector<std::filesystem::path> forbiddenVideoDevices(const std::filesystem::path& folder,
+                                                         const TryOpen& open) {
+    std::vector<std::filesystem::path> forbidden;
     std::error_code error;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
@@ -39,11 +45,60 @@ bool videoDevicesAreForbidden(const std::filesystem::path& folder, const TryOpen
             continue;
         }
         if (open(entry->path()) != EACCES) {
-            return false;
+            return {};
         }
-        forbidden = true;
+        forbidden.push_back(entry->path());
     }
+    std::ranges::sort(forbidden);
     return forbidden;
+}
+
+std::vector<CameraDescription> describeVideoDevices(
+    const std::vector<std::filesystem::path>& devices) {
+    std::vector<CameraDescription> cameras;
+    for (const std::filesystem::path& device : devices) {
+        struct stat status {};
+        if (::stat(device.c_str(), &status) != 0) {
+            continue;
+        }
+        std::ifstream record("/run/udev/data/c" + std::to_string(major(status.st_rdev)) + ":" +
+                             std::to_string(minor(status.st_rdev)));
+        auto camera = describeRecord(record);
+        // A camera often has several devices.
+        if (camera && std::ranges::none_of(cameras, [&](const CameraDescription& known) {
+                return known.uniqueID == camera->uniqueID;
+            })) {
+            cameras.push_back(*std::move(camera));
+        }
+    }
+    return cameras;
+}
+
+std::optional<CameraDescription> describeRecord(std::istream& record) {
+    CameraDescription camera;
+    bool captures = false;
+    for (std::string line; std::getline(record, line);) {
+        const std::size_t equals = line.find('=');
+        if (equals == std::string::npos) {
+            continue;
+        }
+        const std::string name = line.substr(0, equals);
+        const std::string value = line.substr(equals + 1);
+        if (name == "E:ID_PATH") {
+            camera.uniqueID = value;
+        } else if (name == "E:ID_V4L_PRODUCT") {
+            camera.localizedName = value;
+        } else if (name == "E:ID_V4L_CAPABILITIES") {
+            captures = value.find(":capture:") != std::string::npos;
+        }
+    }
+    if (!captures || camera.uniqueID.empty()) {
+        return std::nullopt;
+    }
+    if (camera.localizedName.empty()) {
+        camera.localizedName = camera.uniqueID;
+    }
+    return camera;
 }
 
 }  // namespace velmaro::gstreamer

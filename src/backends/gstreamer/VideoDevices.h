@@ -2,6 +2,11 @@
 
 #include <filesystem>
 #include <functional>
+#include <istream>
+#include <optional>
+#include <vector>
+
+#include "backends/gstreamer/CameraDescription.h"
 
 namespace velmaro::gstreamer {
 
@@ -11,8 +16,17 @@ using TryOpen = std::function<int(const std::filesystem::path&)>;
 /// Opens it indeed, without waiting.
 int tryOpen(const std::filesystem::path& file);
 
-/// True if there are video devices (video0, video1, ...) in `folder` and this user may open none.
-[[nodiscard]] bool videoDevicesAreForbidden(const std::filesystem::path& folder = "/dev",
-                                            const TryOpen& open = tryOpen);
+/// The video devices (video0, video1, ...) in `folder`, if there are any and this user may open
+/// none of them.
+[[nodiscard]] std::vector<std::filesystem::path> forbiddenVideoDevices(
+    const std::filesystem::path& folder = "/dev", const TryOpen& open = tryOpen);
+
+/// The cameras behind the devices, as the device manager wrote them down for everybody: with the
+/// name and identity that they have for those who may open them.
+[[nodiscard]] std::vector<CameraDescription> describeVideoDevices(
+    const std::vector<std::filesystem::path>& devices);
+
+/// The camera in one of the device manager's records; nothing if it is none.
+[[nodiscard]] std::optional<CameraDescription> describeRecord(std::istream& record);
 
 }  // namespace velmaro::gstreamer

@@ -211,18 +211,16 @@ public:
         queue->sync([] {});
     }
 
-    std::shared_ptr<CaptureDevice> device() {
+    std::vector<std::shared_ptr<CaptureDevice>> devices() {
         const CaptureDeviceType types[] = {CaptureDeviceType::external};
-        return capture->discover(types).at(0);
+        return capture->discover(types);
     }
-
-    [[nodiscard]] bool isListed() {
-        const CaptureDeviceType types[] = {CaptureDeviceType::external};
-        return !capture->discover(types).empty();
-    }
+    std::shared_ptr<CaptureDevice> device() { return devices().at(0); }
+    [[nodiscard]] bool isListed() { return !devices().empty(); }
 
     /// Why there is no input; empty if there is one, which has then been added with an output.
-    std::string setUp() {
+    std::string setUp() { return setUp(device()); }
+    std::string setUp(const std::shared_ptr<CaptureDevice>& device) {
         session->beginConfiguration();
         for (const auto& input : session->inputs()) {
             session->removeInput(input);
@@ -230,7 +228,7 @@ public:
         for (const auto& output : session->outputs()) {
             session->removeOutput(output);
         }
-        auto input = capture->makeDeviceInput(device());
+        auto input = capture->makeDeviceInput(device);
         if (const auto* error = std::get_if<Error>(&input)) {
             session->commitConfiguration();
             return error->localizedDescription;

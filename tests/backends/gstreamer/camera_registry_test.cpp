@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <sstream>
 
 #include "Media.h"
+#include "ScriptedDevice.h"
 #include "backends/gstreamer/CameraRegistry.h"
 #include "backends/gstreamer/FrameWatch.h"
 #include "backends/gstreamer/Library.h"
@@ -12,31 +14,10 @@
 namespace velmaro::gstreamer {
 namespace {
 
-/// GstDevice is abstract; this one does no more than describe itself.
-struct TestDevice {
-    GstDevice parent;
-};
-struct TestDeviceClass {
-    GstDeviceClass parent;
-};
-G_DEFINE_TYPE(TestDevice, test_device, GST_TYPE_DEVICE)
-void test_device_class_init(TestDeviceClass* /*type*/) {}
-void test_device_init(TestDevice* /*device*/) {}
+using test::kColour;
+using test::kGrey;
 
-constexpr const char* kColour = "video/x-raw,format=YUY2,width=640,height=480,framerate=30/1";
-constexpr const char* kGrey = "video/x-raw,format=GRAY8,width=640,height=480,framerate=30/1";
-
-DeviceHandle device(const std::string& properties, const char* caps = kColour,
-                    const char* type = "Video/Source") {
-    EXPECT_FALSE(ensureLibrary());
-    const CapsHandle format(gst_caps_from_string(caps));
-    GstStructure* const structure = gst_structure_from_string(("p," + properties).c_str(), nullptr);
-    auto* const made = GST_DEVICE(g_object_new(test_device_get_type(), "display-name", "Name",
-                                               "caps", format.get(), "device-class", type,
-                                               "properties", structure, nullptr));
-    gst_structure_free(structure);
-    return DeviceHandle(GST_DEVICE(gst_object_ref_sink(made)));
-}
+constexpr auto device = [](const auto&... arguments) { return test::scriptedDevice(arguments...); };
 
 std::string identity(const std::string& properties) {
     const auto camera = describeCamera(device(properties).get());
@@ -134,19 +115,39 @@ TEST(VideoDevices, AreForbiddenOnlyIfNoneOpens) {
     const test::TemporaryDirectory folder;
     const std::filesystem::path path = folder.file("");
     const auto allRefused = [](const auto&) { return EACCES; };
-    EXPECT_FALSE(videoDevicesAreForbidden(path, allRefused));
-    EXPECT_FALSE(videoDevicesAreForbidden(path / "absent", allRefused));
+    using Devices = std::vector<std::filesystem::path>;
+    EXPECT_EQ(forbiddenVideoDevices(path, allRefused), Devices{});
+    EXPECT_EQ(forbiddenVideoDevices(path / "absent", allRefused), Devices{});
     test::writeFile(folder.file("video"), "");
     test::writeFile(folder.file("videos1"), "");
-    EXPECT_FALSE(videoDevicesAreForbidden(path, allRefused));
+    EXPECT_EQ(forbiddenVideoDevices(path, allRefused), Devices{});
+    test::writeFile(folder.file("video1"), "");
     test::writeFile(folder.file("video0"), "");
-    test::writeFile(folder.file("video12"), "");
-    EXPECT_TRUE(videoDevicesAreForbidden(path, allRefused));
-    EXPECT_FALSE(videoDevicesAreForbidden(path, [](const std::filesystem::path& file) {
-        return file.filename() == "video12" ? 0 : EACCES;
-    }));
-    EXPECT_FALSE(videoDevicesAreForbidden(path, [](const auto&) { return EBUSY; }));
-    EXPECT_FALSE(videoDevicesAreForbidden(path));
+    EXPECT_EQ(forbiddenVideoDevices(path, allRefused), (Devices{path / "video0", path / "video1"}));
+    EXPECT_EQ(forbiddenVideoDevices(path,
+                                    [](const std::filesystem::path& file) {
+                                        return file.filename() == "video1" ? 0 : EACCES;
+                                    }),
+              Devices{});
+    EXPECT_EQ(forbiddenVideoDevices(path, [](const auto&) { return EBUSY; }), Devices{});
+    EXPECT_EQ(forbiddenVideoDevices(path), Devices{});
+}
+
+TEST(VideoDevices, AreCamerasIfTheirRecordSaysSo) {
+    const auto described = [](const std::string& text) {
+        std::istringstream record(text);
+        return describeRecord(record);
+    };
+    const std::string place = "S:v4l/by-path/a\nI:123\nE:ID_V4L_VERSION=2\nE:ID_PATH=pci-1\n";
+    const std::string captures = "E:ID_V4L_CAPABILITIES=:capture:\n";
+    EXPECT_EQ(described(place + captures + "E:ID_V4L_PRODUCT=A = B\nG:seat\n"),
+              (CameraDescription{"pci-1", "A = B"}));
+    EXPECT_EQ(described(place + captures), (CameraDescription{"pci-1", "pci-1"}));
+    EXPECT_EQ(described(captures), std::nullopt) << "it has no lasting place";
+    EXPECT_EQ(described(place + "E:ID_V4L_CAPABILITIES=:\n"), std::nullopt);
+    EXPECT_EQ(described(place + "E:ID_V4L_CAPABILITIES=:video_output:\n"), std::nullopt);
+    EXPECT_EQ(described(""), std::nullopt);
+    EXPECT_TRUE(describeVideoDevices({"/dev/null", "absent"}).empty());
 }
 
 }  // namespace

@@ -42,8 +42,9 @@ public:
 
 class FrameMailboxTest : public testing::Test {
 protected:
-    bool put(int number) {
-        return mailbox->put(std::make_shared<Picture>(number), Telemetry::Clock::now());
+    bool put(int number, int discardedBefore = 0) {
+        return mailbox->put(std::make_shared<Picture>(number), Telemetry::Clock::now(),
+                            discardedBefore);
     }
 
     Telemetry telemetry;
@@ -62,6 +63,18 @@ TEST_F(FrameMailboxTest, AsksForOneDeliveryPerFilledSlot) {
     EXPECT_EQ(delegate->events, (std::vector{-1, -1, 3, 4}));
     EXPECT_EQ(telemetry.framesIn, 2U);
     EXPECT_EQ(telemetry.framesDropped, 2U);
+}
+
+TEST_F(FrameMailboxTest, TellsWhatWasDiscardedOnTheWayAmongItsOwn) {
+    EXPECT_TRUE(put(1, 2));
+    EXPECT_FALSE(put(5, 1));
+    mailbox->deliver();
+    EXPECT_EQ(delegate->events, (std::vector{-1, -1, -1, -1, 5}));
+    EXPECT_TRUE(put(7, 1));
+    mailbox->deliver();
+    EXPECT_EQ(delegate->events, (std::vector{-1, -1, -1, -1, 5, -1, 7}));
+    EXPECT_EQ(telemetry.framesIn, 2U);
+    EXPECT_EQ(telemetry.framesDropped, 5U);
 }
 
 TEST_F(FrameMailboxTest, FrameThatComesWhileOneIsHandledWaits) {

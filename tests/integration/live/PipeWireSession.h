@@ -24,6 +24,10 @@ public:
     bool plugIn(const std::string& name, const std::string& format = "YUY2",
                 const std::string& source = kTestPicture);
     bool unplug(const std::string& name) { return command("unplug " + name); }
+    bool freeze(const std::string& name) { return command("freeze " + name); }
+    bool thaw(const std::string& name) { return command("thaw " + name); }
+    bool hang() { return command("hang"); }
+    bool resume() { return command("resume"); }
     bool killDaemons() { return command("kill"); }
     bool startDaemons() { return command("start"); }
 
@@ -31,6 +35,11 @@ public:
     [[nodiscard]] Program::Environment environment() const;
     [[nodiscard]] std::string folder() const { return folder_.path(); }
 
+    /// A face, for as long as the camera runs. A file is no live source, as a camera is one, but
+    /// its first picture can be held as one.
+    static constexpr const char* kFace =
+        "filesrc location=" VELMARO_DEMO
+        "/demo.webm ! decodebin ! imagefreeze is-live=true ! video/x-raw,framerate=30/1";
     static constexpr const char* kTestPicture =
         "videotestsrc is-live=true ! video/x-raw,width=640,height=480,framerate=30/1";
 

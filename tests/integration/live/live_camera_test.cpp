@@ -1,47 +1,12 @@
-#include <gtest/gtest.h>
-
+#include <array>
 #include <cmath>
 #include <csignal>
-#include <cstdlib>
 
-#include "../../backends/gstreamer/Rig.h"
-#include "PipeWireSession.h"
+#include "LiveCamera.h"
 #include "integration/support/Receiver.h"
 
 namespace velmaro::integration {
 namespace {
-
-using gstreamer::CaptureOptions;
-using gstreamer::test::eventually;
-using gstreamer::test::Rig;
-using namespace std::chrono_literals;
-
-class LiveCamera : public testing::Test {
-protected:
-    void SetUp() override {
-        if (const std::string missing = PipeWireSession::missing(); !missing.empty()) {
-            GTEST_SKIP() << "no virtual cameras without " << missing;
-        }
-        session = std::make_unique<PipeWireSession>();
-        ASSERT_TRUE(session->isReady());
-        // For the captures of this process; each test has one of its own.
-        for (const auto& [name, value] : session->environment()) {
-            ::setenv(name.c_str(), value.c_str(), 1);
-        }
-    }
-
-    [[nodiscard]] Finished run(const std::vector<std::string>& arguments) const {
-        return runProgram(arguments, session->environment());
-    }
-
-    std::unique_ptr<PipeWireSession> session;
-};
-
-CaptureOptions live() {
-    CaptureOptions options;
-    options.liveCameraPatience = 5s;
-    return options;
-}
 
 TEST_F(LiveCamera, IsListedOnceBehindTheFilesAndWithoutItsInfraredTwin) {
     ASSERT_TRUE(session->plugIn("front"));
@@ -55,12 +20,20 @@ TEST_F(LiveCamera, IsListedOnceBehindTheFilesAndWithoutItsInfraredTwin) {
     EXPECT_EQ(both.status, 0);
 }
 
-TEST_F(LiveCamera, TurnsAHeadIntoDatagrams) {
-    // A file is no live source, as a camera is one, but its first picture can be held as one.
-    ASSERT_TRUE(session->plugIn("clip", "YUY2",
-                                "filesrc location=" VELMARO_DEMO
-                                "/demo.webm ! decodebin ! imagefreeze is-live=true"
-                                " ! video/x-raw,framerate=30/1"));
+TEST_F(LiveCamera, TwoAreListedInTheOrderInWhichTheyCame) {
+    ASSERT_TRUE(session->plugIn("right"));
+    ASSERT_TRUE(session->plugIn("left", "JPEG"));
+    (void)run({"--list-inputs"});
+    const Finished listed = run({"--list-inputs"});
+    EXPECT_EQ(listed.output, "camera_right\tCamera-right\ncamera_left\tCamera-left\n");
+    EXPECT_EQ(listed.errors, "");
+}
+
+/// The parameter is the format of the camera.
+class LiveCameraFormat : public LiveCamera, public testing::WithParamInterface<const char*> {};
+
+TEST_P(LiveCameraFormat, TurnsAHeadIntoDatagrams) {
+    ASSERT_TRUE(session->plugIn("clip", GetParam(), PipeWireSession::kFace));
     const Receiver receiver;
     Program program({"--input", "camera_clip", "--port", receiver.port()}, session->environment());
     ASSERT_TRUE(receiver.waitFor(40)) << program.output() << program.errors();
@@ -70,6 +43,27 @@ TEST_F(LiveCamera, TurnsAHeadIntoDatagrams) {
         EXPECT_EQ(message.address, "/ypr");
         EXPECT_EQ(message.types, "fff");
         EXPECT_LT(std::abs(message.values.at(0)), 90.0F);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, LiveCameraFormat, testing::Values("YUY2", "NV12", "JPEG"),
+                         [](const auto& format) { return std::string(format.param); });
+
+TEST_F(LiveCamera, ThreeProgramsReadOneAtATime) {
+    ASSERT_TRUE(session->plugIn("clip", "YUY2", PipeWireSession::kFace));
+    const std::array<Receiver, 3> receivers;
+    std::vector<std::unique_ptr<Program>> programs;
+    for (const Receiver& receiver : receivers) {
+        programs.push_back(std::make_unique<Program>(
+            std::vector<std::string>{"--input", "camera_clip", "--port", receiver.port()},
+            session->environment()));
+    }
+    for (const Receiver& receiver : receivers) {
+        EXPECT_TRUE(receiver.waitFor(10));
+    }
+    for (const auto& program : programs) {
+        program->signal(SIGTERM);
+        EXPECT_EQ(program->wait(), 0) << program->errors();
     }
 }
 

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "backends/gstreamer/FrameSink.h"
+#include "backends/gstreamer/Handles.h"
+
+namespace velmaro::gstreamer {
+
+/// A place for one frame between a camera and the decoding and conversion of its frames. While
+/// these are slow, a new frame takes the place of the one that waits. Without it the frames would
+/// wait in the camera's own buffers, a dozen late ones, and then be lost where nobody counts.
+class LatestFrame {
+public:
+    /// Tells `sink`, which outlives the pipeline, of what is discarded.
+    explicit LatestFrame(FrameSink& sink);
+    LatestFrame(const LatestFrame&) = delete;
+    LatestFrame& operator=(const LatestFrame&) = delete;
+
+    /// For a pipeline that stops before this is destroyed.
+    [[nodiscard]] GstElement* element() const { return queue_.get(); }
+
+private:
+    static GstPadProbeReturn arrives(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+    static GstPadProbeReturn leaves(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+
+    FrameSink& sink_;
+    ElementHandle queue_;
+    // Each is one thread's own; atomic because ThreadSanitizer does not see GLib's locks.
+    std::atomic<std::uint64_t> arrived_ = 0;
+    std::atomic<std::uint64_t> accounted_ = 0;
+};
+
+}  // namespace velmaro::gstreamer

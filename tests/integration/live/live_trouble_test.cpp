@@ -1,0 +1,143 @@
+// Cameras and daemons that hang, and many starts.
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "LiveCamera.h"
+
+namespace velmaro::integration {
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::Not;
+using testing::Value;
+
+/// What this process holds.
+struct Usage {
+    std::ptrdiff_t threads = 0;
+    std::ptrdiff_t files = 0;
+    std::ptrdiff_t kilobytes = 0;
+
+    /// Once what was stopped has gone.
+    static Usage settled() {
+        std::this_thread::sleep_for(500ms);
+        const auto entries = [](const char* folder) {
+            return std::distance(std::filesystem::directory_iterator(folder), {});
+        };
+        std::ptrdiff_t all = 0;
+        std::ptrdiff_t resident = 0;
+        std::ifstream("/proc/self/statm") >> all >> resident;
+        return {entries("/proc/self/task"), entries("/proc/self/fd"),
+                resident * (::sysconf(_SC_PAGESIZE) / 1024)};
+    }
+};
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// Slow, and what they remember of each start takes memory of its own.
+constexpr int kStarts = 40;
+constexpr bool kMemoryTells = false;
+#else
+constexpr int kStarts = 200;
+constexpr bool kMemoryTells = true;
+#endif
+
+TEST_F(LiveCamera, PicturesThatStopAreToldAndSoIsTheirReturn) {
+    ASSERT_TRUE(session->plugIn("front"));
+    Program program({"--input", "camera_front", "--stats"}, session->environment());
+    ASSERT_TRUE(eventually([&] {
+        return Value(program.errors(), ContainsRegex("frames in [1-9]"));
+    })) << program.errors();
+    ASSERT_TRUE(session->freeze("front"));
+    ASSERT_TRUE(
+        says(program, "velmaro: the camera \"Camera-front\" has given no picture for 2 seconds\n"));
+    EXPECT_TRUE(program.waitForOutput(
+        "❌ Capture session runtime error: the camera \"Camera-front\" gives no more pictures\n"));
+    EXPECT_THAT(program.errors(), Not(HasSubstr("gives pictures again")));
+    ASSERT_TRUE(session->thaw("front"));
+    EXPECT_TRUE(says(program, "velmaro: the camera \"Camera-front\" gives pictures again\n"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST_F(LiveCamera, OneThatHangsIsGivenUpAtOnceAndStartsWhenItIsWellAgain) {
+    ASSERT_TRUE(session->plugIn("front"));
+    Rig rig(live());
+    ASSERT_EQ(rig.setUp(), "");
+    ASSERT_TRUE(session->freeze("front"));
+    std::thread start([&] { rig.session->startRunning(); });
+    std::this_thread::sleep_for(1s);
+    EXPECT_FALSE(rig.session->isRunning()) << "it does not hang, so nothing is shown";
+    const auto begin = std::chrono::steady_clock::now();
+    rig.session->stopRunning();
+    start.join();
+    ASSERT_EQ(rig.setUp(), "");
+    // Far less than the half minute for which the camera's own start is stuck.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+    EXPECT_EQ(rig.didStart, 0);
+    EXPECT_TRUE(rig.errors().empty());
+    ASSERT_TRUE(session->thaw("front"));
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() >= 10; }));
+}
+
+TEST_F(LiveCamera, ADaemonThatHangsDoesNotKeepTheProgram) {
+    ASSERT_TRUE(session->plugIn("front"));
+    ASSERT_TRUE(session->freeze("front"));
+    Program program({"--input", "camera_front"}, session->environment());
+    ASSERT_TRUE(program.waitForOutput("🚀 Starting capture session...\n")) << program.errors();
+    ASSERT_TRUE(session->hang());
+    EXPECT_TRUE(
+        says(program, "velmaro: the camera \"Camera-front\" has not answered for 2 seconds\n"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(3s), 0) << program.output();
+    EXPECT_THAT(program.output(), Not(HasSubstr("Session started running")));
+    ASSERT_TRUE(session->resume());
+    ASSERT_TRUE(session->thaw("front"));
+}
+
+TEST_F(LiveCamera, TwoHundredStartsAndChangesOfCameraLeaveNothingBehind) {
+    // The allocator gives threads that come an arena each, until there are eight for each
+    // processor, which would look like growth.
+    ::mallopt(M_ARENA_MAX, 1);
+    ASSERT_TRUE(session->plugIn("left"));
+    ASSERT_TRUE(session->plugIn("right", "JPEG"));
+    Rig rig(live());
+    const auto cameras = rig.devices();
+    ASSERT_EQ(cameras.size(), 2U);
+    Usage before;
+    for (int round = 0; round < kStarts; ++round) {
+        // Each second round starts the same camera again, the others change it while it runs.
+        ASSERT_EQ(rig.setUp(cameras.at(static_cast<std::size_t>(round / 2 % 2))), "");
+        rig.session->startRunning();
+        ASSERT_TRUE(rig.session->isRunning()) << round;
+        const std::size_t frames = rig.recorder->count();
+        ASSERT_TRUE(eventually([&] { return rig.recorder->count() > frames; })) << round;
+        if (round % 2 == 0) {
+            rig.session->stopRunning();
+        }
+        if (round == 10) {
+            rig.session->stopRunning();
+            before = Usage::settled();
+        }
+    }
+    rig.session->stopRunning();
+    const Usage after = Usage::settled();
+    // GLib keeps a few threads for a while.
+    EXPECT_LE(after.threads, before.threads + 4);
+    EXPECT_LE(after.files, before.files);
+    if (kMemoryTells) {
+        // Less than half a picture.
+        EXPECT_LE(after.kilobytes, before.kilobytes + 512);
+    }
+    EXPECT_EQ(rig.didStart, kStarts);
+    EXPECT_TRUE(rig.errors().empty());
+}
+
+}  // namespace
+}  // namespace velmaro::integration
