@@ -1,43 +1,37 @@
 #pragma once
 
-#include "backends/xdg/CameraPortal.h"
+#include <memory>
+
 #include "platform/Capture.h"
 
 namespace velmaro {
+
+class CameraPortal;
 
 /// Another door to cameras, entered only with the desktop's permission.
 class PortalCapture : public Capture {
 public:
     /// `cameras` outlives this one.
-    explicit PortalCapture(Capture& cameras) : cameras_(cameras) {}
+    explicit PortalCapture(Capture& cameras);
+    ~PortalCapture() override;
+    PortalCapture(const PortalCapture&) = delete;
+    PortalCapture& operator=(const PortalCapture&) = delete;
 
     [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> discover(
-        std::span<const CaptureDeviceType> types) override {
-        return cameras_.discover(types);
-    }
-
+        std::span<const CaptureDeviceType> types) override;
     /// What the system itself forbids nobody can allow.
-    [[nodiscard]] AuthorizationStatus authorizationStatus() const override {
-        const AuthorizationStatus status = cameras_.authorizationStatus();
-        return status == AuthorizationStatus::authorized ? portal_.status() : status;
-    }
+    [[nodiscard]] AuthorizationStatus authorizationStatus() const override;
     /// `completion` is not called any more once this door is destroyed.
-    void requestAccess(std::function<void(bool granted)> completion) override {
-        portal_.requestAccess(std::move(completion));
-    }
+    void requestAccess(std::function<void(bool granted)> completion) override;
 
-    std::shared_ptr<CaptureSession> makeSession() override { return cameras_.makeSession(); }
+    std::shared_ptr<CaptureSession> makeSession() override;
     std::variant<std::shared_ptr<CaptureDeviceInput>, Error> makeDeviceInput(
-        const std::shared_ptr<CaptureDevice>& device) override {
-        return cameras_.makeDeviceInput(device);
-    }
-    std::shared_ptr<VideoDataOutput> makeVideoDataOutput() override {
-        return cameras_.makeVideoDataOutput();
-    }
+        const std::shared_ptr<CaptureDevice>& device) override;
+    std::shared_ptr<VideoDataOutput> makeVideoDataOutput() override;
 
 private:
     Capture& cameras_;
-    CameraPortal portal_;
+    const std::unique_ptr<CameraPortal> portal_;
 };
 
 }  // namespace velmaro
