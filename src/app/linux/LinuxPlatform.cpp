@@ -32,6 +32,7 @@ public:
 /// The system answers within 60 ms; only a daemon that hangs, or GStreamer's very first look at its
 /// plug-ins, needs this long.
 constexpr std::chrono::milliseconds kCameraPatience{3000};
+constexpr std::chrono::milliseconds kLongCameraPatience{10000};
 
 std::optional<std::chrono::milliseconds> cameraPatience(LiveCameras liveCameras) {
     switch (liveCameras) {
@@ -41,6 +42,8 @@ std::optional<std::chrono::milliseconds> cameraPatience(LiveCameras liveCameras)
             return std::chrono::milliseconds(0);
         case LiveCameras::awaited:
             return kCameraPatience;
+        case LiveCameras::awaitedPatiently:
+            return kLongCameraPatience;
     }
     return std::nullopt;
 }

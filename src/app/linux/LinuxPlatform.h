@@ -19,8 +19,10 @@ enum class LiveCameras {
     none,
     /// Listed when they are found, after the files.
     listedLater,
-    /// Waited for by the first listing.
+    /// Waited for by the first listing, for as long as a person waits for a window.
     awaited,
+    /// The same, for as long as a slow computer may need.
+    awaitedPatiently,
 };
 
 struct LinuxPlatformOptions {

@@ -14,7 +14,7 @@ LiveCameras liveCamerasInTerminal(const Options& options) {
         mayBeLive = input.starts_with("camera_") && !input.starts_with("camera_file:") &&
                     !(options.demo && input == "camera_demo");
     }
-    return mayBeLive ? LiveCameras::awaited : LiveCameras::none;
+    return mayBeLive ? LiveCameras::awaitedPatiently : LiveCameras::none;
 }
 
 /// A file that is the first source can be shown without the cameras, which a person may pick later.
@@ -25,7 +25,7 @@ LiveCameras liveCamerasInWindow(const Options& options) {
 
 LiveCameras liveCameras(Program program, const Options& options) {
     if (options.listInputs) {
-        return LiveCameras::awaited;
+        return LiveCameras::awaitedPatiently;
     }
     return program == Program::window ? liveCamerasInWindow(options)
                                       : liveCamerasInTerminal(options);
