@@ -4,9 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
-#include <thread>
 
 #include "backends/bluez/FakeBlueZ.h"
 #include "backends/bluez/PrivateBus.h"
@@ -28,17 +26,6 @@ FakeDevice airPods() {
     return device;
 }
 
-/// Waits until the standard error holds `text`; false after 20 s.
-bool says(const Program& program, const std::string& text) {
-    for (int i = 0; i < 2000; ++i) {
-        if (program.errors().find(text) != std::string::npos) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}
-
 class FoundAirPods : public testing::Test {
 protected:
     const PrivateBus bus;
@@ -47,15 +34,15 @@ protected:
 
 TEST_F(FoundAirPods, AreSpokenToAndCalledExperimental) {
     FakeBlueZ bluez(bus.address());
-    const Program program({"--demo"}, variables);
-    ASSERT_TRUE(says(program, "'Demonstration' to"));
+    Program program({"--demo"}, variables);
+    ASSERT_TRUE(program.waitForErrors("'Demonstration' to"));
     EXPECT_THAT(program.errors(), Not(HasSubstr("AirPods")));
     bluez.set(kPath, airPods());
-    EXPECT_TRUE(says(program,
-                     "velmaro: found AirPods at 00:00:00:00:00:00; their motion is "
-                     "experimental, see docs/headphones.md\n"))
+    EXPECT_TRUE(
+        program.waitForErrors("velmaro: found AirPods at 00:00:00:00:00:00; their motion is "
+                              "experimental, see docs/headphones.md\n"))
         << program.errors();
-    EXPECT_TRUE(says(program, "velmaro: no motion from the AirPods (experimental): "))
+    EXPECT_TRUE(program.waitForErrors("velmaro: no motion from the AirPods (experimental): "))
         << program.errors();
 }
 
