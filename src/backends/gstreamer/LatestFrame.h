@@ -27,9 +27,10 @@ private:
 
     FrameSink& sink_;
     ElementHandle queue_;
-    // Each is one thread's own; atomic because ThreadSanitizer does not see GLib's locks.
-    std::atomic<std::uint64_t> arrived_ = 0;
-    std::atomic<std::uint64_t> accounted_ = 0;
+    // Each is written by one thread and read by the other, which then sees what the first one did
+    // to the frame. GLib's locks do the same, but ThreadSanitizer does not see them.
+    std::atomic<std::uint64_t> arrived_;
+    std::atomic<std::uint64_t> accounted_;
 };
 
 }  // namespace velmaro::gstreamer

@@ -41,9 +41,11 @@ struct Usage {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 // Slow, and what they remember of each start takes memory of its own.
 constexpr int kStarts = 40;
+constexpr auto kEnd = 6s;
 constexpr bool kMemoryTells = false;
 #else
 constexpr int kStarts = 200;
+constexpr auto kEnd = 3s;
 constexpr bool kMemoryTells = true;
 #endif
 
@@ -95,7 +97,7 @@ TEST_F(LiveCamera, ADaemonThatHangsDoesNotKeepTheProgram) {
     EXPECT_TRUE(
         says(program, "velmaro: the camera \"Camera-front\" has not answered for 2 seconds\n"));
     program.signal(SIGTERM);
-    EXPECT_EQ(program.wait(3s), 0) << program.output();
+    EXPECT_EQ(program.wait(kEnd), 0) << program.output();
     EXPECT_THAT(program.output(), Not(HasSubstr("Session started running")));
     ASSERT_TRUE(session->resume());
     ASSERT_TRUE(session->thaw("front"));
