@@ -58,8 +58,8 @@ ExitStatus Session::run() {
     }
     applySettings(options_, *view_);
     if (awaitsHeadphones()) {
-        say("waiting for the headphones");
         watch();
+        say("waiting for the headphones");
         startWhenHeadphonesConnect();
     } else {
         if (!chooseInput()) {

@@ -7,6 +7,7 @@
 
 #include "backends/aap/AirPods.h"
 #include "backends/aap/BluetoothChannel.h"
+#include "backends/bluez/BlueZAirPods.h"
 #include "backends/hid/HeadTracker.h"
 #include "backends/hid/HidrawSystem.h"
 #include "backends/motion/LiveMotion.h"
@@ -20,7 +21,7 @@
 namespace velmaro {
 namespace {
 
-/// For a head tracker that is already there to answer, so that it is among the first inputs.
+/// For headphones that are already there to answer, so that they are among the first inputs.
 constexpr std::chrono::milliseconds kPatience{1000};
 
 using Source = std::unique_ptr<HeadphoneMotion>;
@@ -37,6 +38,14 @@ std::variant<Source, Error> replay(const LinuxPlatformOptions& options,
         std::move(endPlayback));
 }
 
+Source airPods(std::unique_ptr<AirPodsFinder> finder, std::chrono::milliseconds patience) {
+    return std::make_unique<LiveMotion>(
+        "airpods",
+        std::make_unique<AirPods>(std::move(finder), connectAccessoryChannel,
+                                  AngleSigns::fromEnvironment("VELMARO_AIRPODS_REVERSE")),
+        patience);
+}
+
 std::variant<Source, Error> live(const LinuxPlatformOptions& options, DispatchQueue& mainQueue) {
     std::vector<Source> sources;
     sources.push_back(std::make_unique<LiveMotion>(
@@ -48,10 +57,10 @@ std::variant<Source, Error> live(const LinuxPlatformOptions& options, DispatchQu
             const std::string text = "'" + *options.airPodsAddress + "' is no Bluetooth address";
             return Error{.description = text, .localizedDescription = text};
         }
-        sources.push_back(std::make_unique<LiveMotion>(
-            "airpods", std::make_unique<AirPods>(
-                           [address = *address] { return connectAccessoryChannel(address); },
-                           AngleSigns::fromEnvironment("VELMARO_AIRPODS_REVERSE"))));
+        sources.push_back(airPods(std::make_unique<GivenAirPods>(*address), {}));
+    } else if (!options.motionUDPPort) {
+        // Who names another tracker means that one.
+        sources.push_back(airPods(std::make_unique<BlueZAirPods>(), kPatience));
     }
     if (options.motionUDPPort) {
         auto driver =

@@ -21,7 +21,8 @@ struct HeadphoneMotionParts {
 };
 
 /// A recorded motion if there is one; otherwise, in order of choice, head trackers by HID, AirPods
-/// and another tracker by UDP, the latter two only if asked for. Recorded into a file if asked for.
+/// and another tracker by UDP. The last only if asked for; AirPods at the address given, or, where
+/// neither is asked for, those that are connected. Recorded into a file if asked for.
 /// `endPlayback` is called when a file that plays once has ended.
 [[nodiscard]] HeadphoneMotionParts makeHeadphoneMotion(const LinuxPlatformOptions& options,
                                                        DispatchQueue& mainQueue,

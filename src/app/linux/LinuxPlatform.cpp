@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <utility>
 #include <variant>
 
@@ -14,6 +15,7 @@
 #include "backends/gstreamer/GStreamerCapture.h"
 #include "backends/posix/StandardOutputLog.h"
 #include "backends/posix/SystemClock.h"
+#include "backends/xdg/PortalCapture.h"
 #include "backends/xdg/SettingsStore.h"
 
 namespace velmaro {
@@ -57,6 +59,11 @@ std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& optio
     return cameras;
 }
 
+/// Who names a file has allowed it by that.
+bool needsPermission(const LinuxPlatformOptions& options) {
+    return options.liveCameras != LiveCameras::none && !options.demo && options.cameraFiles.empty();
+}
+
 std::unique_ptr<Log> makeLog(bool logs) {
     if (logs) {
         return std::make_unique<StandardOutputLog>();
@@ -90,10 +97,11 @@ struct LinuxPlatform::Parts {
                .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
                .liveCameraPatience = cameraPatience(options.liveCameras),
                .playbackEnded = [this] { endPlayback(); }}),
+          portal(needsPermission(options) ? std::make_unique<PortalCapture>(capture) : nullptr),
           faceLandmarks(makeFaceLandmarks(telemetry)),
           doors{*dispatch,
                 notificationCenter,
-                capture,
+                portal ? static_cast<Capture&>(*portal) : capture,
                 *faceLandmarks,
                 *headphoneMotion.door,
                 network,
@@ -127,6 +135,7 @@ struct LinuxPlatform::Parts {
     std::unique_ptr<AsioDispatch> dispatch;
     AsioNetwork network;
     gstreamer::GStreamerCapture capture;
+    const std::unique_ptr<PortalCapture> portal;
     const std::unique_ptr<FaceLandmarks> faceLandmarks;
     Platform doors;
     std::unique_ptr<SignalListener> signals;

@@ -21,43 +21,72 @@ std::string message(int error) {
 
 }  // namespace
 
-AirPods::AirPods(Connect connect, const AngleSigns& signs, const AirPodsTiming& timing)
-    : connect_(std::move(connect)), timing_(timing), attitude_(signs) {}
+AirPods::AirPods(std::unique_ptr<AirPodsFinder> finder, Connect connect, const AngleSigns& signs,
+                 const AirPodsTiming& timing)
+    : finder_(std::move(finder)), connect_(std::move(connect)), timing_(timing), attitude_(signs) {}
 
 void AirPods::run(MotionLink& link) {
-    link.settle();
+    heedFinder(link);
     while (!link.isEnding()) {
         heedWish(link);
-        std::array<pollfd, 1> files{
+        settle(link);
+        std::array<pollfd, 2> files{
             {{channel_ ? channel_->get() : -1,
-              static_cast<short>(stage_ == Stage::connecting ? POLLOUT : POLLIN), 0}}};
-        const bool awaitsNothing = stage_ == Stage::ready && wish_ == 0;
+              static_cast<short>(stage_ == Stage::connecting ? POLLOUT : POLLIN), 0},
+             {finder_->descriptor(), POLLIN, 0}}};
         std::optional<std::chrono::milliseconds> timeout;
-        if (!awaitsNothing) {
+        if (!isIdle()) {
             timeout = std::chrono::ceil<std::chrono::milliseconds>(due_ - Clock::now());
         }
         link.wait(files, timeout);
         if (files[0].revents != 0) {
             heedChannel(files[0].revents, link);
         }
-        if (!awaitsNothing && Clock::now() >= due_) {
+        if (files[1].revents != 0) {
+            heedFinder(link);
+        }
+        if (!isIdle() && Clock::now() >= due_) {
             heedTime(link);
         }
     }
-    if (stage_ == Stage::ready && wish_ != 0) {
-        send(airPodsStop(service_));
+    leave();
+}
+
+bool AirPods::isIdle() const {
+    return stage_ == Stage::idle ? !finding_.address : stage_ == Stage::ready && wish_ == 0;
+}
+
+void AirPods::settle(MotionLink& link) {
+    if (!hasSettled_ && finding_.isComplete && (hasTried_ || !finding_.address)) {
+        hasSettled_ = true;
+        link.settle();
     }
 }
 
 void AirPods::connect() {
     due_ = Clock::now() + timing_.answer;
-    auto channel = connect_();
+    auto channel = connect_(*finding_.address);
     if (const auto* const error = std::get_if<std::error_code>(&channel)) {
         close(error->message(), nullptr);
         return;
     }
     channel_.emplace(std::get<FileDescriptor>(std::move(channel)));
     stage_ = Stage::connecting;
+}
+
+void AirPods::heedFinder(MotionLink& link) {
+    const AirPodsFinding earlier = std::exchange(finding_, finder_->find());
+    if (finding_.address == earlier.address) {
+        return;
+    }
+    leave();
+    channel_.reset();
+    stage_ = Stage::idle;
+    due_ = Clock::now();
+    service_ = AirPodsService::motion16;
+    isServiceKnown_ = false;
+    told_.clear();
+    link.setAvailable(false);
 }
 
 void AirPods::heedWish(MotionLink& link) {
@@ -127,6 +156,7 @@ void AirPods::receive(std::span<const std::uint8_t> packet, MotionLink& link) {
         send(airPodsNotifications());
         stage_ = Stage::ready;
         told_.clear();
+        hasTried_ = true;
         wish_ = 0;
         attitude_.forget();
         link.setAvailable(true);
@@ -153,10 +183,17 @@ void AirPods::sendStart() {
     send(airPodsStart(service_));
 }
 
+void AirPods::leave() {
+    if (stage_ == Stage::ready && wish_ != 0) {
+        send(airPodsStop(service_));
+    }
+}
+
 void AirPods::close(const std::string& why, MotionLink* link) {
     channel_.reset();
     stage_ = Stage::idle;
     due_ = Clock::now() + timing_.retry;
+    hasTried_ = true;
     if (told_ != why) {
         told_ = why;
         std::cerr << "velmaro: no motion from the AirPods (experimental): " + why +

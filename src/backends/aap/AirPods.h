@@ -2,12 +2,14 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <variant>
 
 #include "backends/aap/AirPodsAttitude.h"
+#include "backends/aap/AirPodsFinder.h"
 #include "backends/aap/AirPodsPacket.h"
 #include "backends/motion/LiveMotion.h"
 
@@ -22,33 +24,43 @@ struct AirPodsTiming {
     std::chrono::milliseconds answer = std::chrono::seconds(10);
 };
 
-/// AirPods over their accessory protocol; experimental. Connected once they answer the handshake,
-/// and tried again for as long as they do not.
+/// AirPods over their accessory protocol; experimental. Those that the finder tells of are
+/// connected once they answer the handshake, and tried again for as long as they do not.
 class AirPods : public MotionDriver {
 public:
     /// A channel that is connecting, see `connectAccessoryChannel`.
-    using Connect = std::function<std::variant<FileDescriptor, std::error_code>()>;
+    using Connect = std::function<std::variant<FileDescriptor, std::error_code>(
+        const BluetoothAddress& address)>;
 
-    explicit AirPods(Connect connect, const AngleSigns& signs = {},
-                     const AirPodsTiming& timing = {});
+    AirPods(std::unique_ptr<AirPodsFinder> finder, Connect connect, const AngleSigns& signs = {},
+            const AirPodsTiming& timing = {});
 
+    /// Settles after the first attempt, if there is anything to try.
     void run(MotionLink& link) override;
 
 private:
     using Clock = std::chrono::steady_clock;
     enum class Stage { idle, connecting, greeting, ready };
 
+    /// Whether time alone changes nothing.
+    [[nodiscard]] bool isIdle() const;
+    void settle(MotionLink& link);
     void connect();
+    void heedFinder(MotionLink& link);
     void heedWish(MotionLink& link);
     void heedTime(MotionLink& link);
     void heedChannel(short events, MotionLink& link);
     void receive(std::span<const std::uint8_t> packet, MotionLink& link);
     void send(std::span<const std::uint8_t> packet);
     void sendStart();
+    /// Takes leave of the device, if it was started.
+    void leave();
     void close(const std::string& why, MotionLink* link);
 
+    const std::unique_ptr<AirPodsFinder> finder_;
     const Connect connect_;
     const AirPodsTiming timing_;
+    AirPodsFinding finding_;
     AirPodsAttitude attitude_;
     std::optional<FileDescriptor> channel_;
     Stage stage_ = Stage::idle;
@@ -57,6 +69,8 @@ private:
     std::uint64_t wish_ = 0;
     /// Whether `service_` has ever streamed.
     bool isServiceKnown_ = false;
+    bool hasTried_ = false;
+    bool hasSettled_ = false;
     std::string told_;
 };
 

@@ -4,7 +4,9 @@
 #include <gst/pbutils/pbutils.h>
 
 #include <cstdio>
+#include <span>
 #include <string>
+#include <string_view>
 
 #include "backends/gstreamer/Handles.h"
 
@@ -16,10 +18,26 @@ void printToStandardError(const gchar* text) {
     std::fputs(text, stderr);
 }
 
+/// GLib's own switch for this may not be thrown any more once another thread of GLib runs.
+GLogWriterOutput logToStandardError(GLogLevelFlags level, const GLogField* fields, gsize count,
+                                    gpointer /*data*/) {
+    const char* domain = nullptr;
+    for (const GLogField& field : std::span(fields, count)) {
+        if (std::string_view(field.key) == "GLIB_DOMAIN") {
+            domain = static_cast<const char*>(field.value);
+        }
+    }
+    if (g_log_writer_default_would_drop(level, domain) == FALSE) {
+        const TextHandle text(g_log_writer_format_fields(level, fields, count, FALSE));
+        printToStandardError((std::string(text.get()) + "\n").c_str());
+    }
+    return G_LOG_WRITER_HANDLED;
+}
+
 std::optional<Error> initialise() {
     // Standard output belongs to the program's own lines.
     g_set_print_handler(printToStandardError);
-    g_log_writer_default_set_use_stderr(TRUE);
+    g_log_set_writer_func(logToStandardError, nullptr, nullptr);
     // A crash should reach the debugger, not wait in GStreamer's handler.
     gst_segtrap_set_enabled(FALSE);
 

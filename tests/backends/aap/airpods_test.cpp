@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "backends/aap/Packets.h"
@@ -24,18 +26,64 @@ Bytes bytes(std::span<const std::uint8_t> packet) {
     return {packet.begin(), packet.end()};
 }
 
+constexpr BluetoothAddress kAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xCC};
+constexpr BluetoothAddress kOther{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xDD};
+
+/// What a finder found, as the test says.
+class Findings {
+public:
+    [[nodiscard]] int descriptor() const { return changed_.get(); }
+    AirPodsFinding take() {
+        eventfd_t count = 0;
+        ::eventfd_read(changed_.get(), &count);
+        const std::lock_guard lock(mutex_);
+        return finding_;
+    }
+    void set(const std::optional<BluetoothAddress>& address) {
+        {
+            const std::lock_guard lock(mutex_);
+            finding_ = {.isComplete = true, .address = address};
+        }
+        ::eventfd_write(changed_.get(), 1);
+    }
+
+private:
+    const FileDescriptor changed_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+    std::mutex mutex_;
+    AirPodsFinding finding_;
+};
+
+class ScriptedFinder : public AirPodsFinder {
+public:
+    explicit ScriptedFinder(Findings& findings) : findings_(findings) {}
+    [[nodiscard]] int descriptor() const override { return findings_.descriptor(); }
+    AirPodsFinding find() override { return findings_.take(); }
+
+private:
+    Findings& findings_;
+};
+
 /// The other end of channels that carry packets, as Bluetooth's do.
 class Headset : public testing::Test {
 protected:
     void make(const AirPodsTiming& timing = {.silence = 10s, .retry = 20ms, .answer = 10s}) {
+        makeWith(std::make_unique<GivenAirPods>(kAddress), timing);
+    }
+    void makeWith(std::unique_ptr<AirPodsFinder> finder, const AirPodsTiming& timing,
+                  std::chrono::milliseconds patience = 0ms) {
         motion = std::make_unique<LiveMotion>(
-            "test", std::make_unique<AirPods>([this] { return connect(); }, AngleSigns{}, timing),
-            10s);
+            "test",
+            std::make_unique<AirPods>(
+                std::move(finder),
+                [this](const BluetoothAddress& address) { return connect(address); }, AngleSigns{},
+                timing),
+            patience);
         motion->setDelegate(listener);
     }
-    std::variant<FileDescriptor, std::error_code> connect() {
+    std::variant<FileDescriptor, std::error_code> connect(const BluetoothAddress& address) {
         const std::lock_guard lock(mutex);
         ++attempts;
+        last = address;
         if (refusal != 0) {
             return std::error_code(refusal, std::generic_category());
         }
@@ -91,12 +139,16 @@ protected:
     std::mutex mutex;
     int attempts = 0;
     int refusal = 0;
+    std::optional<BluetoothAddress> last;
     std::optional<FileDescriptor> headset;
     live::LockedQueue queue;
     const std::shared_ptr<live::Listener> listener = std::make_shared<live::Listener>();
     std::vector<CMQuaternion> received;
+    Findings findings;
     std::unique_ptr<LiveMotion> motion;
 };
+
+constexpr AirPodsTiming kPatient{.silence = 10s, .retry = 10s, .answer = 10s};
 
 TEST_F(Headset, StreamsFromStartToStop) {
     make();
@@ -173,6 +225,74 @@ TEST_F(Headset, GivesUpOnADeviceThatDoesNotAnswer) {
     motion.reset();
     EXPECT_NE(testing::internal::GetCapturedStderr().find("no answer"), std::string::npos);
     EXPECT_EQ(listener->connections, 0);
+}
+
+TEST_F(Headset, NothingFoundIsNothingTried) {
+    findings.set(std::nullopt);
+    testing::internal::CaptureStderr();
+    const auto begin = std::chrono::steady_clock::now();
+    makeWith(std::make_unique<ScriptedFinder>(findings), kPatient, 10s);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s) << "there is nothing to wait for";
+    EXPECT_FALSE(motion->isDeviceMotionAvailable());
+    motion.reset();
+    EXPECT_EQ(attempts, 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(Headset, WhatIsThereFromTheBeginningIsAwaited) {
+    findings.set(kAddress);
+    std::jthread wearer([this] {
+        EXPECT_EQ(next(), bytes(airPodsHandshake()));
+        send({0x01, 0x00, 0x04, 0x00});
+    });
+    makeWith(std::make_unique<ScriptedFinder>(findings), kPatient, 10s);
+    EXPECT_TRUE(motion->isDeviceMotionAvailable());
+    EXPECT_EQ(last, kAddress);
+}
+
+TEST_F(Headset, AnAttemptThatFailsIsAwaitedNoLonger) {
+    findings.set(kAddress);
+    refusal = EHOSTDOWN;
+    testing::internal::CaptureStderr();
+    const auto begin = std::chrono::steady_clock::now();
+    makeWith(std::make_unique<ScriptedFinder>(findings), kPatient, 10s);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+    EXPECT_FALSE(motion->isDeviceMotionAvailable());
+    motion.reset();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Host is down"), std::string::npos);
+}
+
+TEST_F(Headset, WhatIsNoLongerFoundIsLeftInSilence) {
+    makeWith(std::make_unique<ScriptedFinder>(findings), kPatient);
+    testing::internal::CaptureStderr();
+    for (int i = 1; i <= 2; ++i) {
+        findings.set(kAddress);
+        greet();
+        start();
+        ASSERT_EQ(next(), bytes(airPodsStart(AirPodsService::motion16)));
+        findings.set(std::nullopt);
+        EXPECT_EQ(next(), bytes(airPodsStop(AirPodsService::motion16)));
+        EXPECT_TRUE(eventually([&] { return listener->disconnections == i; }));
+        motion->stopDeviceMotionUpdates();
+        hangUp();
+    }
+    motion.reset();
+    EXPECT_EQ(attempts, 2);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(Headset, OtherOnesFoundAreSpokenToInstead) {
+    makeWith(std::make_unique<ScriptedFinder>(findings), kPatient);
+    findings.set(kAddress);
+    greet();
+    findings.set(kOther);
+    ASSERT_TRUE(eventually([this] {
+        const std::lock_guard lock(mutex);
+        return attempts == 2;
+    }));
+    greet();
+    EXPECT_EQ(last, kOther);
+    EXPECT_EQ(listener->disconnections, 1);
 }
 
 }  // namespace

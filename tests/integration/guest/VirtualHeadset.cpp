@@ -43,6 +43,15 @@ bool isReadable(int descriptor, std::chrono::milliseconds patience) {
 
 }  // namespace
 
+FileDescriptor connectService(const BluetoothAddress& controller, std::uint16_t service) {
+    FileDescriptor channel(::socket(AF_BLUETOOTH, SOCK_SEQPACKET | SOCK_CLOEXEC, kL2CAP));
+    check(channel.get() >= 0, "L2CAP");
+    const ServiceAddress name{AF_BLUETOOTH, service, controller, 0, 0};
+    check(::connect(channel.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0,
+          "connect");
+    return channel;
+}
+
 VirtualHeadset::VirtualHeadset(const BluetoothAddress& controller)
     : listener_(::socket(AF_BLUETOOTH, SOCK_SEQPACKET | SOCK_CLOEXEC, kL2CAP)) {
     check(listener_.get() >= 0, "L2CAP");

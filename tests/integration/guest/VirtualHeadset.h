@@ -16,7 +16,7 @@ class VirtualHeadset {
 public:
     using Bytes = std::vector<std::uint8_t>;
 
-    /// Listens. Throws std::system_error.
+    /// Listens at that controller, or at all if the address is zeros. Throws std::system_error.
     explicit VirtualHeadset(const BluetoothAddress& controller);
 
     /// Waits for a connection; false if none comes.
@@ -32,5 +32,8 @@ private:
     FileDescriptor listener_;
     std::optional<FileDescriptor> channel_;
 };
+
+/// A connection from another controller to a service at that one. Throws std::system_error.
+FileDescriptor connectService(const BluetoothAddress& controller, std::uint16_t service);
 
 }  // namespace velmaro::integration

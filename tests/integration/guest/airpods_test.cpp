@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "backends/aap/Packets.h"
+#include "integration/guest/BlueZService.h"
 #include "integration/guest/BluetoothControllers.h"
 #include "integration/guest/Guest.h"
 #include "integration/guest/VirtualHeadset.h"
@@ -111,6 +112,28 @@ TEST_F(AirPodsDevice, SaysWhyThereIsNoMotion) {
                    "velmaro: no motion from the AirPods (experimental): Connection "
                    "refused; trying again\n") != std::string::npos;
     })) << program.errors();
+}
+
+/// With controllers of its own, since BlueZ takes charge of them.
+class FoundAirPodsDevice : public AirPodsDevice {};
+
+TEST_F(FoundAirPodsDevice, ItsMotionIsSentAsOSC) {
+    std::optional<BlueZService> bluez;
+    bluez.emplace();
+    ASSERT_EQ(bluez->pair(controllers_->second()), "");
+    // To BlueZ, each of the controllers has the other's AirPods.
+    headset.emplace(BluetoothAddress{});
+    Program program({"--input", "airpods", "--port", receiver.port()},
+                    {{"DBUS_SYSTEM_BUS_ADDRESS", bluez->busAddress()}});
+    ASSERT_NO_FATAL_FAILURE(greet());
+    ASSERT_EQ(headset->next(), kStart16) << program.errors();
+    EXPECT_THAT(program.errors(), testing::HasSubstr("velmaro: found AirPods at 00:AA:01:"));
+    EXPECT_TRUE(tells(motionPacket({0, 0, 0}, 16), {0, 0, 0}));
+    EXPECT_TRUE(tells(motionPacket({0, 1600, 65536 - 1600}, 16), {9, 0, 0}));
+    bluez.reset();
+    EXPECT_TRUE(program.waitForOutput("🎧 Headphones disconnected\n"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
 }
 
 }  // namespace

@@ -116,11 +116,19 @@ std::vector<std::string> Program::outputLines() const {
 }
 
 bool Program::waitForOutput(const std::string& text) {
+    return waitFor([&] { return output().find(text) != std::string::npos; });
+}
+
+bool Program::waitForErrors(const std::string& text) {
+    return waitFor([&] { return errors().find(text) != std::string::npos; });
+}
+
+bool Program::waitFor(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (output().find(text) == std::string::npos) {
+    while (!condition()) {
         if (wait(std::chrono::milliseconds(10)) != -1000 ||
             std::chrono::steady_clock::now() > deadline) {
-            return output().find(text) != std::string::npos;
+            return condition();
         }
     }
     return true;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -51,10 +52,14 @@ public:
 
     /// Waits until the standard output holds `text`; false after 20 s or at its end.
     [[nodiscard]] bool waitForOutput(const std::string& text);
+    /// The same for the standard error.
+    [[nodiscard]] bool waitForErrors(const std::string& text);
 
     [[nodiscard]] pid_t pid() const { return pid_; }
 
 private:
+    bool waitFor(const std::function<bool()>& condition);
+
     TemporaryFolder folder_;
     pid_t pid_ = -1;
     int status_ = 0;

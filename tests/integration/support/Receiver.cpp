@@ -4,11 +4,23 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "UDPReceiver.h"
+
 namespace velmaro::integration {
+namespace {
+
+/// A free one that the kernel picks. The library would pick by the clock: two programs that start
+/// in the same second get the same port, the second as soon as the first has left it.
+std::string freePort() {
+    return std::to_string(UDPReceiver("").port());
+}
+
+}  // namespace
 
 Receiver::Receiver(const std::string& port) {
+    const std::string chosen = port.empty() ? freePort() : port;
     server_ = lo_server_thread_new_with_proto(
-        port.empty() ? nullptr : port.c_str(), LO_UDP, [](int code, const char* text, const char*) {
+        chosen.c_str(), LO_UDP, [](int code, const char* text, const char*) {
             std::fprintf(stderr, "OSC receiver: %d %s\n", code, text);
         });
     if (server_ == nullptr) {

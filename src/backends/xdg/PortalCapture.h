@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Capture.h"
+
+namespace velmaro {
+
+class CameraPortal;
+
+/// Another door to cameras, entered only with the desktop's permission.
+class PortalCapture : public Capture {
+public:
+    /// `cameras` outlives this one.
+    explicit PortalCapture(Capture& cameras);
+    ~PortalCapture() override;
+    PortalCapture(const PortalCapture&) = delete;
+    PortalCapture& operator=(const PortalCapture&) = delete;
+
+    [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> discover(
+        std::span<const CaptureDeviceType> types) override;
+    /// What the system itself forbids nobody can allow.
+    [[nodiscard]] AuthorizationStatus authorizationStatus() const override;
+    /// `completion` is not called any more once this door is destroyed.
+    void requestAccess(std::function<void(bool granted)> completion) override;
+
+    std::shared_ptr<CaptureSession> makeSession() override;
+    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> makeDeviceInput(
+        const std::shared_ptr<CaptureDevice>& device) override;
+    std::shared_ptr<VideoDataOutput> makeVideoDataOutput() override;
+
+private:
+    Capture& cameras_;
+    const std::unique_ptr<CameraPortal> portal_;
+};
+
+}  // namespace velmaro

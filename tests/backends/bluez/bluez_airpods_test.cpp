@@ -1,0 +1,204 @@
+// The finder and a stand-in for BlueZ on a real bus.
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include "backends/bluez/BlueZAirPods.h"
+#include "backends/bluez/FakeBlueZ.h"
+#include "backends/bluez/PrivateBus.h"
+
+namespace velmaro {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kPath = "/org/bluez/hci0/dev_00_11_22_AA_BB_CC";
+constexpr const char* kOtherPath = "/org/bluez/hci0/dev_00_11_22_AA_BB_DD";
+const BluetoothAddress kAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xCC};
+const BluetoothAddress kOtherAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xDD};
+const FakeDevice kOther{.address = "00:11:22:AA:BB:DD"};
+
+class Finder : public testing::Test {
+protected:
+    void SetUp() override { testing::internal::CaptureStderr(); }
+    void TearDown() override {
+        if (finder) {
+            finder.reset();
+            testing::internal::GetCapturedStderr();
+        }
+    }
+    void look() { finder.emplace(bus.address()); }
+    /// Whether the finder tells of this, by its descriptor, within 10 s.
+    testing::AssertionResult finds(const std::optional<BluetoothAddress>& expected) {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        AirPodsFinding finding = finder->find();
+        while (!finding.isComplete || finding.address != expected) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return testing::AssertionFailure()
+                       << (finding.address ? "an address" : "no address") << ", complete "
+                       << finding.isComplete;
+            }
+            pollfd file{finder->descriptor(), POLLIN, 0};
+            ::poll(&file, 1, 100);
+            if (file.revents != 0) {
+                finding = finder->find();
+            }
+        }
+        return testing::AssertionSuccess();
+    }
+    /// What it has said until its end.
+    std::string said() {
+        finder.reset();
+        return testing::internal::GetCapturedStderr();
+    }
+
+    PrivateBus bus;
+    std::optional<BlueZAirPods> finder;
+};
+
+TEST_F(Finder, WithoutABusFindsNothing) {
+    finder.emplace("unix:path=/nonexistent/bus");
+    EXPECT_TRUE(finds(std::nullopt));
+    EXPECT_EQ(said(), "");
+}
+
+TEST_F(Finder, WithoutBlueZFindsNothing) {
+    look();
+    EXPECT_TRUE(finds(std::nullopt));
+    EXPECT_EQ(said(), "");
+}
+
+TEST_F(Finder, WithoutDevicesFindsNothing) {
+    const FakeBlueZ bluez(bus.address());
+    look();
+    EXPECT_TRUE(finds(std::nullopt));
+    EXPECT_EQ(said(), "");
+}
+
+TEST_F(Finder, FindsWhatIsConnectedAndSaysThatItIsExperimental) {
+    const FakeBlueZ bluez(bus.address(), {{kPath, {}}});
+    look();
+    EXPECT_TRUE(finds(kAddress));
+    EXPECT_EQ(said(),
+              "velmaro: found AirPods at 00:11:22:AA:BB:CC; their motion is experimental, see "
+              "docs/headphones.md\n");
+}
+
+TEST_F(Finder, PassesOverOtherDevices) {
+    FakeDevice unpaired;
+    unpaired.isPaired = false;
+    FakeDevice away;
+    away.isConnected = false;
+    const FakeBlueZ bluez(bus.address(),
+                          {{"/org/bluez/hci0/dev_1", unpaired},
+                           {"/org/bluez/hci0/dev_2", away},
+                           {"/org/bluez/hci0/dev_3", {.modalias = "bluetooth:v054Cp0DF0d0100"}},
+                           {"/org/bluez/hci0/dev_4", {.modalias = ""}},
+                           {"/org/bluez/hci0/dev_5", {.address = "no address"}}});
+    look();
+    EXPECT_TRUE(finds(std::nullopt));
+    EXPECT_EQ(said(), "");
+}
+
+TEST_F(Finder, HearsOfADeviceThatComesAndGoes) {
+    FakeBlueZ bluez(bus.address());
+    look();
+    ASSERT_TRUE(finds(std::nullopt));
+    bluez.set(kPath, {});
+    EXPECT_TRUE(finds(kAddress));
+    bluez.remove(kPath);
+    EXPECT_TRUE(finds(std::nullopt));
+}
+
+TEST_F(Finder, HearsOfConnectionsAndSaysItOnce) {
+    FakeDevice device;
+    device.isConnected = false;
+    FakeBlueZ bluez(bus.address(), {{kPath, device}});
+    look();
+    ASSERT_TRUE(finds(std::nullopt));
+    for (int i = 0; i < 3; ++i) {
+        device.isConnected = true;
+        bluez.set(kPath, device);
+        EXPECT_TRUE(finds(kAddress));
+        device.isConnected = false;
+        bluez.set(kPath, device);
+        EXPECT_TRUE(finds(std::nullopt));
+    }
+    const std::string text = said();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+}
+
+TEST_F(Finder, LearnsTheModelLate) {
+    FakeBlueZ bluez(bus.address(), {{kPath, {.modalias = ""}}});
+    look();
+    ASSERT_TRUE(finds(std::nullopt));
+    bluez.set(kPath, {});
+    EXPECT_TRUE(finds(kAddress));
+}
+
+TEST_F(Finder, StaysWithTheFirstAndThenTakesTheOther) {
+    FakeBlueZ bluez(bus.address(), {{kOtherPath, kOther}});
+    look();
+    ASSERT_TRUE(finds(kOtherAddress));
+    const int before = bluez.questions();
+    bluez.set(kPath, {});
+    while (bluez.questions() == before) {
+        std::this_thread::sleep_for(1ms);
+    }
+    std::this_thread::sleep_for(100ms);
+    EXPECT_TRUE(finds(kOtherAddress));
+    bluez.remove(kOtherPath);
+    EXPECT_TRUE(finds(kAddress));
+}
+
+TEST_F(Finder, HearsOfTheEndAndTheReturnOfBlueZ) {
+    std::optional<FakeBlueZ> bluez;
+    bluez.emplace(bus.address(), FakeBlueZ::Devices{{kPath, {}}});
+    look();
+    ASSERT_TRUE(finds(kAddress));
+    bluez.reset();
+    EXPECT_TRUE(finds(std::nullopt));
+    bluez.emplace(bus.address(), FakeBlueZ::Devices{{kPath, {}}});
+    EXPECT_TRUE(finds(kAddress));
+}
+
+TEST_F(Finder, OutlivesItsBus) {
+    const FakeBlueZ bluez(bus.address(), {{kPath, {}}});
+    look();
+    ASSERT_TRUE(finds(kAddress));
+    bus.kill();
+    EXPECT_TRUE(finds(std::nullopt));
+}
+
+TEST_F(Finder, DoesNotAskForChangesThatMatterToNobody) {
+    FakeBlueZ bluez(bus.address(), {{kPath, {}}});
+    look();
+    ASSERT_TRUE(finds(kAddress));
+    const int before = bluez.questions();
+    for (int i = 0; i < 50; ++i) {
+        bluez.tellOfSignalStrength(kPath);
+    }
+    // Signals keep their order: when this one is heard, those before it were.
+    bluez.remove(kPath);
+    EXPECT_TRUE(finds(std::nullopt));
+    EXPECT_EQ(bluez.questions(), before + 1);
+}
+
+TEST_F(Finder, MayGoAtAnyTime) {
+    const FakeBlueZ bluez(bus.address(), {{kPath, {}}});
+    for (int i = 0; i < 50; ++i) {
+        look();
+        std::this_thread::sleep_for(std::chrono::microseconds(100 * i));
+        finder.reset();
+    }
+    look();
+    EXPECT_TRUE(finds(kAddress));
+}
+
+}  // namespace
+}  // namespace velmaro
