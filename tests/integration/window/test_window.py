@@ -86,7 +86,8 @@ class WindowTest(unittest.TestCase):
         first.wait_for(r"/head fff ", after=before + 5)
         self.assertEqual(second.lines(), [], "the connection that is there is kept")
         hands("key", "ctrl+r")
-        program.wait_for_status("Stopped")
+        # Not by the status: a frame that was on its way may still say "Running".
+        wait_until(lambda: not program.is_enabled("push button", "Set zero pose"), "the stop")
         hands("key", "ctrl+r")
         second.wait_for(r"/head fff ")
 
