@@ -2,8 +2,10 @@
 
 #include <pthread.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <mutex>
+#include <semaphore>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -12,6 +14,29 @@
 #include "backends/gstreamer/PipeWireLink.h"
 
 namespace velmaro::gstreamer {
+
+namespace {
+
+/// How long the end of a process waits for a thread that may hang.
+constexpr std::chrono::milliseconds kPatienceAtTheEnd{1500};
+
+/// The watcher's thread has it whenever it does not wait for events. The process may end only while
+/// somebody else has it: loading a plug-in while the libraries are taken down is a crash.
+std::binary_semaphore& turn() {
+    static auto* const semaphore = new std::binary_semaphore(1);
+    return *semaphore;
+}
+
+int waitForEvents(GPollFD* files, guint count, int timeout) {
+    turn().release();
+    const int ready = g_poll(files, count, timeout);
+    const int error = errno;
+    turn().acquire();
+    errno = error;
+    return ready;
+}
+
+}  // namespace
 
 class CameraMonitor::Watcher {
 public:
@@ -43,6 +68,7 @@ private:
     std::condition_variable listedChanged_;
     bool listed_ = false;
     std::vector<std::shared_ptr<Subscriber>> subscribers_;
+    bool isParked_ = false;
 };
 
 CameraMonitor::Watcher& CameraMonitor::Watcher::shared() {
@@ -58,6 +84,8 @@ CameraMonitor::Watcher& CameraMonitor::Watcher::shared() {
 }
 
 void CameraMonitor::Watcher::run() {
+    turn().acquire();
+    g_main_context_set_poll_func(context_, waitForEvents);
     g_main_context_push_thread_default(context_);
     PipeWireLink link(context_, PipeWireLink::socketOfEnvironment(),
                       {.appeared =
@@ -89,6 +117,7 @@ void CameraMonitor::Watcher::run() {
         g_main_context_iteration(context_, TRUE);
     }
     g_main_context_pop_thread_default(context_);
+    turn().release();
 }
 
 void CameraMonitor::Watcher::start() {
@@ -169,11 +198,23 @@ void CameraMonitor::Watcher::tell(CameraChange change) {
 void CameraMonitor::Watcher::subscribe(const std::shared_ptr<Subscriber>& subscriber) {
     const std::lock_guard lock(mutex_);
     subscribers_.push_back(subscriber);
+    if (isParked_) {
+        isParked_ = false;
+        turn().release();
+    }
 }
 
 void CameraMonitor::Watcher::unsubscribe(const std::shared_ptr<Subscriber>& subscriber) {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     std::erase(subscribers_, subscriber);
+    if (!subscribers_.empty()) {
+        return;
+    }
+    // The thread may need the mutex to come to its next wait.
+    lock.unlock();
+    const bool isParked = turn().try_acquire_for(kPatienceAtTheEnd);
+    lock.lock();
+    isParked_ = isParked;
 }
 
 void CameraMonitor::Watcher::waitUntilListed(Subscriber& subscriber,

@@ -21,7 +21,8 @@ public:
     explicit CameraMonitor(OnChange onChange);
     CameraMonitor(const CameraMonitor&) = delete;
     CameraMonitor& operator=(const CameraMonitor&) = delete;
-    /// No call of `onChange` is under way after it.
+    /// No call of `onChange` is under way after it. The last one also halts the thread, so that the
+    /// process may end; if it hangs, that is not awaited for long.
     ~CameraMonitor();
 
     [[nodiscard]] const std::shared_ptr<CameraRegistry>& registry() const;
