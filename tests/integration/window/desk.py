@@ -56,10 +56,19 @@ class Screen:
             self.start_manager()
 
     def start_manager(self):
-        self.manager = subprocess.Popen(["openbox", "--sm-disable"], stdout=subprocess.DEVNULL,
-                                        stderr=subprocess.DEVNULL)
-        wait_until(lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
-                   "the window manager")
+        # It has ended at its start once, for no reason that it told.
+        for _ in range(4):
+            self.manager = subprocess.Popen(["openbox", "--sm-disable"], stdout=subprocess.DEVNULL,
+                                            stderr=subprocess.DEVNULL)
+            try:
+                wait_until(lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
+                           "the window manager", patience=5.0)
+                return
+            except AssertionError:
+                self.manager.kill()
+                self.manager.wait()
+        self.server.kill()
+        raise AssertionError("there is no window manager")
 
     def stop_manager(self):
         self.manager.terminate()
