@@ -59,7 +59,18 @@ def enter_session():
         return subprocess.run(["dbus-run-session", "--", sys.executable, *sys.argv],
                               env=environment).returncode
     finally:
-        shutil.rmtree(folder, ignore_errors=True)
+        remove(folder)
+
+
+def remove(folder):
+    """The portal's own file system in it goes a moment after the portal."""
+    for _ in range(50):
+        try:
+            shutil.rmtree(folder)
+            return
+        except OSError:
+            time.sleep(0.1)
+    print("left behind:", folder)
 
 
 class Person:
