@@ -2,7 +2,6 @@
 milliseconds from a sample's arrival by UDP to the datagram that it causes (p50, p99), the same with
 nothing but an echo in between, and the share of a core at 100 samples a second."""
 
-import glob
 import json
 import math
 import os
@@ -13,6 +12,8 @@ import sys
 import tempfile
 import threading
 import time
+
+from cost import cpu_seconds
 
 PERIOD = 0.01
 
@@ -34,15 +35,6 @@ def samples():
     while True:
         yield struct.pack("<6d", 0, 0, 0, 30 * math.sin(count / 20), 10 * math.sin(count / 33), 0)
         count += 1
-
-
-def cpu_seconds(process):
-    """Of all threads, by the scheduler's clock, which counts nanoseconds."""
-    total = 0
-    for file in glob.glob(f"/proc/{process.pid}/task/*/schedstat"):
-        with open(file, encoding="utf-8") as stat:
-            total += int(stat.read().split()[0])
-    return total / 1e9
 
 
 def drain(receiver):

@@ -4,7 +4,6 @@ megabytes, and the share of a core: idle, tracking the demonstration clip, and t
 velmaro-cli beside it."""
 
 import ctypes
-import glob
 import json
 import os
 import re
@@ -13,6 +12,8 @@ import subprocess
 import sys
 import tempfile
 import time
+
+from cost import cpu_seconds
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "../tests/integration/window"))
 from desk import Screen, hands  # noqa: E402
@@ -50,15 +51,6 @@ def first_picture(screen):
 def stop(process):
     process.terminate()
     process.wait()
-
-
-def cpu_seconds(process):
-    """Of all threads, by the scheduler's clock, which counts nanoseconds."""
-    total = 0
-    for file in glob.glob(f"/proc/{process.pid}/task/*/schedstat"):
-        with open(file, encoding="utf-8") as stat:
-            total += int(stat.read().split()[0])
-    return total / 1e9
 
 
 def resident(process):
