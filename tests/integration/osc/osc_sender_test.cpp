@@ -162,7 +162,7 @@ TEST_F(OSCSenderTest, ReceiverMayComeLateAndIsThenHeard) {
 }
 
 TEST_F(OSCSenderTest, UnknownHostIsTriedAgainUntilItIsCorrected) {
-    manager->ipAddress = "300.1.1.1";
+    manager->ipAddress = "not a host name";
     send(1, 0, 0);
     EXPECT_THAT(log.waitFor(2),
                 testing::UnorderedElementsAre("❌ OSC connection failed: Name or service not known",
