@@ -13,7 +13,7 @@
 #include "backends/asio/SignalListener.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
-#include "backends/posix/StandardOutputLog.h"
+#include "backends/log/StandardOutputLog.h"
 #include "backends/posix/SystemClock.h"
 #include "backends/xdg/PortalCapture.h"
 #include "backends/xdg/SettingsStore.h"

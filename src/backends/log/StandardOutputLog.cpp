@@ -1,4 +1,4 @@
-#include "backends/posix/StandardOutputLog.h"
+#include "backends/log/StandardOutputLog.h"
 
 #include <sys/uio.h>
 #include <unistd.h>

@@ -3,15 +3,13 @@
 #include <unistd.h>
 
 #include <array>
-#include <ctime>
 #include <set>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "backends/posix/StandardOutputLog.h"
-#include "backends/posix/SystemClock.h"
+#include "backends/log/StandardOutputLog.h"
 
 namespace velmaro {
 namespace {
@@ -89,11 +87,6 @@ TEST(SilentLog, WritesNothing) {
     log.line("unheard");
     StandardOutputLog().line("heard");
     EXPECT_EQ(output.read(), "heard\n");
-}
-
-TEST(SystemClock, TellsSecondsSince1970) {
-    const WallTime now = SystemClock().now();
-    EXPECT_NEAR(now, static_cast<double>(::time(nullptr)), 2.0);
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ ROOMS = {
     "backends/asio": (("platform",), ("asio",)),
     "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
     "backends/facemesh": (("platform",), ("xnnpack", "pthreadpool", "eigen3", "glib")),
+    "backends/log": (("platform",), ()),
     "backends/posix": (("platform",), ()),
     "backends/xdg": (("platform", "backends/posix"), ("glib",)),
     # What the sources of headphone motion share.

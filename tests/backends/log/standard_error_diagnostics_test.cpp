@@ -1,0 +1,26 @@
+#include <gtest/gtest.h>
+
+#include "backends/log/StandardErrorDiagnostics.h"
+
+namespace velmaro {
+namespace {
+
+std::string printed(const Diagnostic& diagnostic) {
+    StandardErrorDiagnostics diagnostics("velmaro-cli");
+    testing::internal::CaptureStderr();
+    diagnostics.report(diagnostic);
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(StandardErrorDiagnostics, LineBeginsWithTheProgramAndEndsWithTheAdvice) {
+    EXPECT_EQ(printed({.text = "no face is seen", .advice = "come closer"}),
+              "velmaro-cli: no face is seen: come closer\n");
+}
+
+TEST(StandardErrorDiagnostics, NothingFollowsWhereThereIsNothingToDo) {
+    EXPECT_EQ(printed({.text = "waiting for the headphones"}),
+              "velmaro-cli: waiting for the headphones\n");
+}
+
+}  // namespace
+}  // namespace velmaro
