@@ -1,8 +1,8 @@
 #include <cmath>
 
 #include "Fuzz.h"
-#include "backends/aap/AirPodsAttitude.h"
-#include "backends/aap/AirPodsPacket.h"
+#include "backends/airpods/AirPodsAttitude.h"
+#include "backends/airpods/AirPodsPacket.h"
 
 void fuzz(std::span<const std::uint8_t> input) {
     using namespace velmaro;

@@ -5,9 +5,9 @@
 #include <variant>
 #include <vector>
 
-#include "backends/aap/AirPods.h"
-#include "backends/aap/BluetoothChannel.h"
-#include "backends/bluez/BlueZAirPods.h"
+#include "backends/airpods/AirPods.h"
+#include "backends/airpods/BlueZAirPods.h"
+#include "backends/airpods/BluetoothChannel.h"
 #include "backends/hid/HeadTracker.h"
 #include "backends/hid/HidrawSystem.h"
 #include "backends/motion/LiveMotion.h"

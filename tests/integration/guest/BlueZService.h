@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "backends/bluez/PrivateBus.h"
+#include "backends/airpods/PrivateBus.h"
 #include "backends/posix/FileDescriptor.h"
 #include "integration/guest/BluetoothControllers.h"
 

@@ -9,7 +9,7 @@
 #include <optional>
 #include <thread>
 
-#include "backends/aap/Packets.h"
+#include "backends/airpods/Packets.h"
 #include "integration/guest/BlueZService.h"
 #include "integration/guest/BluetoothControllers.h"
 #include "integration/guest/Guest.h"

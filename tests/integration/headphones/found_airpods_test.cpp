@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "backends/bluez/FakeBlueZ.h"
-#include "backends/bluez/PrivateBus.h"
+#include "backends/airpods/FakeBlueZ.h"
+#include "backends/airpods/PrivateBus.h"
 #include "integration/headphones/UDPTracker.h"
 #include "integration/support/Program.h"
 

@@ -30,8 +30,7 @@ ROOMS = {
     "backends/motion": (("platform", "headphones", "backends/posix"), ()),
     "backends/replay": (("platform", "headphones", "backends/motion"), ()),
     "backends/hid": (("platform", "backends/motion", "backends/posix"), ()),
-    "backends/aap": (("platform", "backends/motion", "backends/posix"), ()),
-    "backends/bluez": (("platform", "backends/aap", "backends/motion", "backends/posix"), ("glib",)),
+    "backends/airpods": (("platform", "backends/motion", "backends/posix"), ("glib",)),
     "backends/udp": (("platform", "backends/motion", "backends/posix"), ()),
 }
 # How to recognise an outside library by the path of a header.

@@ -1,4 +1,4 @@
-#include "backends/aap/AirPodsAttitude.h"
+#include "backends/airpods/AirPodsAttitude.h"
 
 namespace velmaro {
 namespace {

@@ -1,4 +1,4 @@
-#include "backends/aap/AirPods.h"
+#include "backends/airpods/AirPods.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "backends/aap/Packets.h"
+#include "backends/airpods/Packets.h"
 #include "backends/motion/Live.h"
 #include "headphones/Quaternion.h"
 

@@ -8,9 +8,9 @@
 #include <system_error>
 #include <variant>
 
-#include "backends/aap/AirPodsAttitude.h"
-#include "backends/aap/AirPodsFinder.h"
-#include "backends/aap/AirPodsPacket.h"
+#include "backends/airpods/AirPodsAttitude.h"
+#include "backends/airpods/AirPodsFinder.h"
+#include "backends/airpods/AirPodsPacket.h"
 #include "backends/motion/LiveMotion.h"
 
 namespace velmaro {

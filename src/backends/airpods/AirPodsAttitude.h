@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "backends/aap/AirPodsPacket.h"
+#include "backends/airpods/AirPodsPacket.h"
 #include "backends/motion/AngleSigns.h"
 #include "platform/HeadphoneMotion.h"
 

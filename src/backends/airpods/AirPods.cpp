@@ -1,4 +1,4 @@
-#include "backends/aap/AirPods.h"
+#include "backends/airpods/AirPods.h"
 
 #include <sys/socket.h>
 

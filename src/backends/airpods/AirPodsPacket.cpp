@@ -1,4 +1,4 @@
-#include "backends/aap/AirPodsPacket.h"
+#include "backends/airpods/AirPodsPacket.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "backends/bluez/FakeBlueZ.h"
+#include "backends/airpods/FakeBlueZ.h"
 
 #include <gio/gio.h>
 

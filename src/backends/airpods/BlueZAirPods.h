@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "backends/aap/AirPodsFinder.h"
+#include "backends/airpods/AirPodsFinder.h"
 #include "backends/posix/FileDescriptor.h"
 
 namespace velmaro {

@@ -8,9 +8,9 @@
 #include <optional>
 #include <thread>
 
-#include "backends/bluez/BlueZAirPods.h"
-#include "backends/bluez/FakeBlueZ.h"
-#include "backends/bluez/PrivateBus.h"
+#include "backends/airpods/BlueZAirPods.h"
+#include "backends/airpods/FakeBlueZ.h"
+#include "backends/airpods/PrivateBus.h"
 
 namespace velmaro {
 namespace {

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "backends/aap/AirPodsAttitude.h"
-#include "backends/aap/AirPodsPacket.h"
-#include "backends/aap/BluetoothChannel.h"
-#include "backends/aap/Packets.h"
+#include "backends/airpods/AirPodsAttitude.h"
+#include "backends/airpods/AirPodsPacket.h"
+#include "backends/airpods/BluetoothChannel.h"
+#include "backends/airpods/Packets.h"
 #include "headphones/Quaternion.h"
 
 namespace velmaro {

@@ -1,4 +1,4 @@
-#include "backends/bluez/PrivateBus.h"
+#include "backends/airpods/PrivateBus.h"
 
 #include <fcntl.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-#include "backends/aap/BluetoothChannel.h"
+#include "backends/airpods/BluetoothChannel.h"
 
 #include <sys/socket.h>
 

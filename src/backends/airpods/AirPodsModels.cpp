@@ -1,4 +1,4 @@
-#include "backends/bluez/AirPodsModels.h"
+#include "backends/airpods/AirPodsModels.h"
 
 #include <algorithm>
 #include <array>

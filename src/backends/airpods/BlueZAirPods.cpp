@@ -1,4 +1,4 @@
-#include "backends/bluez/BlueZAirPods.h"
+#include "backends/airpods/BlueZAirPods.h"
 
 #include <gio/gio.h>
 #include <pthread.h>
@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "backends/bluez/AirPodsModels.h"
+#include "backends/airpods/AirPodsModels.h"
 
 namespace velmaro {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "backends/aap/BluetoothChannel.h"
+#include "backends/airpods/BluetoothChannel.h"
 
 namespace velmaro {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "backends/bluez/AirPodsModels.h"
+#include "backends/airpods/AirPodsModels.h"
 
 namespace velmaro {
 namespace {
