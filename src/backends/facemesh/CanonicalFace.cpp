@@ -3,8 +3,8 @@
 #include <cmath>
 #include <cstdint>
 
-#include "backends/facemesh/FlatBuffer.h"
-#include "backends/facemesh/ModelError.h"
+#include "backends/networks/FlatBuffer.h"
+#include "backends/networks/ModelError.h"
 
 // The numbers of fields are those of MediaPipe's face geometry messages:
 // metadata { 1: mesh { 3: vertices }, 2: basis { 1: landmark, 2: weight } }; a vertex is
@@ -35,16 +35,16 @@ public:
                 return true;
             case WireType::Bytes: {
                 const std::uint64_t count = varint();
-                bytes = FlatTable::slice(bytes_, at_, count);
+                bytes = networks::FlatTable::slice(bytes_, at_, count);
                 at_ += count;
                 return true;
             }
             case WireType::Fixed32:
-                real = FlatTable::read<float>(bytes_, at_);
+                real = networks::FlatTable::read<float>(bytes_, at_);
                 at_ += 4;
                 return true;
         }
-        throw ModelError("a field of unknown kind");
+        throw networks::ModelError("a field of unknown kind");
     }
 
     [[nodiscard]] bool is(std::uint64_t wantedField, WireType wantedType) const {
@@ -61,13 +61,13 @@ private:
     std::uint64_t varint() {
         std::uint64_t value = 0;
         for (int shift = 0; shift < 64; shift += 7) {
-            const auto byte = FlatTable::read<std::uint8_t>(bytes_, at_++);
+            const auto byte = networks::FlatTable::read<std::uint8_t>(bytes_, at_++);
             value |= static_cast<std::uint64_t>(byte & 0x7f) << shift;
             if ((byte & 0x80) == 0) {
                 return value;
             }
         }
-        throw ModelError("a number without an end");
+        throw networks::ModelError("a number without an end");
     }
 
     std::span<const std::byte> bytes_;
@@ -87,11 +87,11 @@ void readMesh(std::span<const std::byte> message, CanonicalFace& face) {
             face.points[point][axis] = reader.real;
         }
         if (!std::isfinite(reader.real)) {
-            throw ModelError("a point of the face is not a number");
+            throw networks::ModelError("a point of the face is not a number");
         }
     }
     if (count != facePointCount * numbersPerVertex) {
-        throw ModelError("the face does not have 468 points");
+        throw networks::ModelError("the face does not have 468 points");
     }
 }
 
@@ -105,7 +105,7 @@ CanonicalFace::Weight readWeight(std::span<const std::byte> message) {
         }
     }
     if (weight.point >= facePointCount || !(weight.weight > 0 && weight.weight <= 1)) {
-        throw ModelError("a weighted point that does not exist");
+        throw networks::ModelError("a weighted point that does not exist");
     }
     return weight;
 }
@@ -124,7 +124,7 @@ CanonicalFace readCanonicalFace(std::span<const std::byte> file) {
         }
     }
     if (!mesh || face.weights.size() < 3) {
-        throw ModelError("the face has no points or no weights");
+        throw networks::ModelError("the face has no points or no weights");
     }
     return face;
 }

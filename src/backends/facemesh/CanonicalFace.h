@@ -22,7 +22,8 @@ struct CanonicalFace {
     std::vector<Weight> weights;
 };
 
-/// Reads the metadata of the face geometry, a protocol buffer. Throws ModelError when damaged.
+/// Reads the metadata of the face geometry, a protocol buffer. Throws networks::ModelError when
+/// damaged.
 [[nodiscard]] CanonicalFace readCanonicalFace(std::span<const std::byte> file);
 
 }  // namespace velmaro::facemesh

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "backends/facemesh/ModelError.h"
+#include "backends/networks/ModelError.h"
 
 // The network's layout is that of its published description: see the BlazeFace paper and the
 // model card "MediaPipe BlazeFace Short Range".
@@ -60,14 +60,15 @@ PixelPoint operator/(const PixelPoint& point, float by) {
 
 }  // namespace
 
-Detector::Detector(Model model)
+Detector::Detector(networks::Model model)
     : network_(std::move(model)), letterbox_(side), anchors_(makeAnchors()) {
-    const Model& loaded = network_.model();
-    if (loaded.tensors[loaded.inputs[0]].shape != Shape{1, side, side, 3} ||
+    const networks::Model& loaded = network_.model();
+    if (loaded.tensors[loaded.inputs[0]].shape != networks::Shape{1, side, side, 3} ||
         loaded.outputs.size() != 2 ||
-        loaded.tensors[loaded.outputs[0]].shape != Shape{1, anchorCount, valuesPerAnchor} ||
-        loaded.tensors[loaded.outputs[1]].shape != Shape{1, anchorCount, 1}) {
-        throw ModelError("not the face detector that this program knows");
+        loaded.tensors[loaded.outputs[0]].shape !=
+            networks::Shape{1, anchorCount, valuesPerAnchor} ||
+        loaded.tensors[loaded.outputs[1]].shape != networks::Shape{1, anchorCount, 1}) {
+        throw networks::ModelError("not the face detector that this program knows");
     }
     candidates_.reserve(anchorCount);
     merged_.reserve(anchorCount);

@@ -5,7 +5,7 @@
 
 #include "backends/facemesh/ImageView.h"
 #include "backends/facemesh/Letterbox.h"
-#include "backends/facemesh/Network.h"
+#include "backends/networks/Network.h"
 
 namespace velmaro::facemesh {
 
@@ -27,8 +27,8 @@ public:
     /// The least score of a face.
     static constexpr float minimumScore = 0.5F;
 
-    /// Throws ModelError when the model is not a BlazeFace short-range one.
-    explicit Detector(Model model);
+    /// Throws networks::ModelError when the model is not a BlazeFace short-range one.
+    explicit Detector(networks::Model model);
 
     /// The faces, highest score first. The whole picture is searched in one go, which misses faces
     /// narrower than about a ninth of it; when it shows nobody, overlapping
@@ -36,14 +36,14 @@ public:
     std::span<const Detection> detect(const ImageView& image);
 
     /// The network alone, for measuring.
-    [[nodiscard]] Network& network() { return network_; }
+    [[nodiscard]] networks::Network& network() { return network_; }
 
 private:
     void search(const ImageView& image, const Region& region);
     void searchParts(const ImageView& image);
     void merge();
 
-    Network network_;
+    networks::Network network_;
     Letterbox letterbox_;
     std::vector<PixelPoint> anchors_;
     std::vector<Detection> candidates_;

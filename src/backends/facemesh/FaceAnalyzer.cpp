@@ -1,8 +1,8 @@
 #include "backends/facemesh/FaceAnalyzer.h"
 
 #include "backends/facemesh/CanonicalFace.h"
-#include "backends/facemesh/Model.h"
 #include "backends/facemesh/ModelStore.h"
+#include "backends/networks/Model.h"
 
 namespace velmaro::facemesh {
 namespace {
@@ -14,8 +14,8 @@ constexpr float certainScore = 0.75F;
 }  // namespace
 
 FaceAnalyzer::FaceAnalyzer(const std::filesystem::path& models)
-    : detector_(readModel(loadModelFile(models, detectorFile))),
-      landmarkFinder_(readModel(loadModelFile(models, landmarkFile))),
+    : detector_(networks::readModel(loadModelFile(models, detectorFile))),
+      landmarkFinder_(networks::readModel(loadModelFile(models, landmarkFile))),
       poseEstimator_(readCanonicalFace(loadModelFile(models, canonicalFaceFile))) {
     faces_.reserve(maximumFaces);
 }

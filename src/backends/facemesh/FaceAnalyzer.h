@@ -31,7 +31,7 @@ public:
     /// Each costs as much as the first; the best ones are taken.
     static constexpr std::size_t maximumFaces = 4;
 
-    /// Loads the models from a folder. Throws ModelError when that fails.
+    /// Loads the models from a folder. Throws networks::ModelError when that fails.
     explicit FaceAnalyzer(const std::filesystem::path& models);
 
     /// The faces, best first. Valid until the next call.

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "backends/facemesh/FaceAnalyzer.h"
-#include "backends/facemesh/ModelError.h"
 #include "backends/facemesh/Observation.h"
+#include "backends/networks/ModelError.h"
 
 namespace velmaro {
 
@@ -23,7 +23,7 @@ std::variant<std::unique_ptr<FaceMesh>, Error> FaceMesh::create(const std::files
                                                                 Telemetry* telemetry) {
     try {
         return std::unique_ptr<FaceMesh>(new FaceMesh(std::make_unique<Parts>(models), telemetry));
-    } catch (const facemesh::ModelError& error) {
+    } catch (const networks::ModelError& error) {
         return Error{error.what(), "The face models are missing or damaged."};
     }
 }

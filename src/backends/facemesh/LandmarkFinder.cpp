@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "backends/facemesh/ModelError.h"
+#include "backends/networks/ModelError.h"
 
 namespace velmaro::facemesh {
 namespace {
@@ -39,13 +39,13 @@ TurnedSquare squareAround(const FacePoints& points) {
             direction(to.x - from.x, to.y - from.y)};
 }
 
-LandmarkFinder::LandmarkFinder(Model model) : network_(std::move(model)) {
-    const Model& loaded = network_.model();
-    if (loaded.tensors[loaded.inputs[0]].shape != Shape{1, cells, cells, 3} ||
+LandmarkFinder::LandmarkFinder(networks::Model model) : network_(std::move(model)) {
+    const networks::Model& loaded = network_.model();
+    if (loaded.tensors[loaded.inputs[0]].shape != networks::Shape{1, cells, cells, 3} ||
         loaded.outputs.size() != 2 ||
-        loaded.tensors[loaded.outputs[0]].shape != Shape{1, 1, 1, 3 * facePointCount} ||
-        loaded.tensors[loaded.outputs[1]].shape != Shape{1, 1, 1, 1}) {
-        throw ModelError("not the landmark model that this program knows");
+        loaded.tensors[loaded.outputs[0]].shape != networks::Shape{1, 1, 1, 3 * facePointCount} ||
+        loaded.tensors[loaded.outputs[1]].shape != networks::Shape{1, 1, 1, 1}) {
+        throw networks::ModelError("not the landmark model that this program knows");
     }
 }
 

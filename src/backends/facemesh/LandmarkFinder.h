@@ -2,8 +2,8 @@
 
 #include "backends/facemesh/Detector.h"
 #include "backends/facemesh/FacePoints.h"
-#include "backends/facemesh/Network.h"
 #include "backends/facemesh/Warp.h"
+#include "backends/networks/Network.h"
 
 namespace velmaro::facemesh {
 
@@ -16,17 +16,17 @@ namespace velmaro::facemesh {
 /// Finds the points of one face with the Face Landmark network. One thread at a time.
 class LandmarkFinder {
 public:
-    /// Throws ModelError when the model is not a face landmark one of 468 points.
-    explicit LandmarkFinder(Model model);
+    /// Throws networks::ModelError when the model is not a face landmark one of 468 points.
+    explicit LandmarkFinder(networks::Model model);
 
     /// Writes the points and returns how likely the square shows a face, 0 to 1.
     float find(const ImageView& image, const TurnedSquare& square, FacePoints& points);
 
     /// The network alone, for measuring.
-    [[nodiscard]] Network& network() { return network_; }
+    [[nodiscard]] networks::Network& network() { return network_; }
 
 private:
-    Network network_;
+    networks::Network network_;
 };
 
 }  // namespace velmaro::facemesh

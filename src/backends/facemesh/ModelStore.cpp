@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "backends/facemesh/ModelError.h"
+#include "backends/networks/ModelError.h"
 
 namespace velmaro::facemesh {
 namespace {
@@ -31,7 +31,7 @@ const KnownFile& known(std::string_view name) {
             return file;
         }
     }
-    throw ModelError("no face model is called " + std::string(name));
+    throw networks::ModelError("no face model is called " + std::string(name));
 }
 
 bool isGenuine(const std::vector<std::byte>& bytes, const KnownFile& file) {
@@ -51,9 +51,9 @@ std::vector<std::byte> loadModelFile(const std::filesystem::path& models, std::s
     const KnownFile& file = known(name);
     const std::filesystem::path path = models / name;
     const auto fail = [&path](const std::string& what) {
-        throw ModelError("face model " + path.string() + " " + what +
-                         ": ./run fetches it again, and so does tools/fetch-models " +
-                         path.parent_path().string());
+        throw networks::ModelError("face model " + path.string() + " " + what +
+                                   ": ./run fetches it again, and so does tools/fetch-models " +
+                                   path.parent_path().string());
     };
     std::ifstream stream(path, std::ios::binary);
     if (!stream) {

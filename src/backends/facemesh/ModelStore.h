@@ -12,8 +12,8 @@ inline constexpr std::string_view landmarkFile = "face_landmark.tflite";
 inline constexpr std::string_view canonicalFaceFile =
     "geometry_pipeline_metadata_landmarks.binarypb";
 
-/// Reads one of the files above whole and compares its checksum. Throws ModelError, which says how
-/// to mend it, when the file is missing, unreadable or altered.
+/// Reads one of the files above whole and compares its checksum. Throws networks::ModelError, which
+/// says how to mend it, when the file is missing, unreadable or altered.
 [[nodiscard]] std::vector<std::byte> loadModelFile(const std::filesystem::path& models,
                                                    std::string_view name);
 

@@ -1,9 +1,9 @@
 #include "backends/facemesh/Detector.h"
 
 #include "backends/facemesh/LandmarkFinder.h"
-#include "backends/facemesh/ModelError.h"
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Testing.h"
+#include "backends/networks/ModelError.h"
 
 namespace velmaro::testing {
 namespace {
@@ -12,8 +12,8 @@ using facemesh::Detection;
 using facemesh::Detector;
 using facemesh::TurnedSquare;
 
-facemesh::Model model(std::string_view name) {
-    return facemesh::readModel(facemesh::loadModelFile(VELMARO_MODELS_DIR, name));
+networks::Model model(std::string_view name) {
+    return networks::readModel(facemesh::loadModelFile(VELMARO_MODELS_DIR, name));
 }
 
 TEST(Detector, OneFaceIsOneDetectionWithItsEyesInPlace) {
@@ -46,8 +46,8 @@ TEST(Detector, TheHighestScoreIsFirst) {
 }
 
 TEST(Detector, RefusesAnotherNetwork) {
-    EXPECT_THROW(Detector(model(facemesh::landmarkFile)), facemesh::ModelError);
-    EXPECT_THROW(facemesh::LandmarkFinder(model(facemesh::detectorFile)), facemesh::ModelError);
+    EXPECT_THROW(Detector(model(facemesh::landmarkFile)), networks::ModelError);
+    EXPECT_THROW(facemesh::LandmarkFinder(model(facemesh::detectorFile)), networks::ModelError);
 }
 
 TEST(SquareAround, ADetectionIsLargerThanItAndUprightByTheEyes) {

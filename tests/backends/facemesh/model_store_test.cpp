@@ -4,9 +4,9 @@
 #include <fstream>
 #include <string>
 
-#include "backends/facemesh/ModelError.h"
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Portrait.h"
+#include "backends/networks/ModelError.h"
 
 namespace velmaro::facemesh {
 namespace {
@@ -29,7 +29,7 @@ protected:
     [[nodiscard]] std::string failure(std::string_view name) const {
         try {
             static_cast<void>(loadModelFile(folder, name));
-        } catch (const ModelError& error) {
+        } catch (const networks::ModelError& error) {
             return error.what();
         }
         return "";

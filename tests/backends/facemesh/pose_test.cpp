@@ -2,10 +2,11 @@
 
 #include <Eigen/Dense>
 #include <numbers>
+#include <random>
 
-#include "backends/facemesh/ModelError.h"
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Testing.h"
+#include "backends/networks/ModelError.h"
 
 namespace velmaro::testing {
 namespace {
@@ -103,12 +104,28 @@ TEST(CanonicalFace, LooksAtTheCamera) {
 
 TEST(CanonicalFace, ADamagedOneIsAnError) {
     const auto file = facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::canonicalFaceFile);
-    EXPECT_THROW(static_cast<void>(facemesh::readCanonicalFace({})), facemesh::ModelError);
+    EXPECT_THROW(static_cast<void>(facemesh::readCanonicalFace({})), networks::ModelError);
     for (std::size_t length = 1; length < 19000; length += 97) {
         const std::vector<std::byte> part(file.begin(),
                                           file.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_THROW(static_cast<void>(facemesh::readCanonicalFace(part)), facemesh::ModelError);
+        EXPECT_THROW(static_cast<void>(facemesh::readCanonicalFace(part)), networks::ModelError);
     }
+}
+
+TEST(CanonicalFace, FlippedBytesNeverCrash) {
+    const auto file = facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::canonicalFaceFile);
+    std::mt19937 random(13);
+    int refused = 0;
+    for (int round = 0; round < 2000; ++round) {
+        auto altered = file;
+        altered[random() % altered.size()] ^= static_cast<std::byte>(1 + random() % 255);
+        try {
+            EXPECT_GE(facemesh::readCanonicalFace(altered).weights.size(), 3U);
+        } catch (const networks::ModelError&) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 100);
 }
 
 }  // namespace

@@ -5,11 +5,11 @@
 #include <span>
 #include <vector>
 
-#include "backends/facemesh/Model.h"
+#include "backends/networks/Model.h"
 
 struct xnn_runtime;
 
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 
 /// A network made ready to run on the calling thread. One thread at a time; running allocates
 /// nothing.
@@ -55,4 +55,4 @@ private:
     std::unique_ptr<xnn_runtime, Deleter> runtime_;
 };
 
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 
 /// A model file that cannot be used: damaged, or made of what this program does not know. Thrown
 /// while loading only and never leaves this folder.
@@ -11,4 +11,4 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

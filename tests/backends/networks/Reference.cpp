@@ -1,4 +1,4 @@
-#include "backends/facemesh/Reference.h"
+#include "backends/networks/Reference.h"
 
 #include <algorithm>
 #include <limits>
@@ -6,11 +6,11 @@
 namespace velmaro::testing {
 namespace {
 
-using facemesh::elementCount;
-using facemesh::Model;
-using facemesh::Operation;
-using facemesh::Shape;
-using facemesh::Step;
+using networks::elementCount;
+using networks::Model;
+using networks::Operation;
+using networks::Shape;
+using networks::Step;
 using Values = std::vector<double>;
 
 /// TensorFlow's SAME: as many outputs as strides begin, the odd cell of padding after the picture.

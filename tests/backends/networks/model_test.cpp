@@ -1,20 +1,20 @@
-#include "backends/facemesh/Model.h"
+#include "backends/networks/Model.h"
 
 #include <gmock/gmock.h>
 
 #include <cstring>
 #include <functional>
 
-#include "backends/facemesh/FlatBuffer.h"
-#include "backends/facemesh/ModelError.h"
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Portrait.h"
+#include "backends/networks/FlatBuffer.h"
+#include "backends/networks/ModelError.h"
 
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 namespace {
 
 std::vector<std::byte> detector() {
-    return loadModelFile(VELMARO_MODELS_DIR, detectorFile);
+    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::detectorFile);
 }
 
 std::string failure(const std::function<void()>& work) {
@@ -42,7 +42,8 @@ TEST(Model, ReadsTheDetector) {
 }
 
 TEST(Model, ReadsTheLandmarks) {
-    const Model model = readModel(loadModelFile(VELMARO_MODELS_DIR, landmarkFile));
+    const Model model =
+        readModel(facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::landmarkFile));
     EXPECT_EQ(model.tensors[model.inputs[0]].shape, (Shape{1, 192, 192, 3}));
     EXPECT_EQ(count(model, Operation::Prelu), 23U);
     EXPECT_EQ(count(model, Operation::MaxPool), 6U);
@@ -142,4 +143,4 @@ TEST_F(CheckModel, AnOutputThatNobodyComputes) {
 }
 
 }  // namespace
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

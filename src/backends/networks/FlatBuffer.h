@@ -7,12 +7,12 @@
 #include <optional>
 #include <span>
 
-#include "backends/facemesh/ModelError.h"
+#include "backends/networks/ModelError.h"
 
 /// Reads the FlatBuffers format without a schema compiler: every access is checked against the
 /// end of the bytes and throws ModelError beyond it. A table's fields are numbered as its schema
 /// lists them.
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 
 static_assert(std::endian::native == std::endian::little,
               "FlatBuffers numbers are little-endian and read in place");
@@ -134,4 +134,4 @@ inline FlatVector FlatTable::vector(std::size_t field) const {
     return at == 0 ? FlatVector() : FlatVector(bytes_, follow(bytes_, position_ + at));
 }
 
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

@@ -1,4 +1,4 @@
-#include "backends/facemesh/Model.h"
+#include "backends/networks/Model.h"
 
 #include <bit>
 #include <cstring>
@@ -6,12 +6,12 @@
 #include <string>
 #include <utility>
 
-#include "backends/facemesh/FlatBuffer.h"
+#include "backends/networks/FlatBuffer.h"
 
 // Field numbers, type and operator codes below are those of the public TensorFlow Lite schema,
 // version 3.
 
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 namespace {
 
 /// More than ten times what the models need; keeps a damaged shape from asking for all memory.
@@ -240,4 +240,4 @@ Model readModel(std::span<const std::byte> file) {
     return model;
 }
 
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

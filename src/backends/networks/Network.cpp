@@ -1,4 +1,4 @@
-#include "backends/facemesh/Network.h"
+#include "backends/networks/Network.h"
 
 #include <xnnpack.h>
 
@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
-#include "backends/facemesh/ModelError.h"
+#include "backends/networks/ModelError.h"
 
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 namespace {
 
 /// The library may read, but not use, this much beyond a buffer: XNN_EXTRA_BYTES of any release.
@@ -251,4 +251,4 @@ bool Network::run() {
     return xnn_invoke_runtime(runtime_.get()) == xnn_status_success;
 }
 
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

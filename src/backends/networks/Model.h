@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 
 /// A tensor's extents, outermost first: batch, rows, columns, channels for pictures.
 using Shape = std::vector<std::size_t>;
@@ -66,4 +66,4 @@ struct Model {
 /// Throws ModelError unless every shape follows from its inputs and every input is known in time.
 void checkModel(const Model& model);
 
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

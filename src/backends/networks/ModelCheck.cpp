@@ -1,9 +1,9 @@
 #include <optional>
 
-#include "backends/facemesh/Model.h"
-#include "backends/facemesh/ModelError.h"
+#include "backends/networks/Model.h"
+#include "backends/networks/ModelError.h"
 
-namespace velmaro::facemesh {
+namespace velmaro::networks {
 namespace {
 
 constexpr std::size_t outputExtent(std::size_t extent, std::size_t window, std::size_t stride,
@@ -160,4 +160,4 @@ void checkModel(const Model& model) {
     Checker(model).run();
 }
 
-}  // namespace velmaro::facemesh
+}  // namespace velmaro::networks

@@ -1,25 +1,25 @@
-#include "backends/facemesh/Network.h"
+#include "backends/networks/Network.h"
 
 #include <cmath>
 #include <random>
 
 #include "backends/facemesh/Letterbox.h"
-#include "backends/facemesh/ModelError.h"
 #include "backends/facemesh/ModelStore.h"
-#include "backends/facemesh/Reference.h"
 #include "backends/facemesh/Testing.h"
 #include "backends/facemesh/Warp.h"
+#include "backends/networks/ModelError.h"
+#include "backends/networks/Reference.h"
 
 namespace velmaro::testing {
 namespace {
 
-using facemesh::Model;
-using facemesh::Network;
-using facemesh::Operation;
-using facemesh::Shape;
+using networks::Model;
+using networks::Network;
+using networks::Operation;
+using networks::Shape;
 
 Model model(std::string_view name) {
-    return facemesh::readModel(facemesh::loadModelFile(VELMARO_MODELS_DIR, name));
+    return networks::readModel(facemesh::loadModelFile(VELMARO_MODELS_DIR, name));
 }
 
 /// The networks' values reach 375, so this is a few units in the last place of single precision
@@ -72,7 +72,7 @@ Model convolution(std::size_t extent, std::size_t window, std::uint32_t stride, 
     model.steps = {{Operation::Convolution, {0, 1, 2}, 3, {same, stride, stride, 0, 0}}};
     model.inputs = {0};
     model.outputs = {3};
-    facemesh::checkModel(model);
+    networks::checkModel(model);
     return model;
 }
 
@@ -114,15 +114,15 @@ TEST(Network, RefusesAReshapeInTheMiddle) {
     model.steps.push_back({Operation::Reshape, {3}, 4, {}});
     model.steps.push_back({Operation::Relu, {4}, 5, {}});
     model.outputs = {5};
-    facemesh::checkModel(model);
-    EXPECT_THROW(Network network(std::move(model)), facemesh::ModelError);
+    networks::checkModel(model);
+    EXPECT_THROW(Network network(std::move(model)), networks::ModelError);
 }
 
 TEST(Network, RefusesTwoInputs) {
     Model model = convolution(4, 1, 1, true, {1});
     model.tensors.push_back({{1, 4, 4, 1}, {}, {}});
     model.inputs.push_back(4);
-    EXPECT_THROW(Network network(std::move(model)), facemesh::ModelError);
+    EXPECT_THROW(Network network(std::move(model)), networks::ModelError);
 }
 
 }  // namespace
