@@ -20,7 +20,8 @@ namespace velmaro {
 /// stops the chosen source, and turns each frame or motion sample into the values that are sent.
 ///
 /// Everything happens on the main thread, but for frames, which come on the camera's delivery
-/// queue. All angles are single-precision degrees.
+/// queue. All angles are single-precision degrees. Signs, orders and texts are fixed, and so is the
+/// name: see docs/behaviour.md.
 class ContentView : public Observable, public std::enable_shared_from_this<ContentView> {
 public:
     /// The platform's doors outlive the view.

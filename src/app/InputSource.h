@@ -10,7 +10,7 @@
 namespace velmaro {
 
 /// What head orientation is taken from: one particular camera, or the headphones. A value; the
-/// camera's device is shared.
+/// camera's device is shared. Identifiers are fixed: see docs/behaviour.md.
 class InputSource {
 public:
     static InputSource camera(std::shared_ptr<CaptureDevice> device);

@@ -18,7 +18,8 @@ namespace velmaro {
 ///
 /// Everything happens on the main thread, but for frames, which come on the serial queue
 /// "VideoOutputQueue", the blocking start of the session, and status texts of the permission
-/// request and of session notifications, which come on the platform's threads.
+/// request and of session notifications, which come on the platform's threads. The orders and the
+/// texts, French ones among them, are fixed: see docs/behaviour.md.
 class CameraManager : public Observable,
                       public SampleBufferDelegate,
                       public std::enable_shared_from_this<CameraManager> {

@@ -19,7 +19,7 @@ struct CMAcceleration {
 
 /// What turns the headphones' attitude into one relative to the user's rest pose, and keeps it
 /// between runs under the setting "headphoneCalibration". Main thread only. Its failures are silent
-/// and leave everything as it was.
+/// and leave everything as it was. See docs/behaviour.md for what of it is fixed.
 class HeadphoneCalibration : public Observable {
 public:
     /// Begins at the identity, then restores the stored record. `userDefaults` outlives this

@@ -7,7 +7,8 @@
 namespace velmaro {
 
 /// The stored form of a headphone calibration: a JSON object with one number per member, keyed by
-/// the member's name. Unlike a quaternion in memory, w comes first.
+/// the member's name. Unlike a quaternion in memory, w comes first. Users have such records: their
+/// form is fixed, see docs/behaviour.md.
 struct HeadphoneCalibrationStorage {
     double calibrationW = 1;
     double calibrationX = 0;

@@ -15,7 +15,7 @@ namespace velmaro {
 
 /// Turns the headphones' motion into pan, tilt and roll in degrees relative to the user's rest
 /// pose. Created, used and released on the main thread, where its callbacks are called too. The
-/// doors outlive it.
+/// doors outlive it. Signs, orders and texts are fixed: see docs/behaviour.md.
 class HeadphoneMotionManager : public Observable,
                                public std::enable_shared_from_this<HeadphoneMotionManager> {
     struct Private {};

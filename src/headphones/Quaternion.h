@@ -6,6 +6,8 @@
 
 namespace velmaro {
 
+/// Every order of evaluation here is fixed: see docs/behaviour.md.
+
 /// Three rotations that make up an attitude, applied in the order z, y, x (intrinsic), in radians.
 struct TaitBryan {
     /// About z, -pi to pi.

@@ -18,7 +18,7 @@ namespace velmaro {
 /// thread. Smoothing and angles persist when frames stop.
 ///
 /// Frames arrive on one serial queue; everything else belongs to the main thread, but for the reads
-/// that say otherwise.
+/// that say otherwise. Constants, orders and texts are fixed: see docs/behaviour.md.
 class FaceDetector : public Observable, public std::enable_shared_from_this<FaceDetector> {
 public:
     /// The doors outlive the detector. A frame within 1/30 s of this call is skipped.

@@ -6,6 +6,8 @@
 
 namespace velmaro {
 
+/// Every constant and order of evaluation here is fixed: see docs/behaviour.md.
+
 /// Degrees. Pan is positive when the nose points to the image's right, tilt when it points down.
 struct HeadAngles {
     float pan = 0;

@@ -24,7 +24,7 @@ namespace velmaro {
 ///
 /// The settings are changed on the main thread. Samples come on the thread of the source that
 /// delivers them, one at a time. No member waits or reports failure: what goes wrong is a line in
-/// the log.
+/// the log. What is sent and printed, and in which order, is fixed: see docs/behaviour.md.
 class OSCManager : public Observable {
 public:
     /// Connections are made by `network` and call back on the standard global queue of `dispatch`.

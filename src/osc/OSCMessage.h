@@ -14,6 +14,8 @@ namespace velmaro {
 /// The address is written byte for byte, whether or not a receiver would accept it. It must be
 /// 7-bit ASCII: any other byte ends the process, without a message.
 ///
+/// The bytes are fixed: see docs/behaviour.md.
+///
 /// The result is allocated once, at its exact size, from `memory`. Any thread.
 [[nodiscard]] std::pmr::vector<std::byte> createOSCMessage(
     std::string_view address, std::span<const float> values,
