@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <iostream>
 
@@ -13,20 +12,6 @@ namespace {
 
 std::string requirePort(const std::string& text) {
     return parsePort(text) ? "" : "'" + text + "' is no port: give a number from 0 to 65535";
-}
-
-std::string requireListeningPort(const std::string& text) {
-    const auto port = parsePort(text);
-    return port && *port > 0 ? "" : "'" + text + "' is no port: give a number from 1 to 65535";
-}
-
-std::string requireBluetoothAddress(const std::string& text) {
-    bool usable = text.size() == 17;
-    for (std::size_t i = 0; usable && i < text.size(); ++i) {
-        usable =
-            i % 3 == 2 ? text[i] == ':' : std::isxdigit(static_cast<unsigned char>(text[i])) != 0;
-    }
-    return usable ? "" : "'" + text + "' is no Bluetooth address: give it as in 00:11:22:AA:BB:CC";
 }
 
 std::string requireAscii(const std::string& text) {
@@ -53,7 +38,31 @@ std::string requireRate(const std::string& text) {
     return usable ? "" : "'" + text + "' is no rate: give messages a second, 1 or more";
 }
 
-void addOptions(CLI::App& app, Program program, Options& options) {
+/// Only what is given is stored: the sources know their own defaults.
+void addSourceOptions(CLI::App& app, std::span<const SourceOption> sourceOptions,
+                      SourceValues& values) {
+    for (const SourceOption& each : sourceOptions) {
+        CLI::Option* const option = app.add_option_function<std::string>(
+            each.name,
+            [&values, name = each.name](const std::string& value) { values[name] = value; },
+            each.description);
+        option->type_name(each.valueName)->default_str(each.defaultValue);
+        if (each.check != nullptr) {
+            option->check(each.check);
+        }
+    }
+    for (const SourceOption& each : sourceOptions) {
+        CLI::Option* const option = app.get_option(each.name);
+        if (*each.needs != '\0') {
+            option->needs(app.get_option(each.needs));
+        }
+        if (*each.excludes != '\0') {
+            option->excludes(app.get_option(each.excludes));
+        }
+    }
+}
+
+void addSources(CLI::App& app, std::span<const SourceOption> sourceOptions, Options& options) {
     app.add_flag("--list-inputs", options.listInputs,
                  "Print one line per source (its id, a tab, its label) and exit");
     app.add_option("--input", options.input, "Choose a source (default: the first available)")
@@ -63,27 +72,14 @@ void addOptions(CLI::App& app, Program program, Options& options) {
         ->type_name("FILE")
         ->allow_extra_args(false);
     app.add_flag("--once", options.once, "Stop when the file ends instead of looping");
-    app.add_option("--motion-file", options.motionFile,
-                   "Replay recorded headphone motion as connected headphones")
-        ->type_name("FILE");
-    auto* const motionUDP =
-        app.add_option("--motion-udp", options.motionUDPPort,
-                       "Be connected headphones while angles come to this UDP port")
-            ->type_name("PORT")
-            ->check(requireListeningPort);
-    app.add_option("--motion-udp-bind", options.motionUDPAddress,
-                   "Receive them at this IP address of this machine")
-        ->type_name("ADDR")
-        ->needs(motionUDP)
-        ->capture_default_str();
-    app.add_option("--airpods-address", options.airPodsAddress,
-                   "Connect to paired AirPods by Bluetooth (experimental)")
-        ->type_name("XX:XX:XX:XX:XX:XX")
-        ->check(requireBluetoothAddress);
+    addSourceOptions(app, sourceOptions, options.sourceValues);
     app.add_option("--record-motion", options.recordMotion,
                    "Record the headphones' motion into a new file")
         ->type_name("FILE");
     app.add_flag("--demo", options.demo, "Use the built-in demonstration clip as the camera");
+}
+
+void addDestination(CLI::App& app, Options& options) {
     app.add_option("--ip", options.ipAddress, "Send to this host")
         ->type_name("A")
         ->check(requireHost)
@@ -100,6 +96,9 @@ void addOptions(CLI::App& app, Program program, Options& options) {
         ->type_name("N")
         ->check(requireRate)
         ->capture_default_str();
+}
+
+void addRest(CLI::App& app, Program program, Options& options) {
     app.add_flag("!--no-tilt", options.tiltEnabled, "Start with tilt off");
     app.add_flag("--quaternion", options.quaternionOutput, "Send quaternions instead of angles");
     app.add_flag("--start", options.start, "(window) Start tracking at once");
@@ -128,8 +127,9 @@ const char* programName(Program program) {
     return program == Program::window ? "velmaro" : "velmaro-cli";
 }
 
-std::variant<Options, ExitStatus> parseCommandLine(Program program, int argc,
-                                                   const char* const* argv) {
+tl::expected<Options, ExitStatus> parseCommandLine(Program program,
+                                                   std::span<const SourceOption> sourceOptions,
+                                                   int argc, const char* const* argv) {
     Options options;
     CLI::App app("Streams where your head points as Open Sound Control over UDP.",
                  programName(program));
@@ -138,15 +138,17 @@ std::variant<Options, ExitStatus> parseCommandLine(Program program, int argc,
     app.set_help_flag("--help", "Print this help and exit");
     app.footer(kFooter);
     app.get_formatter()->column_width(28);
-    addOptions(app, program, options);
+    addSources(app, sourceOptions, options);
+    addDestination(app, options);
+    addRest(app, program, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {
         app.exit(success, std::cout, std::cerr);
-        return ExitStatus::success;
+        return tl::unexpected(ExitStatus::success);
     } catch (const CLI::ParseError& error) {
         std::cerr << programName(program) << ": " << oneLine(error.what()) << " (see --help)\n";
-        return ExitStatus::wrongUsage;
+        return tl::unexpected(ExitStatus::wrongUsage);
     }
     return options;
 }

@@ -2,9 +2,12 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
-#include <variant>
+#include <tl/expected.hpp>
 #include <vector>
+
+#include "platform/SourceOption.h"
 
 namespace velmaro {
 
@@ -26,11 +29,8 @@ struct Options {
     std::optional<std::string> input;
     std::vector<std::string> cameraFiles;
     bool once = false;
-    std::optional<std::string> motionFile;
-    /// Where another tracker sends its angles by UDP.
-    std::optional<std::uint16_t> motionUDPPort;
-    std::string motionUDPAddress = "127.0.0.1";
-    std::optional<std::string> airPodsAddress;
+    /// What was given for the options of the sources of headphone motion.
+    SourceValues sourceValues;
     std::optional<std::string> recordMotion;
     bool demo = false;
     std::string ipAddress = "127.0.0.1";
@@ -45,11 +45,12 @@ struct Options {
     bool statistics = false;
 };
 
-/// Reads the command line. Gives the exit status instead when the program has nothing more to do:
-/// help and version were printed to standard output, or what is wrong to standard error, in one
-/// line.
-[[nodiscard]] std::variant<Options, ExitStatus> parseCommandLine(Program program, int argc,
-                                                                 const char* const* argv);
+/// Reads the command line, which has the options of the sources beside those of the program. Gives
+/// the exit status instead when the program has nothing more to do: help and version were printed
+/// to standard output, or what is wrong to standard error, in one line.
+[[nodiscard]] tl::expected<Options, ExitStatus> parseCommandLine(
+    Program program, std::span<const SourceOption> sourceOptions, int argc,
+    const char* const* argv);
 
 /// The name under which a program speaks on standard error.
 [[nodiscard]] const char* programName(Program program);

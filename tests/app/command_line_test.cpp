@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <variant>
+#include <array>
 #include <vector>
 
 #include "app/CommandLine.h"
@@ -17,16 +17,36 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStderr;
 using testing::internal::GetCapturedStdout;
 
-std::variant<Options, ExitStatus> parse(std::vector<const char*> arguments,
+std::string requireColour(const std::string& text) {
+    return text == "red" || text == "green" ? "" : "'" + text + "' is no colour: give red or green";
+}
+
+/// What sources may bring along.
+constexpr std::array kSourceOptions{
+    SourceOption{.name = "--sample", .valueName = "FILE", .description = "Play a sample"},
+    SourceOption{.name = "--colour",
+                 .valueName = "COLOUR",
+                 .description = "Listen for this colour",
+                 .check = requireColour},
+    SourceOption{.name = "--shade",
+                 .valueName = "SHADE",
+                 .description = "In this shade",
+                 .defaultValue = "bright",
+                 .needs = "--colour",
+                 .excludes = "--sample"},
+};
+
+tl::expected<Options, ExitStatus> parse(std::vector<const char*> arguments,
                                         Program program = Program::terminal) {
     arguments.insert(arguments.begin(), "velmaro-cli");
-    return parseCommandLine(program, static_cast<int>(arguments.size()), arguments.data());
+    return parseCommandLine(program, kSourceOptions, static_cast<int>(arguments.size()),
+                            arguments.data());
 }
 
 Options parsed(const std::vector<const char*>& arguments) {
     const auto result = parse(arguments);
-    EXPECT_TRUE(std::holds_alternative<Options>(result));
-    return std::holds_alternative<Options>(result) ? std::get<Options>(result) : Options{};
+    EXPECT_TRUE(result.has_value());
+    return result.value_or(Options{});
 }
 
 /// What a wrong command line prints, after checking that it is one line and ends with status 2.
@@ -36,10 +56,8 @@ std::string complaint(const std::vector<const char*>& arguments) {
     const auto result = parse(arguments);
     EXPECT_EQ(GetCapturedStdout(), "");
     std::string text = GetCapturedStderr();
-    EXPECT_TRUE(std::holds_alternative<ExitStatus>(result)) << text;
-    if (std::holds_alternative<ExitStatus>(result)) {
-        EXPECT_EQ(std::get<ExitStatus>(result), ExitStatus::wrongUsage);
-    }
+    EXPECT_FALSE(result.has_value()) << text;
+    EXPECT_EQ(result.has_value() ? ExitStatus::success : result.error(), ExitStatus::wrongUsage);
     EXPECT_TRUE(text.starts_with("velmaro-cli: ")) << text;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
     return text;
@@ -59,24 +77,22 @@ TEST(CommandLine, HasTheDefaultsOfTheSender) {
     EXPECT_FALSE(options.demo);
     EXPECT_FALSE(options.listInputs);
     EXPECT_FALSE(options.statistics);
-    EXPECT_FALSE(options.motionFile);
-    EXPECT_FALSE(options.motionUDPPort);
-    EXPECT_EQ(options.motionUDPAddress, "127.0.0.1");
-    EXPECT_FALSE(options.airPodsAddress);
+    EXPECT_TRUE(options.sourceValues.empty());
     EXPECT_FALSE(options.recordMotion);
 }
 
 TEST(CommandLine, ReadsEveryOption) {
-    const Options options = parsed(
-        {"--input",      "camera_x",      "--camera-file", "a.mp4",  "--camera-file", "b.png",
-         "--once",       "--motion-file", "m.txt",         "--demo", "--ip",          "::1",
-         "--port",       "9000",          "--osc",         "/a/b",   "--rate",        "60",
-         "--no-tilt",    "--quaternion",  "--duration",    "1.5",    "--stats",       "--start",
-         "--list-inputs"});
+    const Options options = parsed({"--input",       "camera_x", "--camera-file", "a.mp4",
+                                    "--camera-file", "b.png",    "--once",        "--record-motion",
+                                    "m.txt",         "--demo",   "--ip",          "::1",
+                                    "--port",        "9000",     "--osc",         "/a/b",
+                                    "--rate",        "60",       "--no-tilt",     "--quaternion",
+                                    "--duration",    "1.5",      "--stats",       "--start",
+                                    "--list-inputs"});
     EXPECT_EQ(options.input, "camera_x");
     EXPECT_THAT(options.cameraFiles, ElementsAre("a.mp4", "b.png"));
     EXPECT_TRUE(options.once);
-    EXPECT_EQ(options.motionFile, "m.txt");
+    EXPECT_EQ(options.recordMotion, "m.txt");
     EXPECT_TRUE(options.demo);
     EXPECT_EQ(options.ipAddress, "::1");
     EXPECT_EQ(options.port, "9000");
@@ -90,21 +106,16 @@ TEST(CommandLine, ReadsEveryOption) {
     EXPECT_TRUE(options.listInputs);
 }
 
-TEST(CommandLine, ReadsWhereHeadphoneMotionComesFrom) {
-    const Options options =
-        parsed({"--motion-udp", "4242", "--motion-udp-bind", "::", "--airpods-address",
-                "00:11:22:aa:BB:CC", "--record-motion", "m.txt"});
-    EXPECT_EQ(options.motionUDPPort, 4242);
-    EXPECT_EQ(options.motionUDPAddress, "::");
-    EXPECT_EQ(options.airPodsAddress, "00:11:22:aa:BB:CC");
-    EXPECT_EQ(options.recordMotion, "m.txt");
-    EXPECT_EQ(parsed({"--motion-udp", "65535"}).motionUDPPort, 65535);
-    EXPECT_THAT(complaint({"--motion-udp", "0"}), HasSubstr("1 to 65535"));
-    EXPECT_THAT(complaint({"--motion-udp", "65536"}), HasSubstr("65536"));
-    EXPECT_THAT(complaint({"--motion-udp", "x"}), HasSubstr("port"));
-    EXPECT_THAT(complaint({"--motion-udp-bind", "::1"}), HasSubstr("--motion-udp"));
-    EXPECT_THAT(complaint({"--airpods-address", "00:11:22:AA:BB"}), HasSubstr("Bluetooth"));
-    EXPECT_THAT(complaint({"--airpods-address", "00:11:22:AA:BB:XX"}), HasSubstr("Bluetooth"));
+TEST(CommandLine, ReadsTheOptionsThatSourcesBring) {
+    const Options options = parsed({"--colour", "red", "--shade=dark"});
+    EXPECT_EQ(options.sourceValues, (SourceValues{{"--colour", "red"}, {"--shade", "dark"}}));
+    // The default is for the help; the source has its own.
+    EXPECT_EQ(parsed({"--colour", "red"}).sourceValues, (SourceValues{{"--colour", "red"}}));
+    EXPECT_THAT(complaint({"--colour", "blue"}), HasSubstr("'blue' is no colour"));
+    EXPECT_THAT(complaint({"--shade", "dark"}), HasSubstr("--colour"));
+    EXPECT_THAT(complaint({"--colour", "red", "--shade", "dark", "--sample", "f"}),
+                HasSubstr("--sample"));
+    EXPECT_THAT(complaint({"--sample"}), HasSubstr("--sample"));
 }
 
 TEST(CommandLine, KeepsThePortAsItWasWritten) {
@@ -134,45 +145,28 @@ TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
     auto result = parse({"--version"});
     EXPECT_THAT(GetCapturedStdout(),
                 testing::MatchesRegex("velmaro-cli [0-9]+\\.[0-9]+\\.[0-9]+\n"));
-    ASSERT_TRUE(std::holds_alternative<ExitStatus>(result));
-    EXPECT_EQ(std::get<ExitStatus>(result), ExitStatus::success);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), ExitStatus::success);
 
     CaptureStdout();
     result = parse({"--help"});
     const std::string help = GetCapturedStdout();
-    for (const char* const option : {"--list-inputs",
-                                     "--input",
-                                     "--camera-file",
-                                     "--once",
-                                     "--motion-file",
-                                     "--motion-udp",
-                                     "--motion-udp-bind",
-                                     "--airpods-address",
-                                     "--record-motion",
-                                     "--demo",
-                                     "--ip",
-                                     "--port",
-                                     "--osc",
-                                     "--rate",
-                                     "--no-tilt",
-                                     "--quaternion",
-                                     "--start",
-                                     "--duration",
-                                     "--stats",
-                                     "--version",
-                                     "--help",
-                                     "SIGUSR1"}) {
+    for (const char* const option :
+         {"--list-inputs", "--input",   "--camera-file",   "--once",       "--sample", "--colour",
+          "--shade",       "bright",    "--record-motion", "--demo",       "--ip",     "--port",
+          "--osc",         "--rate",    "--no-tilt",       "--quaternion", "--start",  "--duration",
+          "--stats",       "--version", "--help",          "SIGUSR1"}) {
         EXPECT_THAT(help, HasSubstr(option));
     }
-    ASSERT_TRUE(std::holds_alternative<ExitStatus>(result));
-    EXPECT_EQ(std::get<ExitStatus>(result), ExitStatus::success);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), ExitStatus::success);
 }
 
 TEST(CommandLine, DurationAndStatisticsAreForTheTerminalOnly) {
     CaptureStderr();
     const auto result = parse({"--duration", "1"}, Program::window);
     EXPECT_THAT(GetCapturedStderr(), HasSubstr("velmaro: "));
-    EXPECT_TRUE(std::holds_alternative<ExitStatus>(result));
+    EXPECT_FALSE(result.has_value());
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "app/Startup.h"
 #include "app/linux/Files.h"
+#include "app/linux/HeadphoneMotionParts.h"
 #include "app/linux/PlatformOptions.h"
 
 namespace velmaro {
@@ -80,7 +81,10 @@ ExitStatus Session::listInputs() {
 }
 
 bool Session::awaitsHeadphones() {
-    if (!options_.motionUDPPort && !options_.airPodsAddress) {
+    const auto isAwaited = [this](const SourceOption& option) {
+        return option.isAwaited && options_.sourceValues.contains(option.name);
+    };
+    if (std::ranges::none_of(motionSourceOptions(), isAwaited)) {
         return false;
     }
     const std::string headphones = InputSource::airpods().id();

@@ -1,13 +1,9 @@
-#include <variant>
-
 #include "app/CommandLine.h"
 #include "app/cli/Session.h"
+#include "app/linux/HeadphoneMotionParts.h"
 
 int main(int argc, char** argv) {
     using namespace velmaro;
-    const auto parsed = parseCommandLine(Program::terminal, argc, argv);
-    if (const auto* status = std::get_if<ExitStatus>(&parsed)) {
-        return static_cast<int>(*status);
-    }
-    return static_cast<int>(Session(std::get<Options>(parsed)).run());
+    const auto options = parseCommandLine(Program::terminal, motionSourceOptions(), argc, argv);
+    return static_cast<int>(options ? Session(*options).run() : options.error());
 }

@@ -3,13 +3,18 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 
 #include "app/linux/LinuxPlatform.h"
 #include "platform/Dispatch.h"
 #include "platform/Error.h"
 #include "platform/HeadphoneMotion.h"
+#include "platform/SourceOption.h"
 
 namespace velmaro {
+
+/// The options of all sources of headphone motion, in the order of the help.
+[[nodiscard]] std::span<const SourceOption> motionSourceOptions();
 
 /// The door to the headphones and what stands behind it.
 struct HeadphoneMotionParts {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -9,6 +8,7 @@
 
 #include "platform/Error.h"
 #include "platform/Platform.h"
+#include "platform/SourceOption.h"
 #include "platform/Telemetry.h"
 
 namespace velmaro {
@@ -33,13 +33,8 @@ struct LinuxPlatformOptions {
     LiveCameras liveCameras = LiveCameras::awaited;
     /// Files play once instead of looping.
     bool once = false;
-    /// Recorded headphone motion to replay as connected headphones.
-    std::optional<std::string> motionFile;
-    /// The UDP port and the address at which another tracker's angles come.
-    std::optional<std::uint16_t> motionUDPPort;
-    std::string motionUDPAddress = "127.0.0.1";
-    /// Paired AirPods, as in "00:11:22:AA:BB:CC".
-    std::optional<std::string> airPodsAddress;
+    /// What was given for the options of the sources of headphone motion.
+    SourceValues sourceValues;
     /// A new file for all motion that is tracked.
     std::optional<std::string> recordMotion;
     /// False keeps standard output free of the log.

@@ -38,10 +38,7 @@ LinuxPlatformOptions platformOptions(Program program, const Options& options) {
             .demo = options.demo,
             .liveCameras = liveCameras(program, options),
             .once = options.once,
-            .motionFile = options.motionFile,
-            .motionUDPPort = options.motionUDPPort,
-            .motionUDPAddress = options.motionUDPAddress,
-            .airPodsAddress = options.airPodsAddress,
+            .sourceValues = options.sourceValues,
             // A listing has no motion to record.
             .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
             .logs = !options.listInputs};

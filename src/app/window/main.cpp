@@ -5,9 +5,9 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
-#include <variant>
 
 #include "app/CommandLine.h"
+#include "app/linux/HeadphoneMotionParts.h"
 #include "app/linux/Resources.h"
 #include "app/window/ColorSchemeWatcher.h"
 #include "app/window/Colors.h"
@@ -80,9 +80,6 @@ int run(const Options& options, const char* name) {
 
 int main(int argc, char** argv) {
     using namespace velmaro;
-    const auto parsed = parseCommandLine(Program::window, argc, argv);
-    if (const auto* status = std::get_if<ExitStatus>(&parsed)) {
-        return static_cast<int>(*status);
-    }
-    return run(std::get<Options>(parsed), argv[0]);
+    const auto options = parseCommandLine(Program::window, motionSourceOptions(), argc, argv);
+    return options ? run(*options, argv[0]) : static_cast<int>(options.error());
 }

@@ -29,6 +29,23 @@ TEST(ProgramErrors, WrongOptionsEndWithTwo) {
     }
 }
 
+TEST(ProgramErrors, WrongValuesOfTheMotionSourcesNameWhatWouldDo) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> wrong{
+        {{"--motion-udp", "0"}, "1 to 65535"},
+        {{"--motion-udp", "65536"}, "65536"},
+        {{"--motion-udp", "x"}, "port"},
+        {{"--motion-udp-bind", "::1"}, "--motion-udp"},
+        {{"--airpods-address", "00:11:22:AA:BB"}, "Bluetooth"},
+        {{"--airpods-address", "00:11:22:AA:BB:XX"}, "Bluetooth"},
+        {{"--motion-file"}, "--motion-file"}};
+    for (const auto& [arguments, mending] : wrong) {
+        const Finished run = runProgram(arguments);
+        EXPECT_EQ(run.status, 2);
+        expectOneLine(run.errors);
+        EXPECT_THAT(run.errors, HasSubstr(mending));
+    }
+}
+
 TEST(ProgramErrors, AMissingFileEndsWithOne) {
     const Finished run = runProgram({"--camera-file", "no/such/file.mp4"});
     EXPECT_EQ(run.status, 1);
