@@ -53,13 +53,12 @@ double median(std::vector<double>& values) {
 
 void facemesh_720p(benchmark::State& state) {
     auto created = FaceMesh::create(VELMARO_MODELS_DIR, nullptr);
-    const auto* mesh = std::get_if<std::unique_ptr<FaceMesh>>(&created);
-    if (!mesh) {
-        state.SkipWithError(std::get<Error>(created).description.c_str());
+    if (!created) {
+        state.SkipWithError(created.error().description.c_str());
         return;
     }
     const auto frame = faceFrame();
-    facemesh::FaceAnalyzer bare(VELMARO_MODELS_DIR);
+    auto bare = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     // What the networks take depends on nothing in their inputs, but these are real ones.
     const std::size_t expected = bare.analyze(view(*frame)).size();
 
@@ -71,7 +70,7 @@ void facemesh_720p(benchmark::State& state) {
     std::vector<double> whole;
     std::vector<double> networks;
     for (auto _ : state) {
-        whole.push_back(milliseconds([&] { (*mesh)->perform(frame, count); }));
+        whole.push_back(milliseconds([&] { (*created)->perform(frame, count); }));
         if (faces != 1 || expected != 1) {
             state.SkipWithError("the face was not found");
             return;
@@ -92,7 +91,7 @@ void facemesh_720p(benchmark::State& state) {
 BENCHMARK(facemesh_720p)->Unit(benchmark::kMillisecond);
 
 void facemesh_720p_nobody(benchmark::State& state) {
-    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     const Frame frame(1280, 720);
     for (auto _ : state) {
         benchmark::DoNotOptimize(analyzer.analyze(view(frame)).data());
@@ -123,7 +122,7 @@ void warp_192(benchmark::State& state) {
 BENCHMARK(warp_192)->Unit(benchmark::kMicrosecond);
 
 void detector_network(benchmark::State& state) {
-    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     for (auto _ : state) {
         benchmark::DoNotOptimize(analyzer.detector().network().run());
     }
@@ -131,7 +130,7 @@ void detector_network(benchmark::State& state) {
 BENCHMARK(detector_network)->Unit(benchmark::kMicrosecond);
 
 void landmark_network(benchmark::State& state) {
-    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     for (auto _ : state) {
         benchmark::DoNotOptimize(analyzer.landmarkFinder().network().run());
     }
@@ -139,7 +138,7 @@ void landmark_network(benchmark::State& state) {
 BENCHMARK(landmark_network)->Unit(benchmark::kMicrosecond);
 
 void pose(benchmark::State& state) {
-    facemesh::FaceAnalyzer analyzer(VELMARO_MODELS_DIR);
+    auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     const auto frame = faceFrame();
     const facemesh::Face face = analyzer.analyze(view(*frame)).front();
     facemesh::Observation observation;

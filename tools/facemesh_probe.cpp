@@ -110,9 +110,12 @@ int main(int argc, char** argv) {
             }
         }
         const Picture picture = readPixmap(arguments.empty() ? std::cin : file);
-        FaceAnalyzer analyzer(models);
-        print(picture, analyzer.analyze({picture.bgra.data(), std::ptrdiff_t{4} * picture.width,
-                                         picture.width, picture.height}));
+        auto analyzer = FaceAnalyzer::create(models);
+        if (!analyzer) {
+            throw std::runtime_error(analyzer.error().description);
+        }
+        print(picture, analyzer->analyze({picture.bgra.data(), std::ptrdiff_t{4} * picture.width,
+                                          picture.width, picture.height}));
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "facemesh-probe: %s\n", error.what());

@@ -111,11 +111,11 @@ struct LinuxPlatform::Parts {
 
     std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry) {
         auto made = FaceMesh::create(resource("models"), &telemetry);
-        if (const auto* error = std::get_if<Error>(&made)) {
-            faceLandmarksError = *error;
+        if (!made) {
+            faceLandmarksError = made.error();
             return std::make_unique<NoFaceLandmarks>();
         }
-        return std::get<std::unique_ptr<FaceMesh>>(std::move(made));
+        return std::move(*made);
     }
 
     void endPlayback() const {

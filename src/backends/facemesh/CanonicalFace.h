@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "backends/facemesh/FacePoints.h"
+#include "platform/Result.h"
 
 namespace velmaro::facemesh {
 
@@ -22,8 +23,7 @@ struct CanonicalFace {
     std::vector<Weight> weights;
 };
 
-/// Reads the metadata of the face geometry, a protocol buffer. Throws networks::ModelError when
-/// damaged.
-[[nodiscard]] CanonicalFace readCanonicalFace(std::span<const std::byte> file);
+/// Reads the metadata of the face geometry, a protocol buffer. Fails when damaged.
+[[nodiscard]] Result<CanonicalFace> readCanonicalFace(std::span<const std::byte> file);
 
 }  // namespace velmaro::facemesh

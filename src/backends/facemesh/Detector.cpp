@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "backends/networks/ModelError.h"
-
 // The network's layout is that of its published description: see the BlazeFace paper and the
 // model card "MediaPipe BlazeFace Short Range".
 
@@ -60,16 +58,20 @@ PixelPoint operator/(const PixelPoint& point, float by) {
 
 }  // namespace
 
-Detector::Detector(networks::Model model)
-    : network_(std::move(model)), letterbox_(side), anchors_(makeAnchors()) {
-    const networks::Model& loaded = network_.model();
-    if (loaded.tensors[loaded.inputs[0]].shape != networks::Shape{1, side, side, 3} ||
-        loaded.outputs.size() != 2 ||
-        loaded.tensors[loaded.outputs[0]].shape !=
-            networks::Shape{1, anchorCount, valuesPerAnchor} ||
-        loaded.tensors[loaded.outputs[1]].shape != networks::Shape{1, anchorCount, 1}) {
-        throw networks::ModelError("not the face detector that this program knows");
+Result<Detector> Detector::create(networks::Model model) {
+    if (model.tensors[model.inputs[0]].shape != networks::Shape{1, side, side, 3} ||
+        model.outputs.size() != 2 ||
+        model.tensors[model.outputs[0]].shape != networks::Shape{1, anchorCount, valuesPerAnchor} ||
+        model.tensors[model.outputs[1]].shape != networks::Shape{1, anchorCount, 1}) {
+        return failure("not the face detector that this program knows");
     }
+    return networks::Network::create(std::move(model)).map([](networks::Network&& network) {
+        return Detector(std::move(network));
+    });
+}
+
+Detector::Detector(networks::Network network)
+    : network_(std::move(network)), letterbox_(side), anchors_(makeAnchors()) {
     candidates_.reserve(anchorCount);
     merged_.reserve(anchorCount);
 }

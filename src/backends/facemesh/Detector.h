@@ -27,8 +27,8 @@ public:
     /// The least score of a face.
     static constexpr float minimumScore = 0.5F;
 
-    /// Throws networks::ModelError when the model is not a BlazeFace short-range one.
-    explicit Detector(networks::Model model);
+    /// Fails when the model is not a BlazeFace short-range one.
+    [[nodiscard]] static Result<Detector> create(networks::Model model);
 
     /// The faces, highest score first. The whole picture is searched in one go, which misses faces
     /// narrower than about a ninth of it; when it shows nobody, overlapping
@@ -39,6 +39,8 @@ public:
     [[nodiscard]] networks::Network& network() { return network_; }
 
 private:
+    explicit Detector(networks::Network network);
+
     void search(const ImageView& image, const Region& region);
     void searchParts(const ImageView& image);
     void merge();

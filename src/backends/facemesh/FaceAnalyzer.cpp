@@ -1,6 +1,7 @@
 #include "backends/facemesh/FaceAnalyzer.h"
 
-#include "backends/facemesh/CanonicalFace.h"
+#include <utility>
+
 #include "backends/facemesh/ModelStore.h"
 #include "backends/networks/Model.h"
 
@@ -13,10 +14,30 @@ constexpr float certainScore = 0.75F;
 
 }  // namespace
 
-FaceAnalyzer::FaceAnalyzer(const std::filesystem::path& models)
-    : detector_(networks::readModel(loadModelFile(models, detectorFile))),
-      landmarkFinder_(networks::readModel(loadModelFile(models, landmarkFile))),
-      poseEstimator_(readCanonicalFace(loadModelFile(models, canonicalFaceFile))) {
+Result<FaceAnalyzer> FaceAnalyzer::create(const std::filesystem::path& models) {
+    const auto model = [&models](std::string_view name) {
+        return loadModelFile(models, name).and_then(networks::readModel);
+    };
+    auto detector = model(detectorFile).and_then(Detector::create);
+    if (!detector) {
+        return tl::unexpected(detector.error());
+    }
+    auto landmarkFinder = model(landmarkFile).and_then(LandmarkFinder::create);
+    if (!landmarkFinder) {
+        return tl::unexpected(landmarkFinder.error());
+    }
+    return loadModelFile(models, canonicalFaceFile)
+        .and_then(readCanonicalFace)
+        .map([&](const CanonicalFace& face) {
+            return FaceAnalyzer(std::move(*detector), std::move(*landmarkFinder), face);
+        });
+}
+
+FaceAnalyzer::FaceAnalyzer(Detector detector, LandmarkFinder landmarkFinder,
+                           const CanonicalFace& face)
+    : detector_(std::move(detector)),
+      landmarkFinder_(std::move(landmarkFinder)),
+      poseEstimator_(face) {
     faces_.reserve(maximumFaces);
 }
 

@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "backends/facemesh/CanonicalFace.h"
 #include "backends/facemesh/Detector.h"
 #include "backends/facemesh/FacePoints.h"
 #include "backends/facemesh/ImageView.h"
@@ -31,8 +32,8 @@ public:
     /// Each costs as much as the first; the best ones are taken.
     static constexpr std::size_t maximumFaces = 4;
 
-    /// Loads the models from a folder. Throws networks::ModelError when that fails.
-    explicit FaceAnalyzer(const std::filesystem::path& models);
+    /// Loads the models from a folder.
+    [[nodiscard]] static Result<FaceAnalyzer> create(const std::filesystem::path& models);
 
     /// The faces, best first. Valid until the next call.
     std::span<const Face> analyze(const ImageView& image);
@@ -43,6 +44,8 @@ public:
     [[nodiscard]] const PoseEstimator& poseEstimator() const { return poseEstimator_; }
 
 private:
+    FaceAnalyzer(Detector detector, LandmarkFinder landmarkFinder, const CanonicalFace& face);
+
     Detector detector_;
     LandmarkFinder landmarkFinder_;
     PoseEstimator poseEstimator_;

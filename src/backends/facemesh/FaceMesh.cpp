@@ -5,12 +5,11 @@
 
 #include "backends/facemesh/FaceAnalyzer.h"
 #include "backends/facemesh/Observation.h"
-#include "backends/networks/ModelError.h"
 
 namespace velmaro {
 
 struct FaceMesh::Parts {
-    explicit Parts(const std::filesystem::path& models) : analyzer(models) {
+    explicit Parts(facemesh::FaceAnalyzer loaded) : analyzer(std::move(loaded)) {
         results.reserve(observations.size());
     }
 
@@ -19,13 +18,17 @@ struct FaceMesh::Parts {
     std::vector<FaceObservation> results;
 };
 
-std::variant<std::unique_ptr<FaceMesh>, Error> FaceMesh::create(const std::filesystem::path& models,
-                                                                Telemetry* telemetry) {
-    try {
-        return std::unique_ptr<FaceMesh>(new FaceMesh(std::make_unique<Parts>(models), telemetry));
-    } catch (const networks::ModelError& error) {
-        return Error{error.what(), "The face models are missing or damaged."};
-    }
+Result<std::unique_ptr<FaceMesh>> FaceMesh::create(const std::filesystem::path& models,
+                                                   Telemetry* telemetry) {
+    return facemesh::FaceAnalyzer::create(models)
+        .map([telemetry](facemesh::FaceAnalyzer&& analyzer) {
+            return std::unique_ptr<FaceMesh>(
+                new FaceMesh(std::make_unique<Parts>(std::move(analyzer)), telemetry));
+        })
+        .map_error([](Error&& error) {
+            error.localizedDescription = "The face models are missing or damaged.";
+            return std::move(error);
+        });
 }
 
 FaceMesh::FaceMesh(std::unique_ptr<Parts> parts, Telemetry* telemetry)

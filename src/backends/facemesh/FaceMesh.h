@@ -3,9 +3,9 @@
 #include <array>
 #include <filesystem>
 #include <memory>
-#include <variant>
 
 #include "platform/FaceLandmarks.h"
+#include "platform/Result.h"
 #include "platform/Telemetry.h"
 
 namespace velmaro {
@@ -15,7 +15,7 @@ class FaceMesh final : public FaceLandmarks {
 public:
     /// Loads the models from a folder, which takes some 20 ms. `telemetry` may be null; otherwise
     /// it must outlive the result, and every performed request counts there.
-    static std::variant<std::unique_ptr<FaceMesh>, Error> create(
+    [[nodiscard]] static Result<std::unique_ptr<FaceMesh>> create(
         const std::filesystem::path& models, Telemetry* telemetry);
 
     ~FaceMesh() override;

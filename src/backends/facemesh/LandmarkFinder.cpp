@@ -4,8 +4,6 @@
 #include <cmath>
 #include <utility>
 
-#include "backends/networks/ModelError.h"
-
 namespace velmaro::facemesh {
 namespace {
 
@@ -39,15 +37,19 @@ TurnedSquare squareAround(const FacePoints& points) {
             direction(to.x - from.x, to.y - from.y)};
 }
 
-LandmarkFinder::LandmarkFinder(networks::Model model) : network_(std::move(model)) {
-    const networks::Model& loaded = network_.model();
-    if (loaded.tensors[loaded.inputs[0]].shape != networks::Shape{1, cells, cells, 3} ||
-        loaded.outputs.size() != 2 ||
-        loaded.tensors[loaded.outputs[0]].shape != networks::Shape{1, 1, 1, 3 * facePointCount} ||
-        loaded.tensors[loaded.outputs[1]].shape != networks::Shape{1, 1, 1, 1}) {
-        throw networks::ModelError("not the landmark model that this program knows");
+Result<LandmarkFinder> LandmarkFinder::create(networks::Model model) {
+    if (model.tensors[model.inputs[0]].shape != networks::Shape{1, cells, cells, 3} ||
+        model.outputs.size() != 2 ||
+        model.tensors[model.outputs[0]].shape != networks::Shape{1, 1, 1, 3 * facePointCount} ||
+        model.tensors[model.outputs[1]].shape != networks::Shape{1, 1, 1, 1}) {
+        return failure("not the landmark model that this program knows");
     }
+    return networks::Network::create(std::move(model)).map([](networks::Network&& network) {
+        return LandmarkFinder(std::move(network));
+    });
 }
+
+LandmarkFinder::LandmarkFinder(networks::Network network) : network_(std::move(network)) {}
 
 float LandmarkFinder::find(const ImageView& image, const TurnedSquare& square, FacePoints& points) {
     warp(image, square, cells, network_.input());

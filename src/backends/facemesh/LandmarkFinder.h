@@ -16,8 +16,8 @@ namespace velmaro::facemesh {
 /// Finds the points of one face with the Face Landmark network. One thread at a time.
 class LandmarkFinder {
 public:
-    /// Throws networks::ModelError when the model is not a face landmark one of 468 points.
-    explicit LandmarkFinder(networks::Model model);
+    /// Fails when the model is not a face landmark one of 468 points.
+    [[nodiscard]] static Result<LandmarkFinder> create(networks::Model model);
 
     /// Writes the points and returns how likely the square shows a face, 0 to 1.
     float find(const ImageView& image, const TurnedSquare& square, FacePoints& points);
@@ -26,6 +26,8 @@ public:
     [[nodiscard]] networks::Network& network() { return network_; }
 
 private:
+    explicit LandmarkFinder(networks::Network network);
+
     networks::Network network_;
 };
 

@@ -12,6 +12,9 @@ namespace velmaro::facemesh {
 /// Shrinks a part of a picture into a square, in the middle and without changing its proportions,
 /// with black around it. Every cell of the square is the exact mean of the area that it covers:
 /// picking single pixels instead doubles the noise of what is detected.
+///
+/// Made by hand: a library scales pictures to pictures of bytes, so that rounding would come
+/// between the mean and the network, and another pass turn the bytes into its numbers.
 class Letterbox {
 public:
     /// Makes squares of `side` cells a side.

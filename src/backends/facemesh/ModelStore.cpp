@@ -2,12 +2,11 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <memory>
 #include <string>
-
-#include "backends/networks/ModelError.h"
 
 namespace velmaro::facemesh {
 namespace {
@@ -25,13 +24,9 @@ constexpr std::array<KnownFile, 3> knownFiles = {{
     {canonicalFaceFile, 19376, "bdbcda96dfcb7da883da124aaa2c55dee49770d934f0fcc71747f8c21bdc75b4"},
 }};
 
-const KnownFile& known(std::string_view name) {
-    for (const KnownFile& file : knownFiles) {
-        if (file.name == name) {
-            return file;
-        }
-    }
-    throw networks::ModelError("no face model is called " + std::string(name));
+const KnownFile* known(std::string_view name) {
+    const auto* file = std::ranges::find(knownFiles, name, &KnownFile::name);
+    return file == knownFiles.end() ? nullptr : file;
 }
 
 bool isGenuine(const std::vector<std::byte>& bytes, const KnownFile& file) {
@@ -47,25 +42,29 @@ bool isGenuine(const std::vector<std::byte>& bytes, const KnownFile& file) {
 
 }  // namespace
 
-std::vector<std::byte> loadModelFile(const std::filesystem::path& models, std::string_view name) {
-    const KnownFile& file = known(name);
+Result<std::vector<std::byte>> loadModelFile(const std::filesystem::path& models,
+                                             std::string_view name) {
+    const KnownFile* const file = known(name);
+    if (!file) {
+        return failure("no face model is called " + std::string(name));
+    }
     const std::filesystem::path path = models / name;
-    const auto fail = [&path](const std::string& what) {
-        throw networks::ModelError("face model " + path.string() + " " + what +
-                                   ": ./run fetches it again, and so does tools/fetch-models " +
-                                   path.parent_path().string());
+    const auto unusable = [&path](const std::string& why) {
+        return failure("face model " + path.string() + " " + why +
+                       ": ./run fetches it again, and so does tools/fetch-models " +
+                       path.parent_path().string());
     };
     std::ifstream stream(path, std::ios::binary);
     if (!stream) {
         std::error_code ignored;
-        fail(std::filesystem::exists(path, ignored) ? "cannot be read" : "is missing");
+        return unusable(std::filesystem::exists(path, ignored) ? "cannot be read" : "is missing");
     }
     // One byte more than expected, so that a longer file shows.
-    std::vector<std::byte> bytes(file.size + 1);
+    std::vector<std::byte> bytes(file->size + 1);
     stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<std::size_t>(stream.gcount()));
-    if (!isGenuine(bytes, file)) {
-        fail("is damaged");
+    if (!isGenuine(bytes, *file)) {
+        return unusable("is damaged");
     }
     return bytes;
 }

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Result.h"
+
 namespace velmaro::facemesh {
 
 inline constexpr std::string_view detectorFile = "face_detection_short_range.tflite";
@@ -12,9 +14,9 @@ inline constexpr std::string_view landmarkFile = "face_landmark.tflite";
 inline constexpr std::string_view canonicalFaceFile =
     "geometry_pipeline_metadata_landmarks.binarypb";
 
-/// Reads one of the files above whole and compares its checksum. Throws networks::ModelError, which
-/// says how to mend it, when the file is missing, unreadable or altered.
-[[nodiscard]] std::vector<std::byte> loadModelFile(const std::filesystem::path& models,
-                                                   std::string_view name);
+/// Reads one of the files above whole and compares its checksum. The failure, when the file is
+/// missing, unreadable or altered, says how to mend it.
+[[nodiscard]] Result<std::vector<std::byte>> loadModelFile(const std::filesystem::path& models,
+                                                           std::string_view name);
 
 }  // namespace velmaro::facemesh

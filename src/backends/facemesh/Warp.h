@@ -24,6 +24,9 @@ struct TurnedSquare {
 
 /// Samples the square bilinearly into cells x cells x 3 numbers, red first, black as 0 and white
 /// as 1. Beyond the picture its border goes on.
+///
+/// Made by hand for the same reason as Letterbox: straight from the camera's bytes to the network's
+/// numbers, one row at a time, and nothing allocated.
 void warp(const ImageView& image, const TurnedSquare& square, std::size_t cells,
           std::span<float> out);
 

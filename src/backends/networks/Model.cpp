@@ -1,49 +1,48 @@
 #include "backends/networks/Model.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "backends/networks/FlatBuffer.h"
-
-// Field numbers, type and operator codes below are those of the public TensorFlow Lite schema,
-// version 3.
+#include "TensorFlowLite_generated.h"
+#include "backends/networks/ModelError.h"
 
 namespace velmaro::networks {
 namespace {
 
+static_assert(std::endian::native == std::endian::little,
+              "constants are little-endian and copied as they are");
+
 /// More than ten times what the models need; keeps a damaged shape from asking for all memory.
 constexpr std::size_t maximumElements = std::size_t{1} << 23;
 
-enum class TensorType : std::uint8_t { Float32 = 0, Float16 = 1, Int32 = 2 };
-
-constexpr std::int32_t dequantizeCode = 6;
-
-std::optional<Operation> operationFor(std::int32_t code) {
+std::optional<Operation> operationFor(format::OperatorCode code) {
     switch (code) {
-        case 0:
+        case format::OperatorCode::add:
             return Operation::Add;
-        case 2:
+        case format::OperatorCode::concatenation:
             return Operation::Concatenation;
-        case 3:
+        case format::OperatorCode::convolution:
             return Operation::Convolution;
-        case 4:
+        case format::OperatorCode::depthwise:
             return Operation::Depthwise;
-        case 17:
+        case format::OperatorCode::maxPool:
             return Operation::MaxPool;
-        case 19:
+        case format::OperatorCode::relu:
             return Operation::Relu;
-        case 22:
+        case format::OperatorCode::reshape:
             return Operation::Reshape;
-        case 34:
+        case format::OperatorCode::pad:
             return Operation::Pad;
-        case 54:
+        case format::OperatorCode::prelu:
             return Operation::Prelu;
-        default:
-            return std::nullopt;
+        case format::OperatorCode::dequantize:
+            break;
     }
+    return std::nullopt;
 }
 
 /// IEEE 754 half to single precision; exact.
@@ -58,17 +57,19 @@ float floatFromHalf(std::uint16_t half) {
     return std::bit_cast<float>(sign | std::bit_cast<std::uint32_t>(value));
 }
 
-std::int32_t operatorCode(const FlatTable& table) {
-    // Codes up to 127 used to stand in a byte of their own.
-    const auto old = table.scalar<std::int8_t>(0, 0);
-    const auto current = table.scalar<std::int32_t>(3, 0);
-    return current > old ? current : old;
+template <typename Element>
+const Element& at(const flatbuffers::Vector<flatbuffers::Offset<Element>>& list,
+                  std::uint32_t index) {
+    if (index >= list.size()) {
+        throw ModelError("an index points beyond its list");
+    }
+    return *list.Get(index);
 }
 
-std::vector<std::size_t> readIndexes(const FlatVector& vector, std::size_t limit) {
+std::vector<std::size_t> readIndexes(const flatbuffers::Vector<std::int32_t>& list,
+                                     std::size_t limit) {
     std::vector<std::size_t> indexes;
-    for (std::size_t i = 0; i < vector.size(); ++i) {
-        const auto index = vector.scalar<std::int32_t>(i);
+    for (const std::int32_t index : list) {
         if (index < 0 || static_cast<std::size_t>(index) >= limit) {
             throw ModelError("an operator refers to a tensor that does not exist");
         }
@@ -77,11 +78,11 @@ std::vector<std::size_t> readIndexes(const FlatVector& vector, std::size_t limit
     return indexes;
 }
 
-Shape readShape(const FlatVector& vector) {
+Shape readShape(const flatbuffers::Vector<std::int32_t>* list) {
     Shape shape;
     std::size_t elements = 1;
-    for (std::size_t i = 0; i < vector.size(); ++i) {
-        const auto extent = vector.scalar<std::int32_t>(i);
+    for (std::uint32_t i = 0; list && i < list->size(); ++i) {
+        const std::int32_t extent = list->Get(i);
         if (extent <= 0 || i >= 6) {
             throw ModelError("a tensor has an impossible shape");
         }
@@ -94,92 +95,158 @@ Shape readShape(const FlatVector& vector) {
     return shape;
 }
 
-Tensor readTensor(const FlatTable& table, const FlatVector& buffers) {
+template <typename Number>
+std::vector<Number> readConstant(const flatbuffers::Vector<std::uint8_t>& data, std::size_t count) {
+    if (data.size() < count * sizeof(Number)) {
+        throw ModelError("a tensor holds fewer numbers than its shape");
+    }
+    std::vector<Number> numbers(count);
+    std::memcpy(numbers.data(), data.data(), count * sizeof(Number));
+    return numbers;
+}
+
+Tensor readTensor(const format::Tensor& from, const format::File& file) {
     Tensor tensor;
-    tensor.shape = readShape(table.vector(0));
-    const std::span<const std::byte> data =
-        buffers.table(table.scalar<std::uint32_t>(2, 0)).vector(0).raw();
-    if (data.empty()) {
+    tensor.shape = readShape(from.shape());
+    const auto* data = at(*file.buffers(), from.buffer()).data();
+    if (!data || data->size() == 0) {
         return tensor;
     }
     const std::size_t count = elementCount(tensor.shape);
-    switch (table.scalar<TensorType>(1, TensorType::Float32)) {
-        case TensorType::Float32: {
+    switch (from.type()) {
+        case format::TensorType::float32:
+            tensor.constant = readConstant<float>(*data, count);
+            return tensor;
+        case format::TensorType::float16:
             tensor.constant.resize(count);
-            std::memcpy(tensor.constant.data(), FlatTable::slice(data, 0, count * 4).data(),
-                        count * 4);
+            std::ranges::transform(readConstant<std::uint16_t>(*data, count),
+                                   tensor.constant.begin(), floatFromHalf);
             return tensor;
-        }
-        case TensorType::Float16: {
-            const auto halves = FlatTable::slice(data, 0, count * 2);
-            tensor.constant.resize(count);
-            for (std::size_t i = 0; i < count; ++i) {
-                tensor.constant[i] = floatFromHalf(FlatTable::read<std::uint16_t>(halves, i * 2));
-            }
+        case format::TensorType::int32:
+            tensor.integers = readConstant<std::int32_t>(*data, count);
             return tensor;
-        }
-        case TensorType::Int32: {
-            tensor.integers.resize(count);
-            std::memcpy(tensor.integers.data(), FlatTable::slice(data, 0, count * 4).data(),
-                        count * 4);
-            return tensor;
-        }
     }
     throw ModelError("a tensor holds an unknown type of number");
 }
 
-std::uint32_t positive(const FlatTable& options, std::size_t field, std::int32_t absent) {
-    const auto value = options.scalar<std::int32_t>(field, absent);
+/// The options of one kind of operator, of which none has an activation of its own.
+template <typename Options>
+const Options& plain(const Options* options) {
+    if (!options) {
+        throw ModelError("an operator has no options");
+    }
+    if (options->activation() != 0) {
+        throw ModelError("an operator has a built-in activation");
+    }
+    return *options;
+}
+
+std::uint32_t positive(std::int32_t value) {
     if (value < 1 || value > 64) {
         throw ModelError("an operator has an impossible stride or window");
     }
     return static_cast<std::uint32_t>(value);
 }
 
-Window readWindow(Operation operation, const std::optional<FlatTable>& options) {
-    const bool slides = operation == Operation::Convolution || operation == Operation::Depthwise ||
-                        operation == Operation::MaxPool;
-    if (!slides) {
-        if (operation == Operation::Concatenation && options &&
-            options->scalar<std::int32_t>(0, 0) != 1) {
-            throw ModelError("a concatenation is not along the second axis");
-        }
-        const bool fuses = operation == Operation::Add || operation == Operation::Concatenation;
-        const std::size_t activation = operation == Operation::Add ? 0 : 1;
-        if (fuses && options && options->scalar<std::int8_t>(activation, 0) != 0) {
-            throw ModelError("an operator has a built-in activation");
-        }
-        return {};
+template <typename Options>
+Window readStrides(const Options& options) {
+    return {options.padding() == format::Padding::same, positive(options.stride_height()),
+            positive(options.stride_width()), 0, 0};
+}
+
+template <typename Options>
+Window readFilter(const Options& options) {
+    if (options.dilation_width() != 1 || options.dilation_height() != 1) {
+        throw ModelError("a convolution is dilated");
     }
-    if (!options) {
-        throw ModelError("an operator has no options");
-    }
-    Window window;
-    window.samePadding = options->scalar<std::int8_t>(0, 0) == 0;
-    window.strideWidth = positive(*options, 1, 0);
-    window.strideHeight = positive(*options, 2, 0);
-    std::size_t activation = 3;
-    if (operation == Operation::MaxPool) {
-        window.width = positive(*options, 3, 0);
-        window.height = positive(*options, 4, 0);
-        activation = 5;
-    } else {
-        std::size_t dilation = 4;
-        if (operation == Operation::Depthwise) {
-            if (positive(*options, 3, 0) != 1) {
+    return readStrides(options);
+}
+
+Window readWindow(Operation operation, const format::Operator& from) {
+    switch (operation) {
+        case Operation::Convolution:
+            return readFilter(plain(from.options_as_ConvolutionOptions()));
+        case Operation::Depthwise: {
+            const auto& options = plain(from.options_as_DepthwiseOptions());
+            if (options.multiplier() != 1) {
                 throw ModelError("a depthwise convolution multiplies its channels");
             }
-            activation = 4;
-            dilation = 5;
+            return readFilter(options);
         }
-        if (positive(*options, dilation, 1) != 1 || positive(*options, dilation + 1, 1) != 1) {
-            throw ModelError("a convolution is dilated");
+        case Operation::MaxPool: {
+            const auto& options = plain(from.options_as_PoolOptions());
+            Window window = readStrides(options);
+            window.height = positive(options.height());
+            window.width = positive(options.width());
+            return window;
         }
+        case Operation::Concatenation:
+            if (plain(from.options_as_ConcatenationOptions()).axis() != 1) {
+                throw ModelError("a concatenation is not along the second axis");
+            }
+            return {};
+        case Operation::Add:
+            plain(from.options_as_AddOptions());
+            return {};
+        case Operation::Pad:
+        case Operation::Prelu:
+        case Operation::Relu:
+        case Operation::Reshape:
+            return {};
     }
-    if (options->scalar<std::int8_t>(activation, 0) != 0) {
-        throw ModelError("an operator has a built-in activation");
+    return {};
+}
+
+/// Only weights are stored in half precision, and those are converted already.
+void moveWeights(Tensor& source, Tensor& target) {
+    if (&source == &target || source.constant.empty() || source.shape != target.shape) {
+        throw ModelError("something other than a weight is quantised");
     }
-    return window;
+    target.constant = std::move(source.constant);
+    source.constant.clear();
+}
+
+void addStep(Model& model, const format::Operator& from, const format::File& file) {
+    const format::OperatorKind& kind = at(*file.kinds(), from.kind());
+    const auto code =
+        std::max(kind.code(), static_cast<format::OperatorCode>(std::int32_t{kind.old_code()}));
+    const auto inputs = readIndexes(*from.inputs(), model.tensors.size());
+    const auto outputs = readIndexes(*from.outputs(), model.tensors.size());
+    if (inputs.empty() || outputs.size() != 1) {
+        throw ModelError("an operator has no input, or not one output");
+    }
+    if (code == format::OperatorCode::dequantize) {
+        moveWeights(model.tensors[inputs[0]], model.tensors[outputs[0]]);
+        return;
+    }
+    const std::optional<Operation> operation = operationFor(code);
+    if (!operation) {
+        throw ModelError("unknown operator " + std::to_string(static_cast<std::int32_t>(code)));
+    }
+    model.steps.push_back({*operation, inputs, outputs[0], readWindow(*operation, from)});
+}
+
+Model read(std::span<const std::byte> bytes) {
+    const auto* start = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    flatbuffers::Verifier verifier(start, bytes.size());
+    if (!format::VerifyFileBuffer(verifier)) {
+        throw ModelError("not a TensorFlow Lite model, or a damaged one");
+    }
+    const format::File& file = *format::GetFile(start);
+    if (file.version() != 3) {
+        throw ModelError("not a TensorFlow Lite model of version 3");
+    }
+    const format::Graph& graph = at(*file.graphs(), 0);
+    Model model;
+    for (const format::Tensor* tensor : *graph.tensors()) {
+        model.tensors.push_back(readTensor(*tensor, file));
+    }
+    model.inputs = readIndexes(*graph.inputs(), model.tensors.size());
+    model.outputs = readIndexes(*graph.outputs(), model.tensors.size());
+    for (const format::Operator* each : *graph.operators()) {
+        addStep(model, *each, file);
+    }
+    return model;
 }
 
 }  // namespace
@@ -192,52 +259,13 @@ std::size_t elementCount(const Shape& shape) {
     return count;
 }
 
-Model readModel(std::span<const std::byte> file) {
-    const FlatTable root = FlatTable::root(file);
-    if (root.scalar<std::uint32_t>(0, 0) != 3) {
-        throw ModelError("not a TensorFlow Lite model of version 3");
+Result<Model> readModel(std::span<const std::byte> file) {
+    try {
+        Model model = read(file);
+        return checkModel(model).map([&] { return std::move(model); });
+    } catch (const ModelError& error) {
+        return failure(error.what());
     }
-    const FlatVector codes = root.vector(1);
-    const FlatTable graph = root.vector(2).table(0);
-    const FlatVector buffers = root.vector(4);
-
-    Model model;
-    const FlatVector tensors = graph.vector(0);
-    for (std::size_t i = 0; i < tensors.size(); ++i) {
-        model.tensors.push_back(readTensor(tensors.table(i), buffers));
-    }
-    model.inputs = readIndexes(graph.vector(1), model.tensors.size());
-    model.outputs = readIndexes(graph.vector(2), model.tensors.size());
-
-    const FlatVector operators = graph.vector(3);
-    for (std::size_t i = 0; i < operators.size(); ++i) {
-        const FlatTable entry = operators.table(i);
-        const std::int32_t code = operatorCode(codes.table(entry.scalar<std::uint32_t>(0, 0)));
-        const auto inputs = readIndexes(entry.vector(1), model.tensors.size());
-        const auto outputs = readIndexes(entry.vector(2), model.tensors.size());
-        if (inputs.empty() || outputs.size() != 1) {
-            throw ModelError("an operator has no input, or not one output");
-        }
-        if (code == dequantizeCode) {
-            // Only weights are stored in half precision, and those are converted already.
-            Tensor& source = model.tensors[inputs[0]];
-            Tensor& target = model.tensors[outputs[0]];
-            if (&source == &target || source.constant.empty() || source.shape != target.shape) {
-                throw ModelError("something other than a weight is quantised");
-            }
-            target.constant = std::move(source.constant);
-            source.constant.clear();
-            continue;
-        }
-        const std::optional<Operation> operation = operationFor(code);
-        if (!operation) {
-            throw ModelError("unknown operator " + std::to_string(code));
-        }
-        model.steps.push_back(
-            {*operation, inputs, outputs[0], readWindow(*operation, entry.table(4))});
-    }
-    checkModel(model);
-    return model;
 }
 
 }  // namespace velmaro::networks

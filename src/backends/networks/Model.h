@@ -5,6 +5,8 @@
 #include <span>
 #include <vector>
 
+#include "platform/Result.h"
+
 namespace velmaro::networks {
 
 /// A tensor's extents, outermost first: batch, rows, columns, channels for pictures.
@@ -60,10 +62,11 @@ struct Model {
 };
 
 /// Reads a TensorFlow Lite file of 32-bit floats, or of 16-bit weights which become 32-bit ones.
-/// Throws ModelError when the file is damaged or holds something other than the operations above.
-[[nodiscard]] Model readModel(std::span<const std::byte> file);
+/// Fails when the file is damaged or holds something other than the operations above. The bytes
+/// start where a vector's do: at a multiple of 16.
+[[nodiscard]] Result<Model> readModel(std::span<const std::byte> file);
 
-/// Throws ModelError unless every shape follows from its inputs and every input is known in time.
-void checkModel(const Model& model);
+/// Fails unless every shape follows from its inputs and every input is known in time.
+[[nodiscard]] Result<void> checkModel(const Model& model);
 
 }  // namespace velmaro::networks

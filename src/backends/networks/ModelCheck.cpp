@@ -156,8 +156,13 @@ private:
 
 }  // namespace
 
-void checkModel(const Model& model) {
-    Checker(model).run();
+Result<void> checkModel(const Model& model) {
+    try {
+        Checker(model).run();
+        return {};
+    } catch (const ModelError& error) {
+        return failure(error.what());
+    }
 }
 
 }  // namespace velmaro::networks

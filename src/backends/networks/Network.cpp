@@ -189,6 +189,14 @@ void Network::Deleter::operator()(xnn_runtime* runtime) const {
     xnn_delete_runtime(runtime);
 }
 
+Result<Network> Network::create(Model model) {
+    try {
+        return Network(std::move(model));
+    } catch (const ModelError& error) {
+        return failure(error.what());
+    }
+}
+
 Network::Network(Model model) : model_(std::move(model)) {
     require(xnn_initialize(nullptr), "this processor");
     if (model_.inputs.size() != 1) {

@@ -15,8 +15,8 @@ namespace velmaro::networks {
 /// nothing.
 class Network {
 public:
-    /// Takes a model with one input. Throws ModelError when it cannot be run.
-    explicit Network(Model model);
+    /// Takes a model with one input. Fails when it cannot be run.
+    [[nodiscard]] static Result<Network> create(Model model);
 
     /// Where the caller puts the input, rows first, channels last.
     [[nodiscard]] std::span<float> input() { return {buffer(model_.inputs[0]), inputSize_}; }
@@ -31,6 +31,9 @@ public:
     [[nodiscard]] bool run();
 
 private:
+    /// Throws ModelError.
+    explicit Network(Model model);
+
     struct Deleter {
         void operator()(xnn_runtime* runtime) const;
     };

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
-#include <variant>
 #include <vector>
 
 #include "backends/facemesh/FaceMesh.h"
@@ -33,11 +32,11 @@ class FaceFinder {
 public:
     explicit FaceFinder(Telemetry* telemetry = nullptr) {
         auto created = FaceMesh::create(VELMARO_MODELS_DIR, telemetry);
-        if (const auto* error = std::get_if<Error>(&created)) {
-            ADD_FAILURE() << error->description;
+        if (!created) {
+            ADD_FAILURE() << created.error().description;
             std::abort();
         }
-        mesh_ = std::get<std::unique_ptr<FaceMesh>>(std::move(created));
+        mesh_ = std::move(*created);
     }
 
     [[nodiscard]] FaceMesh& mesh() { return *mesh_; }

@@ -3,7 +3,6 @@
 #include "backends/facemesh/LandmarkFinder.h"
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Testing.h"
-#include "backends/networks/ModelError.h"
 
 namespace velmaro::testing {
 namespace {
@@ -13,11 +12,11 @@ using facemesh::Detector;
 using facemesh::TurnedSquare;
 
 networks::Model model(std::string_view name) {
-    return networks::readModel(facemesh::loadModelFile(VELMARO_MODELS_DIR, name));
+    return facemesh::loadModelFile(VELMARO_MODELS_DIR, name).and_then(networks::readModel).value();
 }
 
 TEST(Detector, OneFaceIsOneDetectionWithItsEyesInPlace) {
-    Detector detector(model(facemesh::detectorFile));
+    Detector detector = Detector::create(model(facemesh::detectorFile)).value();
     const Frame frame = Portrait().frame(1280, 720, 500, 340, 260);
     const auto found = detector.detect(view(frame));
     ASSERT_EQ(found.size(), 1U);
@@ -33,7 +32,7 @@ TEST(Detector, OneFaceIsOneDetectionWithItsEyesInPlace) {
 }
 
 TEST(Detector, TheHighestScoreIsFirst) {
-    Detector detector(model(facemesh::detectorFile));
+    Detector detector = Detector::create(model(facemesh::detectorFile)).value();
     const Portrait portrait;
     Frame frame(1280, 720);
     portrait.paint(frame, 20, 100, 0.9);
@@ -46,8 +45,8 @@ TEST(Detector, TheHighestScoreIsFirst) {
 }
 
 TEST(Detector, RefusesAnotherNetwork) {
-    EXPECT_THROW(Detector(model(facemesh::landmarkFile)), networks::ModelError);
-    EXPECT_THROW(facemesh::LandmarkFinder(model(facemesh::detectorFile)), networks::ModelError);
+    EXPECT_FALSE(Detector::create(model(facemesh::landmarkFile)));
+    EXPECT_FALSE(facemesh::LandmarkFinder::create(model(facemesh::detectorFile)));
 }
 
 TEST(SquareAround, ADetectionIsLargerThanItAndUprightByTheEyes) {
@@ -65,7 +64,7 @@ TEST(SquareAround, EyesAtOnePlaceGiveAnUprightSquare) {
 }
 
 TEST(LandmarkFinder, FollowsATurnedFace) {
-    facemesh::LandmarkFinder finder(model(facemesh::landmarkFile));
+    auto finder = facemesh::LandmarkFinder::create(model(facemesh::landmarkFile)).value();
     const Frame frame = Portrait().frame(640, 480, 320, 240, 200);
     facemesh::FacePoints upright;
     facemesh::FacePoints turned;
@@ -78,7 +77,7 @@ TEST(LandmarkFinder, FollowsATurnedFace) {
 }
 
 TEST(LandmarkFinder, NoFaceHasNoPresence) {
-    facemesh::LandmarkFinder finder(model(facemesh::landmarkFile));
+    auto finder = facemesh::LandmarkFinder::create(model(facemesh::landmarkFile)).value();
     facemesh::FacePoints points;
     EXPECT_LT(finder.find(view(Frame(200, 200)), {{100, 100}, 100, {1, 0}}, points), 0.1F);
 }

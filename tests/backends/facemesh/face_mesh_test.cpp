@@ -204,11 +204,10 @@ TEST(FaceMesh, CountsWhatItAnalysed) {
 
 TEST(FaceMesh, WithoutModelsSaysHowToGetThem) {
     auto created = FaceMesh::create("/nonexistent/models", nullptr);
-    const auto* error = std::get_if<Error>(&created);
-    ASSERT_TRUE(error);
-    EXPECT_THAT(error->description, ::testing::HasSubstr("tools/fetch-models"));
-    EXPECT_THAT(error->description, ::testing::HasSubstr("./run"));
-    EXPECT_THAT(error->description, ::testing::HasSubstr("/nonexistent/models/"));
+    ASSERT_FALSE(created);
+    EXPECT_THAT(created.error().description, ::testing::HasSubstr("tools/fetch-models"));
+    EXPECT_THAT(created.error().description, ::testing::HasSubstr("./run"));
+    EXPECT_THAT(created.error().description, ::testing::HasSubstr("/nonexistent/models/"));
 }
 
 }  // namespace

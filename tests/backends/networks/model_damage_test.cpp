@@ -6,11 +6,10 @@
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Portrait.h"
 #include "backends/networks/Model.h"
-#include "backends/networks/ModelError.h"
 #include "backends/networks/Network.h"
 
 // A damaged model is caught by its checksum; these tests go behind it. Whatever the bytes are, the
-// reader gives a model or a ModelError. Memory errors show under the sanitizers.
+// reader gives a model or an error. Memory errors show under the sanitizers.
 
 namespace velmaro::networks {
 namespace {
@@ -18,16 +17,11 @@ namespace {
 enum class Outcome { Refused, Read };
 
 Outcome read(std::span<const std::byte> file) {
-    try {
-        Network network(readModel(file));
-        return Outcome::Read;
-    } catch (const ModelError&) {
-        return Outcome::Refused;
-    }
+    return readModel(file).and_then(Network::create) ? Outcome::Read : Outcome::Refused;
 }
 
 std::vector<std::byte> detector() {
-    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::detectorFile);
+    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::detectorFile).value();
 }
 
 /// The parts of the file that are not weights, which hold all structure: the weights are the long
