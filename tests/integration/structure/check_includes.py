@@ -12,6 +12,7 @@ import sys
 ROOMS = {
     "platform": ((), ()),
     "osc": (("platform",), ()),
+    "receivers": (("platform",), ()),
     "headpose": (("platform",), ()),
     "camera": (("platform",), ()),
     "headphones": (("platform",), ("nlohmann",)),
