@@ -43,3 +43,26 @@ quietly() {
     fi
     rm -f "$log"
 }
+
+# building WHAT COMMAND...: the same for a build by ninja; on a terminal one line counts its steps.
+building() {
+    local what=$1 log step
+    shift
+    if [ ! -t 2 ]; then
+        say "building $what"
+        quietly "building $what" "$@"
+        return
+    fi
+    log=$(mktemp)
+    if ! "$@" 2>&1 | tee "$log" | while IFS= read -r step; do
+        [[ $step =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
+        printf '\r%s: building %s, %d of %d ' "${0##*/}" "$what" "${BASH_REMATCH[@]:1}" >&2
+    done; then
+        printf '\n' >&2
+        cat "$log" >&2
+        rm -f "$log"
+        fail "building $what failed"
+    fi
+    ! grep -q '^\[' "$log" || printf '\n' >&2
+    rm -f "$log"
+}
