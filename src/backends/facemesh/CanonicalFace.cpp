@@ -9,7 +9,7 @@
 namespace velmaro::facemesh {
 namespace {
 
-constexpr std::size_t numbersPerVertex = 5;
+constexpr std::size_t kNumbersPerVertex = 5;
 
 // The numbers of fields are those of MediaPipe's face geometry messages; a vertex is x, y, z, u, v.
 enum class Metadata : protozero::pbf_tag_type { mesh = 1, basis = 2 };
@@ -28,17 +28,17 @@ void readMesh(protozero::pbf_message<Mesh> message, CanonicalFace& face) {
     std::size_t count = 0;
     while (message.next(Mesh::vertices, Wire::fixed32)) {
         const float number = message.get_float();
-        const std::size_t point = count / numbersPerVertex;
-        const std::size_t axis = count % numbersPerVertex;
+        const std::size_t point = count / kNumbersPerVertex;
+        const std::size_t axis = count % kNumbersPerVertex;
         ++count;
-        if (point < facePointCount && axis < 3) {
+        if (point < kFacePointCount && axis < 3) {
             face.points[point][axis] = number;
         }
         if (!std::isfinite(number)) {
             throw Damage("a point of the face is not a number");
         }
     }
-    if (count != facePointCount * numbersPerVertex) {
+    if (count != kFacePointCount * kNumbersPerVertex) {
         throw Damage("the face does not have 468 points");
     }
 }
@@ -57,7 +57,7 @@ CanonicalFace::Weight readWeight(protozero::pbf_message<Basis> message) {
                 message.skip();
         }
     }
-    if (weight.point >= facePointCount || !(weight.weight > 0 && weight.weight <= 1)) {
+    if (weight.point >= kFacePointCount || !(weight.weight > 0 && weight.weight <= 1)) {
         throw Damage("a weighted point that does not exist");
     }
     return weight;

@@ -13,7 +13,7 @@ namespace velmaro::facemesh {
 /// The face that poses are measured against: centimetres, x to the picture's right when it looks
 /// at the camera, y up, z toward the camera.
 struct CanonicalFace {
-    std::array<std::array<double, 3>, facePointCount> points = {};
+    std::array<std::array<double, 3>, kFacePointCount> points = {};
 
     /// The points that move least with the face's expression, and how much they count.
     struct Weight {

@@ -11,19 +11,19 @@
 namespace velmaro::facemesh {
 namespace {
 
-constexpr std::size_t side = 128;
-constexpr std::size_t anchorCount = 896;
+constexpr std::size_t kSide = 128;
+constexpr std::size_t kAnchorCount = 896;
 /// Centre x, y, width, height, then x and y of six points, the two eyes first; in cells.
-constexpr std::size_t valuesPerAnchor = 16;
+constexpr std::size_t kValuesPerAnchor = 16;
 /// Boxes that overlap more than this, as intersection over union, are the same face.
-constexpr float sameFaceOverlap = 0.3F;
-constexpr int maximumParts = 6;
+constexpr float kSameFaceOverlap = 0.3F;
+constexpr int kMaximumParts = 6;
 
 /// The centres of the anchors in cells: two a place on a grid of 16, six on a grid of 8.
 std::vector<PixelPoint> makeAnchors() {
     std::vector<PixelPoint> anchors;
     const auto grid = [&anchors](int places, int perPlace) {
-        const float step = static_cast<float>(side) / static_cast<float>(places);
+        const float step = static_cast<float>(kSide) / static_cast<float>(places);
         for (int place = 0; place < places * places; ++place) {
             const PixelPoint centre = {(static_cast<float>(place % places) + 0.5F) * step,
                                        (static_cast<float>(place / places) + 0.5F) * step};
@@ -59,10 +59,11 @@ PixelPoint operator/(const PixelPoint& point, float by) {
 }  // namespace
 
 Result<Detector> Detector::create(networks::Model model) {
-    if (model.tensors[model.inputs[0]].shape != networks::Shape{1, side, side, 3} ||
+    if (model.tensors[model.inputs[0]].shape != networks::Shape{1, kSide, kSide, 3} ||
         model.outputs.size() != 2 ||
-        model.tensors[model.outputs[0]].shape != networks::Shape{1, anchorCount, valuesPerAnchor} ||
-        model.tensors[model.outputs[1]].shape != networks::Shape{1, anchorCount, 1}) {
+        model.tensors[model.outputs[0]].shape !=
+            networks::Shape{1, kAnchorCount, kValuesPerAnchor} ||
+        model.tensors[model.outputs[1]].shape != networks::Shape{1, kAnchorCount, 1}) {
         return failure("not the face detector that this program knows");
     }
     return networks::Network::create(std::move(model)).map([](networks::Network&& network) {
@@ -71,9 +72,9 @@ Result<Detector> Detector::create(networks::Model model) {
 }
 
 Detector::Detector(networks::Network network)
-    : network_(std::move(network)), letterbox_(side), anchors_(makeAnchors()) {
-    candidates_.reserve(anchorCount);
-    merged_.reserve(anchorCount);
+    : network_(std::move(network)), letterbox_(kSide), anchors_(makeAnchors()) {
+    candidates_.reserve(kAnchorCount);
+    merged_.reserve(kAnchorCount);
 }
 
 std::span<const Detection> Detector::detect(const ImageView& image) {
@@ -95,7 +96,7 @@ void Detector::searchParts(const ImageView& image) {
     }
     // Overlapping by half at least, so that a face on a border is whole in one of them; a very long
     // picture is searched in part.
-    const int steps = std::min((2 * rest + part - 1) / part, maximumParts - 1);
+    const int steps = std::min((2 * rest + part - 1) / part, kMaximumParts - 1);
     const bool wide = image.width > image.height;
     // From the middle, where the user most likely is, and no further than the first find.
     for (int i = 0; i <= steps && candidates_.empty(); ++i) {
@@ -113,13 +114,13 @@ void Detector::search(const ImageView& image, const Region& region) {
     const std::span<const float> values = network_.output(0);
     const std::span<const float> logits = network_.output(1);
     const auto scale = static_cast<float>(placement.pixelsPerCell);
-    for (std::size_t i = 0; i < anchorCount; ++i) {
+    for (std::size_t i = 0; i < kAnchorCount; ++i) {
         const float score = 1 / (1 + std::exp(-logits[i]));
         // Written so that a score that is not a number is refused.
-        if (!(score >= minimumScore)) {
+        if (!(score >= kMinimumScore)) {
             continue;
         }
-        const float* value = values.data() + i * valuesPerAnchor;
+        const float* value = values.data() + i * kValuesPerAnchor;
         const auto point = [&](std::size_t at) {
             return PixelPoint{
                 static_cast<float>(placement.originX) + (anchors_[i].x + value[at]) * scale,
@@ -145,7 +146,7 @@ void Detector::merge() {
         std::size_t kept = 0;
         for (const Detection& candidate : candidates_) {
             if (&candidate != &candidates_.front() &&
-                !(overlap(best, candidate) > sameFaceOverlap)) {
+                !(overlap(best, candidate) > kSameFaceOverlap)) {
                 candidates_[kept++] = candidate;
                 continue;
             }

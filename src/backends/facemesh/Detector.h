@@ -25,7 +25,7 @@ struct Detection {
 class Detector {
 public:
     /// The least score of a face.
-    static constexpr float minimumScore = 0.5F;
+    static constexpr float kMinimumScore = 0.5F;
 
     /// Fails when the model is not a BlazeFace short-range one.
     [[nodiscard]] static Result<Detector> create(networks::Model model);

@@ -28,9 +28,9 @@ struct Face {
 class FaceAnalyzer {
 public:
     /// The least presence of a face.
-    static constexpr float minimumPresence = 0.5F;
+    static constexpr float kMinimumPresence = 0.5F;
     /// Each costs as much as the first; the best ones are taken.
-    static constexpr std::size_t maximumFaces = 4;
+    static constexpr std::size_t kMaximumFaces = 4;
 
     /// Loads the models from a folder.
     [[nodiscard]] static Result<FaceAnalyzer> create(const std::filesystem::path& models);

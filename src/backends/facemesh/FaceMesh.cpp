@@ -14,7 +14,7 @@ struct FaceMesh::Parts {
     }
 
     facemesh::FaceAnalyzer analyzer;
-    std::array<facemesh::Observation, facemesh::FaceAnalyzer::maximumFaces> observations;
+    std::array<facemesh::Observation, facemesh::FaceAnalyzer::kMaximumFaces> observations;
     std::vector<FaceObservation> results;
 };
 

@@ -6,7 +6,7 @@
 namespace velmaro::facemesh {
 
 /// The points of the MediaPipe face mesh, which its canonical face numbers.
-inline constexpr std::size_t facePointCount = 468;
+inline constexpr std::size_t kFacePointCount = 468;
 
 /// A point of a face in pixels of the picture; z grows away from the camera, on the same scale,
 /// from a plane through the head.
@@ -16,6 +16,6 @@ struct FacePoint {
     float z = 0;
 };
 
-using FacePoints = std::array<FacePoint, facePointCount>;
+using FacePoints = std::array<FacePoint, kFacePointCount>;
 
 }  // namespace velmaro::facemesh

@@ -10,7 +10,7 @@ namespace velmaro::facemesh {
 namespace {
 
 /// Rows of bytes that a 16-bit sum can take.
-constexpr int rowsPerSum = 256;
+constexpr int kRowsPerSum = 256;
 
 VELMARO_VECTORIZE
 void addOne(std::uint16_t* sums, const std::uint8_t* a, std::size_t count) {
@@ -84,7 +84,7 @@ void Letterbox::sumRows(const ImageView& image, const Region& region, const Cove
     const auto row = [&](int y) { return image.row(region.y + y) + 4 * region.x; };
     std::ranges::fill(line_, 0.0F);
     for (int y = rows.first; y < rows.last;) {
-        const int end = std::min(rows.last, y + rowsPerSum);
+        const int end = std::min(rows.last, y + kRowsPerSum);
         std::ranges::fill(sums_, std::uint16_t{0});
         for (; y + 5 <= end; y += 5) {
             addFive(sums_.data(), row(y), image.bytesPerRow, count);

@@ -18,15 +18,15 @@ struct KnownFile {
 };
 
 /// tools/fetch-models knows the same sums.
-constexpr std::array<KnownFile, 3> knownFiles = {{
-    {detectorFile, 229032, "3bc182eb9f33925d9e58b5c8d59308a760f4adea8f282370e428c51212c26633"},
-    {landmarkFile, 1241896, "c603fa6149219a3e9487dc9abd7a0c24474c77263273d24868378cdf40aa26d1"},
-    {canonicalFaceFile, 19376, "bdbcda96dfcb7da883da124aaa2c55dee49770d934f0fcc71747f8c21bdc75b4"},
+constexpr std::array<KnownFile, 3> kKnownFiles = {{
+    {kDetectorFile, 229032, "3bc182eb9f33925d9e58b5c8d59308a760f4adea8f282370e428c51212c26633"},
+    {kLandmarkFile, 1241896, "c603fa6149219a3e9487dc9abd7a0c24474c77263273d24868378cdf40aa26d1"},
+    {kCanonicalFaceFile, 19376, "bdbcda96dfcb7da883da124aaa2c55dee49770d934f0fcc71747f8c21bdc75b4"},
 }};
 
 const KnownFile* known(std::string_view name) {
-    const auto* file = std::ranges::find(knownFiles, name, &KnownFile::name);
-    return file == knownFiles.end() ? nullptr : file;
+    const auto* file = std::ranges::find(kKnownFiles, name, &KnownFile::name);
+    return file == kKnownFiles.end() ? nullptr : file;
 }
 
 bool isGenuine(const std::vector<std::byte>& bytes, const KnownFile& file) {

@@ -9,9 +9,9 @@
 
 namespace velmaro::facemesh {
 
-inline constexpr std::string_view detectorFile = "face_detection_short_range.tflite";
-inline constexpr std::string_view landmarkFile = "face_landmark.tflite";
-inline constexpr std::string_view canonicalFaceFile =
+inline constexpr std::string_view kDetectorFile = "face_detection_short_range.tflite";
+inline constexpr std::string_view kLandmarkFile = "face_landmark.tflite";
+inline constexpr std::string_view kCanonicalFaceFile =
     "geometry_pipeline_metadata_landmarks.binarypb";
 
 /// Reads one of the files above whole and compares its checksum. The failure, when the file is

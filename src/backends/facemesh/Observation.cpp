@@ -20,9 +20,9 @@ const FaceObservation& Observation::describe(const FacePoints& points, double ya
             return Point{(point.x - x) / side, (lower - point.y) / side};
         });
     };
-    fill(noseCrest_, noseCrestPoints);
-    fill(leftEye_, leftEyePoints);
-    fill(rightEye_, rightEyePoints);
+    fill(noseCrest_, kNoseCrestPoints);
+    fill(leftEye_, kLeftEyePoints);
+    fill(rightEye_, kRightEyePoints);
 
     face_.boundingBox = {x / width, 1 - lower / height, side / width, side / height};
     face_.landmarks = FaceRegions{noseCrest_, leftEye_, rightEye_};

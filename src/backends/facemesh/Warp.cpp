@@ -28,7 +28,7 @@ inline void store(float* out, const std::uint8_t* upperLeft, const std::uint8_t*
 }
 
 /// Bits of the fraction of a fixed-point coordinate.
-constexpr int fractionBits = 32;
+constexpr int kFractionBits = 32;
 
 struct FixedPoint {
     std::int64_t x = 0;
@@ -36,15 +36,15 @@ struct FixedPoint {
 };
 
 FixedPoint toFixed(PixelPoint point) {
-    constexpr double one = std::int64_t{1} << fractionBits;
-    return {static_cast<std::int64_t>(point.x * one), static_cast<std::int64_t>(point.y * one)};
+    constexpr double kOne = std::int64_t{1} << kFractionBits;
+    return {static_cast<std::int64_t>(point.x * kOne), static_cast<std::int64_t>(point.y * kOne)};
 }
 
 #if defined(__SSE2__)
 
 /// The weights of an upper and a lower pixel add up to this, the most that the sum of two signed
 /// 16-bit products leaves room for.
-constexpr int weightBits = 14;
+constexpr int kWeightBits = 14;
 
 /// Two pixels side by side, 8 bits a channel, as 16 bits a channel.
 inline __m128i pair(const std::uint8_t* from) {
@@ -57,14 +57,14 @@ inline __m128i pair(const std::uint8_t* from) {
 /// May write a fourth number after the row's last cell.
 void sampleInside(const ImageView& image, FixedPoint at, FixedPoint step, std::size_t cells,
                   float* out) {
-    const __m128 scale = _mm_set1_ps(1.0F / (255 << weightBits));
+    const __m128 scale = _mm_set1_ps(1.0F / (255 << kWeightBits));
     for (std::size_t i = 0; i < cells; ++i, at.x += step.x, at.y += step.y, out += 3) {
         const std::uint8_t* from =
-            image.row(static_cast<int>(at.y >> fractionBits)) + 4 * (at.x >> fractionBits);
+            image.row(static_cast<int>(at.y >> kFractionBits)) + 4 * (at.x >> kFractionBits);
         const __m128i upper = pair(from);
         const __m128i lower = pair(from + image.bytesPerRow);
-        const auto fy = static_cast<int>(static_cast<std::uint32_t>(at.y) >> (32 - weightBits));
-        const __m128i weights = _mm_set1_epi32((fy << 16) | ((1 << weightBits) - fy));
+        const auto fy = static_cast<int>(static_cast<std::uint32_t>(at.y) >> (32 - kWeightBits));
+        const __m128i weights = _mm_set1_epi32((fy << 16) | ((1 << kWeightBits) - fy));
         const __m128 left =
             _mm_cvtepi32_ps(_mm_madd_epi16(_mm_unpacklo_epi16(upper, lower), weights));
         const __m128 right =
@@ -84,7 +84,7 @@ void sampleInside(const ImageView& image, FixedPoint at, FixedPoint step, std::s
                   float* out) {
     for (std::size_t i = 0; i < cells; ++i, at.x += step.x, at.y += step.y, out += 3) {
         const std::uint8_t* from =
-            image.row(static_cast<int>(at.y >> fractionBits)) + 4 * (at.x >> fractionBits);
+            image.row(static_cast<int>(at.y >> kFractionBits)) + 4 * (at.x >> kFractionBits);
         const std::uint8_t* below = from + image.bytesPerRow;
         const float fx = static_cast<float>(static_cast<std::uint32_t>(at.x)) * 0x1p-32F;
         const float fy = static_cast<float>(static_cast<std::uint32_t>(at.y)) * 0x1p-32F;

@@ -17,28 +17,28 @@ static_assert(std::endian::native == std::endian::little,
               "constants are little-endian and copied as they are");
 
 /// More than ten times what the models need; keeps a damaged shape from asking for all memory.
-constexpr std::size_t maximumElements = std::size_t{1} << 23;
+constexpr std::size_t kMaximumElements = std::size_t{1} << 23;
 
 std::optional<Operation> operationFor(format::OperatorCode code) {
     switch (code) {
         case format::OperatorCode::add:
-            return Operation::Add;
+            return Operation::add;
         case format::OperatorCode::concatenation:
-            return Operation::Concatenation;
+            return Operation::concatenation;
         case format::OperatorCode::convolution:
-            return Operation::Convolution;
+            return Operation::convolution;
         case format::OperatorCode::depthwise:
-            return Operation::Depthwise;
+            return Operation::depthwise;
         case format::OperatorCode::maxPool:
-            return Operation::MaxPool;
+            return Operation::maxPool;
         case format::OperatorCode::relu:
-            return Operation::Relu;
+            return Operation::relu;
         case format::OperatorCode::reshape:
-            return Operation::Reshape;
+            return Operation::reshape;
         case format::OperatorCode::pad:
-            return Operation::Pad;
+            return Operation::pad;
         case format::OperatorCode::prelu:
-            return Operation::Prelu;
+            return Operation::prelu;
         case format::OperatorCode::dequantize:
             break;
     }
@@ -87,7 +87,7 @@ Shape readShape(const flatbuffers::Vector<std::int32_t>* list) {
             throw ModelError("a tensor has an impossible shape");
         }
         elements *= static_cast<std::size_t>(extent);
-        if (elements > maximumElements) {
+        if (elements > kMaximumElements) {
             throw ModelError("a tensor is too large");
         }
         shape.push_back(static_cast<std::size_t>(extent));
@@ -164,34 +164,34 @@ Window readFilter(const Options& options) {
 
 Window readWindow(Operation operation, const format::Operator& from) {
     switch (operation) {
-        case Operation::Convolution:
+        case Operation::convolution:
             return readFilter(plain(from.options_as_ConvolutionOptions()));
-        case Operation::Depthwise: {
+        case Operation::depthwise: {
             const auto& options = plain(from.options_as_DepthwiseOptions());
             if (options.multiplier() != 1) {
                 throw ModelError("a depthwise convolution multiplies its channels");
             }
             return readFilter(options);
         }
-        case Operation::MaxPool: {
+        case Operation::maxPool: {
             const auto& options = plain(from.options_as_PoolOptions());
             Window window = readStrides(options);
             window.height = positive(options.height());
             window.width = positive(options.width());
             return window;
         }
-        case Operation::Concatenation:
+        case Operation::concatenation:
             if (plain(from.options_as_ConcatenationOptions()).axis() != 1) {
                 throw ModelError("a concatenation is not along the second axis");
             }
             return {};
-        case Operation::Add:
+        case Operation::add:
             plain(from.options_as_AddOptions());
             return {};
-        case Operation::Pad:
-        case Operation::Prelu:
-        case Operation::Relu:
-        case Operation::Reshape:
+        case Operation::pad:
+        case Operation::prelu:
+        case Operation::relu:
+        case Operation::reshape:
             return {};
     }
     return {};

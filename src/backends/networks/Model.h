@@ -24,15 +24,15 @@ struct Tensor {
 };
 
 enum class Operation {
-    Add,
-    Concatenation,
-    Convolution,
-    Depthwise,
-    MaxPool,
-    Pad,
-    Prelu,
-    Relu,
-    Reshape
+    add,
+    concatenation,
+    convolution,
+    depthwise,
+    maxPool,
+    pad,
+    prelu,
+    relu,
+    reshape
 };
 
 /// Rows and columns that a sliding window takes.

@@ -80,7 +80,7 @@ private:
     [[nodiscard]] Shape convolution(const Step& step) const {
         const Shape& from = picture(step);
         const Shape& filter = weights(step, 1);
-        const bool depthwise = step.operation == Operation::Depthwise;
+        const bool depthwise = step.operation == Operation::depthwise;
         require(filter.size() == 4 && filter[3] == from[3] && (!depthwise || filter[0] == 1),
                 "a filter does not fit its picture");
         const std::size_t channels = depthwise ? from[3] : filter[0];
@@ -120,31 +120,31 @@ private:
 
     [[nodiscard]] Shape result(const Step& step) const {
         switch (step.operation) {
-            case Operation::Convolution:
-            case Operation::Depthwise:
+            case Operation::convolution:
+            case Operation::depthwise:
                 return convolution(step);
-            case Operation::MaxPool:
+            case Operation::maxPool:
                 return slide(picture(step), step.window, step.window.height, step.window.width,
                              picture(step)[3]);
-            case Operation::Add:
+            case Operation::add:
                 require(value(step, 0) == value(step, 1), "an addition of different shapes");
                 return value(step, 0);
-            case Operation::Prelu: {
+            case Operation::prelu: {
                 const Shape& slope = weights(step, 1);
                 require(!value(step, 0).empty() && elementCount(slope) == value(step, 0).back() &&
                             !slope.empty() && slope.back() == elementCount(slope),
                         "slopes do not fit their channels");
                 return value(step, 0);
             }
-            case Operation::Relu:
+            case Operation::relu:
                 return value(step, 0);
-            case Operation::Pad:
+            case Operation::pad:
                 return pad(step);
-            case Operation::Reshape:
+            case Operation::reshape:
                 require(elementCount(value(step, 0)) == elementCount(shape(step.output)),
                         "a reshape changes the number of elements");
                 return shape(step.output);
-            case Operation::Concatenation:
+            case Operation::concatenation:
                 return concatenation(step);
         }
         throw ModelError("an unknown operation");

@@ -14,8 +14,8 @@ namespace velmaro::networks {
 namespace {
 
 /// The library may read, but not use, this much beyond a buffer: XNN_EXTRA_BYTES of any release.
-constexpr std::size_t slack = std::max<std::size_t>(XNN_EXTRA_BYTES, 128) / sizeof(float);
-constexpr float infinity = std::numeric_limits<float>::infinity();
+constexpr std::size_t kSlack = std::max<std::size_t>(XNN_EXTRA_BYTES, 128) / sizeof(float);
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 void require(xnn_status status, const char* what) {
     if (status != xnn_status_success) {
@@ -88,7 +88,7 @@ private:
     std::uint32_t defineWeights(std::size_t tensor, const Shape& shape) {
         std::vector<float>& constant = model_.tensors[tensor].constant;
         if (values_[tensor] == XNN_INVALID_VALUE_ID) {
-            constant.resize(elementCount(shape) + slack);
+            constant.resize(elementCount(shape) + kSlack);
             require(xnn_define_tensor_value(subgraph_.get(), xnn_datatype_fp32, shape.size(),
                                             shape.data(), constant.data(), XNN_INVALID_VALUE_ID, 0,
                                             &values_[tensor]),
@@ -105,17 +105,17 @@ private:
         const auto height = static_cast<std::uint32_t>(filter[1]);
         const auto width = static_cast<std::uint32_t>(filter[2]);
         const std::uint32_t flags = step.window.samePadding ? XNN_FLAG_TENSORFLOW_SAME_PADDING : 0;
-        if (step.operation == Operation::Depthwise) {
+        if (step.operation == Operation::depthwise) {
             require(xnn_define_depthwise_convolution_2d(
                         subgraph_.get(), 0, 0, 0, 0, height, width, step.window.strideHeight,
-                        step.window.strideWidth, 1, 1, 1, filter[3], -infinity, infinity, input,
+                        step.window.strideWidth, 1, 1, 1, filter[3], -kInfinity, kInfinity, input,
                         weights, bias, output, flags),
                     "a depthwise convolution");
             return;
         }
         require(xnn_define_convolution_2d(subgraph_.get(), 0, 0, 0, 0, height, width,
                                           step.window.strideHeight, step.window.strideWidth, 1, 1,
-                                          1, filter[3], filter[0], -infinity, infinity, input,
+                                          1, filter[3], filter[0], -kInfinity, kInfinity, input,
                                           weights, bias, output, flags),
                 "a convolution");
     }
@@ -135,7 +135,7 @@ private:
 
     void add(const Step& step) {
         const bool copies =
-            step.operation == Operation::Reshape || step.operation == Operation::Concatenation;
+            step.operation == Operation::reshape || step.operation == Operation::concatenation;
         if (copies) {
             // Its parts already lie in their places in the output's buffer.
             if (network_.places_[step.output].root == model_.tensors.size()) {
@@ -146,35 +146,35 @@ private:
         const std::uint32_t input = define(step.inputs[0]);
         const std::uint32_t output = define(step.output);
         switch (step.operation) {
-            case Operation::Convolution:
-            case Operation::Depthwise:
+            case Operation::convolution:
+            case Operation::depthwise:
                 return addConvolution(step, input, output);
-            case Operation::MaxPool:
+            case Operation::maxPool:
                 return require(
                     xnn_define_max_pooling_2d(
                         subgraph_.get(), 0, 0, 0, 0, step.window.height, step.window.width,
-                        step.window.strideHeight, step.window.strideWidth, 1, 1, -infinity,
-                        infinity, input, output,
+                        step.window.strideHeight, step.window.strideWidth, 1, 1, -kInfinity,
+                        kInfinity, input, output,
                         step.window.samePadding ? XNN_FLAG_TENSORFLOW_SAME_PADDING : 0),
                     "a pooling");
-            case Operation::Add:
-                return require(xnn_define_add2(subgraph_.get(), -infinity, infinity, input,
+            case Operation::add:
+                return require(xnn_define_add2(subgraph_.get(), -kInfinity, kInfinity, input,
                                                define(step.inputs[1]), output, 0),
                                "an addition");
-            case Operation::Relu:
-                return require(xnn_define_clamp(subgraph_.get(), 0, infinity, input, output, 0),
+            case Operation::relu:
+                return require(xnn_define_clamp(subgraph_.get(), 0, kInfinity, input, output, 0),
                                "a clamp");
-            case Operation::Prelu: {
+            case Operation::prelu: {
                 // The library wants the slopes flat; the file has them as [1, 1, channels].
                 const Shape flat = {model_.tensors[step.inputs[1]].shape.back()};
                 return require(xnn_define_prelu(subgraph_.get(), input,
                                                 defineWeights(step.inputs[1], flat), output, 0),
                                "slopes");
             }
-            case Operation::Pad:
+            case Operation::pad:
                 return addPad(step, input, output);
-            case Operation::Reshape:
-            case Operation::Concatenation:
+            case Operation::reshape:
+            case Operation::concatenation:
                 return;
         }
     }
@@ -213,7 +213,7 @@ void Network::placeTensors() {
     const auto own = [this](std::size_t tensor) {
         places_[tensor] = {tensor, 0, true};
         buffers_[tensor] =
-            std::make_unique<float[]>(elementCount(model_.tensors[tensor].shape) + slack);
+            std::make_unique<float[]>(elementCount(model_.tensors[tensor].shape) + kSlack);
     };
     inputSize_ = elementCount(model_.tensors[model_.inputs[0]].shape);
     own(model_.inputs[0]);
@@ -227,13 +227,13 @@ void Network::placeTensors() {
     // the first axis that counts puts its parts one after the other.
     for (auto step = model_.steps.rbegin(); step != model_.steps.rend(); ++step) {
         Place place = places_[step->output];
-        if ((step->operation != Operation::Reshape &&
-             step->operation != Operation::Concatenation) ||
+        if ((step->operation != Operation::reshape &&
+             step->operation != Operation::concatenation) ||
             place.root == nowhere) {
             continue;
         }
         places_[step->output].external = false;
-        const std::size_t parts = step->operation == Operation::Reshape ? 1 : step->inputs.size();
+        const std::size_t parts = step->operation == Operation::reshape ? 1 : step->inputs.size();
         for (std::size_t i = 0; i < parts; ++i) {
             const std::size_t part = step->inputs[i];
             if (places_[part].root != nowhere) {

@@ -42,9 +42,9 @@ private:
 /// The portrait, 512 x 600. In it the face's box is about 200 wide, with its centre at (263, 232).
 class Portrait {
 public:
-    static constexpr double faceX = 263;
-    static constexpr double faceY = 232;
-    static constexpr double faceSide = 200;
+    static constexpr double kFaceX = 263;
+    static constexpr double kFaceY = 232;
+    static constexpr double kFaceSide = 200;
 
     Portrait() {
         std::ifstream file(VELMARO_PORTRAIT, std::ios::binary);
@@ -74,18 +74,18 @@ public:
     /// A frame with the face's centre at (x, y) and its box `side` wide.
     [[nodiscard]] Frame frame(int width, int height, double x, double y, double side) const {
         Frame frame(width, height);
-        const double scale = side / faceSide;
-        paint(frame, x - faceX * scale, y - faceY * scale, scale);
+        const double scale = side / kFaceSide;
+        paint(frame, x - kFaceX * scale, y - kFaceY * scale, scale);
         return frame;
     }
 
 private:
     void paintPixel(Frame& frame, int x, int y, double left, double top, double scale) const {
-        constexpr int samples = 4;
+        constexpr int kSamples = 4;
         int sum[3] = {};
-        for (int i = 0; i < samples * samples; ++i) {
-            const double u = (x + (i % samples + 0.5) / samples - left) / scale;
-            const double v = (y + (i / samples + 0.5) / samples - top) / scale;
+        for (int i = 0; i < kSamples * kSamples; ++i) {
+            const double u = (x + (i % kSamples + 0.5) / kSamples - left) / scale;
+            const double v = (y + (i / kSamples + 0.5) / kSamples - top) / scale;
             if (u < 0 || v < 0 || u >= width_ || v >= height_) {
                 return;
             }
@@ -97,7 +97,7 @@ private:
         }
         std::uint8_t* to = frame.pixel(x, y);
         for (int channel = 0; channel < 3; ++channel) {
-            to[2 - channel] = static_cast<std::uint8_t>(sum[channel] / (samples * samples));
+            to[2 - channel] = static_cast<std::uint8_t>(sum[channel] / (kSamples * kSamples));
         }
         to[3] = 255;
     }

@@ -16,7 +16,7 @@ networks::Model model(std::string_view name) {
 }
 
 TEST(Detector, OneFaceIsOneDetectionWithItsEyesInPlace) {
-    Detector detector = Detector::create(model(facemesh::detectorFile)).value();
+    Detector detector = Detector::create(model(facemesh::kDetectorFile)).value();
     const Frame frame = Portrait().frame(1280, 720, 500, 340, 260);
     const auto found = detector.detect(view(frame));
     ASSERT_EQ(found.size(), 1U);
@@ -32,7 +32,7 @@ TEST(Detector, OneFaceIsOneDetectionWithItsEyesInPlace) {
 }
 
 TEST(Detector, TheHighestScoreIsFirst) {
-    Detector detector = Detector::create(model(facemesh::detectorFile)).value();
+    Detector detector = Detector::create(model(facemesh::kDetectorFile)).value();
     const Portrait portrait;
     Frame frame(1280, 720);
     portrait.paint(frame, 20, 100, 0.9);
@@ -45,8 +45,8 @@ TEST(Detector, TheHighestScoreIsFirst) {
 }
 
 TEST(Detector, RefusesAnotherNetwork) {
-    EXPECT_FALSE(Detector::create(model(facemesh::landmarkFile)));
-    EXPECT_FALSE(facemesh::LandmarkFinder::create(model(facemesh::detectorFile)));
+    EXPECT_FALSE(Detector::create(model(facemesh::kLandmarkFile)));
+    EXPECT_FALSE(facemesh::LandmarkFinder::create(model(facemesh::kDetectorFile)));
 }
 
 TEST(SquareAround, ADetectionIsLargerThanItAndUprightByTheEyes) {
@@ -64,7 +64,7 @@ TEST(SquareAround, EyesAtOnePlaceGiveAnUprightSquare) {
 }
 
 TEST(LandmarkFinder, FollowsATurnedFace) {
-    auto finder = facemesh::LandmarkFinder::create(model(facemesh::landmarkFile)).value();
+    auto finder = facemesh::LandmarkFinder::create(model(facemesh::kLandmarkFile)).value();
     const Frame frame = Portrait().frame(640, 480, 320, 240, 200);
     facemesh::FacePoints upright;
     facemesh::FacePoints turned;
@@ -77,7 +77,7 @@ TEST(LandmarkFinder, FollowsATurnedFace) {
 }
 
 TEST(LandmarkFinder, NoFaceHasNoPresence) {
-    auto finder = facemesh::LandmarkFinder::create(model(facemesh::landmarkFile)).value();
+    auto finder = facemesh::LandmarkFinder::create(model(facemesh::kLandmarkFile)).value();
     facemesh::FacePoints points;
     EXPECT_LT(finder.find(view(Frame(200, 200)), {{100, 100}, 100, {1, 0}}, points), 0.1F);
 }

@@ -9,7 +9,7 @@
 namespace velmaro::testing {
 namespace {
 
-constexpr double degree = std::numbers::pi / 180;
+constexpr double kDegree = std::numbers::pi / 180;
 
 struct Placing {
     double x;
@@ -29,7 +29,7 @@ TEST_P(PortraitAnywhere, IsFoundWhereItIs) {
     EXPECT_NEAR((1 - box.y - box.height / 2) * 720, y, tolerance);
     EXPECT_NEAR(box.width * 1280, side, 2 * tolerance);
     EXPECT_NEAR(box.width * 1280, box.height * 720, 1e-6) << "a square in pixels";
-    EXPECT_NEAR(faces[0].yaw, 1.3 * degree, 4 * degree);
+    EXPECT_NEAR(faces[0].yaw, 1.3 * kDegree, 4 * kDegree);
 }
 
 INSTANTIATE_TEST_SUITE_P(PlacesAndSizes, PortraitAnywhere,
@@ -72,7 +72,7 @@ TEST(FaceMesh, AMirroredFaceTurnsTheOtherWay) {
     const auto turned = finder.find(mirrored);
     ASSERT_EQ(faces.size(), 1U);
     ASSERT_EQ(turned.size(), 1U);
-    EXPECT_NEAR(faces[0].yaw, -turned[0].yaw, 2 * degree);
+    EXPECT_NEAR(faces[0].yaw, -turned[0].yaw, 2 * kDegree);
 }
 
 TEST(FaceMesh, NobodyGivesAnEmptyList) {

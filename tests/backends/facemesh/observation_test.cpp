@@ -53,9 +53,9 @@ TEST(Observation, PointsAreSharesOfTheBoxUpward) {
 }
 
 TEST(Observation, TheTipIsTheMiddleOfTheNoseCrest) {
-    EXPECT_EQ(noseCrestPoints[noseCrestPoints.size() / 2], 4U);
-    EXPECT_EQ(leftEyePoints.size(), 16U);
-    EXPECT_EQ(rightEyePoints.size(), 16U);
+    EXPECT_EQ(kNoseCrestPoints[kNoseCrestPoints.size() / 2], 4U);
+    EXPECT_EQ(kLeftEyePoints.size(), 16U);
+    EXPECT_EQ(kRightEyePoints.size(), 16U);
 }
 
 }  // namespace

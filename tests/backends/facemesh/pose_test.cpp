@@ -15,10 +15,10 @@ using facemesh::FacePoints;
 using facemesh::Pose;
 using facemesh::PoseEstimator;
 
-constexpr double degree = std::numbers::pi / 180;
+constexpr double kDegree = std::numbers::pi / 180;
 
 CanonicalFace canonicalFace() {
-    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::canonicalFaceFile)
+    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kCanonicalFaceFile)
         .and_then(facemesh::readCanonicalFace)
         .value();
 }
@@ -35,9 +35,9 @@ FacePoints turned(const CanonicalFace& face, const Eigen::Matrix3d& rotation) {
 }
 
 Eigen::Matrix3d rotation(double yaw, double pitch, double roll) {
-    return (Eigen::AngleAxisd(yaw * degree, Eigen::Vector3d::UnitY()) *
-            Eigen::AngleAxisd(-pitch * degree, Eigen::Vector3d::UnitX()) *
-            Eigen::AngleAxisd(roll * degree, Eigen::Vector3d::UnitZ()))
+    return (Eigen::AngleAxisd(yaw * kDegree, Eigen::Vector3d::UnitY()) *
+            Eigen::AngleAxisd(-pitch * kDegree, Eigen::Vector3d::UnitX()) *
+            Eigen::AngleAxisd(roll * kDegree, Eigen::Vector3d::UnitZ()))
         .toRotationMatrix();
 }
 
@@ -48,9 +48,9 @@ TEST(Pose, RecoversTheRotationOfTheCanonicalFace) {
         for (const double pitch : {-50.0, 0.0, 25.0}) {
             for (const double roll : {-100.0, 0.0, 30.0}) {
                 const Pose pose = estimator.estimate(turned(face, rotation(yaw, pitch, roll)));
-                EXPECT_NEAR(pose.yaw, yaw * degree, 1e-4);
-                EXPECT_NEAR(pose.pitch, pitch * degree, 1e-4);
-                EXPECT_NEAR(pose.roll, roll * degree, 1e-4);
+                EXPECT_NEAR(pose.yaw, yaw * kDegree, 1e-4);
+                EXPECT_NEAR(pose.pitch, pitch * kDegree, 1e-4);
+                EXPECT_NEAR(pose.roll, roll * kDegree, 1e-4);
             }
         }
     }
@@ -84,7 +84,7 @@ TEST(Pose, NeitherSizeNorPlaceMatters) {
     for (auto& point : points) {
         point = {3 * point.x + 1000, 3 * point.y - 700, 3 * point.z + 50};
     }
-    EXPECT_NEAR(estimator.estimate(points).yaw, 20 * degree, 1e-4);
+    EXPECT_NEAR(estimator.estimate(points).yaw, 20 * kDegree, 1e-4);
 }
 
 TEST(Pose, OfAFlatFaceIsStillARotation) {
@@ -104,7 +104,7 @@ TEST(CanonicalFace, LooksAtTheCamera) {
 
 TEST(CanonicalFace, ADamagedOneIsAnError) {
     const auto file =
-        facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::canonicalFaceFile).value();
+        facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kCanonicalFaceFile).value();
     EXPECT_FALSE(facemesh::readCanonicalFace({}));
     for (std::size_t length = 1; length < 19000; length += 97) {
         const std::vector<std::byte> part(file.begin(),
@@ -115,7 +115,7 @@ TEST(CanonicalFace, ADamagedOneIsAnError) {
 
 TEST(CanonicalFace, FlippedBytesNeverCrash) {
     const auto file =
-        facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::canonicalFaceFile).value();
+        facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kCanonicalFaceFile).value();
     std::mt19937 random(13);
     int refused = 0;
     for (int round = 0; round < 2000; ++round) {

@@ -55,13 +55,13 @@ public:
         const Shape& outShape = shape(step.output);
         Values out(elementCount(outShape));
         switch (step.operation) {
-            case Operation::Convolution:
+            case Operation::convolution:
                 convolve(step, in, inShape, out, outShape);
                 break;
-            case Operation::Depthwise:
+            case Operation::depthwise:
                 convolveDepthwise(step, in, inShape, out, outShape);
                 break;
-            case Operation::MaxPool:
+            case Operation::maxPool:
                 std::ranges::fill(out, -std::numeric_limits<double>::infinity());
                 slide(step, inShape, outShape, step.window.height, step.window.width,
                       [&](std::size_t to, std::size_t from, std::size_t) {
@@ -70,26 +70,26 @@ public:
                           }
                       });
                 break;
-            case Operation::Add:
+            case Operation::add:
                 std::ranges::transform(in, values.at(step.inputs[1]), out.begin(), std::plus());
                 break;
-            case Operation::Relu:
+            case Operation::relu:
                 std::ranges::transform(in, out.begin(),
                                        [](double value) { return std::max(value, 0.0); });
                 break;
-            case Operation::Prelu:
+            case Operation::prelu:
                 for (std::size_t i = 0; i < in.size(); ++i) {
                     const double slope = constant(step.inputs[1])[i % inShape.back()];
                     out[i] = in[i] < 0 ? in[i] * slope : in[i];
                 }
                 break;
-            case Operation::Pad:
+            case Operation::pad:
                 pad(model_.tensors[step.inputs[1]].integers, in, inShape, out, outShape);
                 break;
-            case Operation::Reshape:
+            case Operation::reshape:
                 out = in;
                 break;
-            case Operation::Concatenation:
+            case Operation::concatenation:
                 out.clear();
                 for (const std::size_t part : step.inputs) {
                     out.insert(out.end(), values.at(part).begin(), values.at(part).end());

@@ -14,14 +14,14 @@
 namespace velmaro::networks {
 namespace {
 
-enum class Outcome { Refused, Read };
+enum class Outcome { refused, read };
 
 Outcome read(std::span<const std::byte> file) {
-    return readModel(file).and_then(Network::create) ? Outcome::Read : Outcome::Refused;
+    return readModel(file).and_then(Network::create) ? Outcome::read : Outcome::refused;
 }
 
 std::vector<std::byte> detector() {
-    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::detectorFile).value();
+    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kDetectorFile).value();
 }
 
 /// The parts of the file that are not weights, which hold all structure: the weights are the long
@@ -40,12 +40,12 @@ std::vector<std::size_t> structure(const std::vector<std::byte>& file) {
 
 TEST(DamagedModel, EveryTruncationIsRefused) {
     const auto file = detector();
-    ASSERT_EQ(read(file), Outcome::Read);
+    ASSERT_EQ(read(file), Outcome::read);
     for (std::size_t length = 0; length < file.size(); length += 331) {
         // A copy of its own length, so that the sanitizer sees a read beyond it.
         const std::vector<std::byte> part(file.begin(),
                                           file.begin() + static_cast<std::ptrdiff_t>(length));
-        EXPECT_EQ(read(part), Outcome::Refused) << length;
+        EXPECT_EQ(read(part), Outcome::refused) << length;
     }
 }
 
@@ -54,15 +54,15 @@ TEST(DamagedModel, FlippedBytesNeverCrash) {
     const auto places = structure(file);
     std::mt19937 random(11);
     int refused = 0;
-    constexpr int rounds = 600;
-    for (int round = 0; round < rounds; ++round) {
+    constexpr int kRounds = 600;
+    for (int round = 0; round < kRounds; ++round) {
         auto altered = file;
         for (int flips = 0; flips < 3; ++flips) {
             altered[places[random() % places.size()]] ^= static_cast<std::byte>(1 + random() % 255);
         }
-        refused += read(altered) == Outcome::Refused ? 1 : 0;
+        refused += read(altered) == Outcome::refused ? 1 : 0;
     }
-    EXPECT_GT(refused, rounds / 10) << "the flips miss what matters";
+    EXPECT_GT(refused, kRounds / 10) << "the flips miss what matters";
 }
 
 TEST(DamagedModel, ExtremeNumbersNeverCrash) {

@@ -10,7 +10,7 @@ namespace velmaro::networks {
 namespace {
 
 std::vector<std::byte> detector() {
-    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::detectorFile).value();
+    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kDetectorFile).value();
 }
 
 template <typename Value>
@@ -27,19 +27,19 @@ TEST(Model, ReadsTheDetector) {
     EXPECT_EQ(model.tensors[model.inputs[0]].shape, (Shape{1, 128, 128, 3}));
     EXPECT_EQ(model.tensors[model.outputs[0]].shape, (Shape{1, 896, 16}));
     EXPECT_EQ(model.tensors[model.outputs[1]].shape, (Shape{1, 896, 1}));
-    EXPECT_EQ(count(model, Operation::Convolution), 21U);
-    EXPECT_EQ(count(model, Operation::Depthwise), 16U);
-    EXPECT_EQ(count(model, Operation::Pad), 11U);
-    EXPECT_EQ(count(model, Operation::Concatenation), 2U);
+    EXPECT_EQ(count(model, Operation::convolution), 21U);
+    EXPECT_EQ(count(model, Operation::depthwise), 16U);
+    EXPECT_EQ(count(model, Operation::pad), 11U);
+    EXPECT_EQ(count(model, Operation::concatenation), 2U);
 }
 
 TEST(Model, ReadsTheLandmarks) {
-    const Model model = facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::landmarkFile)
+    const Model model = facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kLandmarkFile)
                             .and_then(readModel)
                             .value();
     EXPECT_EQ(model.tensors[model.inputs[0]].shape, (Shape{1, 192, 192, 3}));
-    EXPECT_EQ(count(model, Operation::Prelu), 23U);
-    EXPECT_EQ(count(model, Operation::MaxPool), 6U);
+    EXPECT_EQ(count(model, Operation::prelu), 23U);
+    EXPECT_EQ(count(model, Operation::maxPool), 6U);
 }
 
 TEST(Model, AnUnknownOperatorIsNamed) {
@@ -85,27 +85,27 @@ TEST_F(CheckModel, StepsOutOfOrder) {
 }
 
 TEST_F(CheckModel, AShapeThatDoesNotFollow) {
-    model.tensors[first(Operation::Convolution).output].shape[1] += 1;
+    model.tensors[first(Operation::convolution).output].shape[1] += 1;
     EXPECT_EQ(check(), "a shape does not follow from its inputs");
 }
 
 TEST_F(CheckModel, AFilterOfOtherChannels) {
-    model.tensors[first(Operation::Convolution).inputs[1]].shape[3] = 4;
+    model.tensors[first(Operation::convolution).inputs[1]].shape[3] = 4;
     EXPECT_EQ(check(), "a filter does not fit its picture");
 }
 
 TEST_F(CheckModel, ABiasOfAnotherLength) {
-    model.tensors[first(Operation::Convolution).inputs[2]].shape = {7};
+    model.tensors[first(Operation::convolution).inputs[2]].shape = {7};
     EXPECT_EQ(check(), "a bias does not fit its filter");
 }
 
 TEST_F(CheckModel, AConvolutionWithoutWeights) {
-    model.tensors[first(Operation::Convolution).inputs[1]].constant.clear();
+    model.tensors[first(Operation::convolution).inputs[1]].constant.clear();
     EXPECT_EQ(check(), "an operator lacks its weights");
 }
 
 TEST_F(CheckModel, APadOfNegativeAmount) {
-    model.tensors[first(Operation::Pad).inputs[1]].integers[7] = -4;
+    model.tensors[first(Operation::pad).inputs[1]].integers[7] = -4;
     EXPECT_EQ(check(), "a pad has an impossible amount");
 }
 

@@ -23,7 +23,7 @@ Model model(std::string_view name) {
 
 /// The networks' values reach 375, so this is a few units in the last place of single precision
 /// after some 70 layers.
-constexpr double tolerance = 5e-4;
+constexpr double kTolerance = 5e-4;
 
 void expectAgreement(Network& network, const Model& model) {
     ASSERT_TRUE(network.run());
@@ -38,13 +38,13 @@ void expectAgreement(Network& network, const Model& model) {
             worst = std::max(worst, std::abs(values[k] - expected[k]));
             spread = std::max(spread, std::abs(expected[k]));
         }
-        EXPECT_LT(worst, tolerance) << "output " << i << ", values up to " << spread;
+        EXPECT_LT(worst, kTolerance) << "output " << i << ", values up to " << spread;
         EXPECT_GT(spread, 1);
     }
 }
 
 TEST(Network, TheDetectorAgreesWithTheDefinitionsOfItsOperators) {
-    const Model definition = model(facemesh::detectorFile);
+    const Model definition = model(facemesh::kDetectorFile);
     Network network = Network::create(definition).value();
     facemesh::Letterbox(128).fill(view(Portrait().frame(640, 360, 320, 170, 150)), {0, 0, 640, 360},
                                   network.input());
@@ -52,7 +52,7 @@ TEST(Network, TheDetectorAgreesWithTheDefinitionsOfItsOperators) {
 }
 
 TEST(Network, TheLandmarksAgreeWithTheDefinitionsOfTheirOperators) {
-    const Model definition = model(facemesh::landmarkFile);
+    const Model definition = model(facemesh::kLandmarkFile);
     Network network = Network::create(definition).value();
     facemesh::warp(view(Portrait().frame(640, 360, 320, 170, 150)), {{320, 170}, 225, {1, 0}}, 192,
                    network.input());
@@ -68,7 +68,7 @@ Model convolution(std::size_t extent, std::size_t window, std::uint32_t stride, 
                      {{1, window, window, 1}, filter, {}},
                      {{1}, {0.0F}, {}},
                      {{1, out, out, 1}, {}, {}}};
-    model.steps = {{Operation::Convolution, {0, 1, 2}, 3, {same, stride, stride, 0, 0}}};
+    model.steps = {{Operation::convolution, {0, 1, 2}, 3, {same, stride, stride, 0, 0}}};
     model.inputs = {0};
     model.outputs = {3};
     EXPECT_TRUE(networks::checkModel(model));
@@ -99,7 +99,7 @@ TEST(Network, PaddingOfAStrideOfTwoIsOnTheFarSide) {
 }
 
 TEST(Network, RunsTwiceWithTheSameResult) {
-    Network network = Network::create(model(facemesh::landmarkFile)).value();
+    Network network = Network::create(model(facemesh::kLandmarkFile)).value();
     std::ranges::fill(network.input(), 0.5F);
     ASSERT_TRUE(network.run());
     const std::vector<float> first(network.output(0).begin(), network.output(0).end());
@@ -111,8 +111,8 @@ TEST(Network, RefusesAReshapeInTheMiddle) {
     Model model = convolution(4, 1, 1, true, {1});
     model.tensors.push_back({{1, 4, 4, 1}, {}, {}});
     model.tensors.push_back({{1, 4, 4, 1}, {}, {}});
-    model.steps.push_back({Operation::Reshape, {3}, 4, {}});
-    model.steps.push_back({Operation::Relu, {4}, 5, {}});
+    model.steps.push_back({Operation::reshape, {3}, 4, {}});
+    model.steps.push_back({Operation::relu, {4}, 5, {}});
     model.outputs = {5};
     EXPECT_TRUE(networks::checkModel(model));
     EXPECT_FALSE(Network::create(std::move(model)));
