@@ -9,6 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "backends/gstreamer/LiveCameras.h"
 #include "backends/gstreamer/Rig.h"
 
 namespace {
@@ -40,12 +41,14 @@ struct Usage {
 
 /// From the press on start to the first frame in the handler, and what two hundred rounds leave.
 void startToFirstFrame(benchmark::State& state) {
-    CaptureOptions options;
-    options.liveCameraPatience = 5s;
     // The allocator gives threads that come an arena each, until there are eight for each
     // processor, which would look like growth.
     ::mallopt(M_ARENA_MAX, 1);
-    Rig rig(options);
+    Rig rig([](velmaro::NotificationCenter& notificationCenter) {
+        CaptureOptions options;
+        options.cameras = velmaro::gstreamer::makeLiveCameras(notificationCenter, 5s);
+        return options;
+    });
     const auto camera = rig.device();
     std::vector<double> milliseconds;
     Usage before{};

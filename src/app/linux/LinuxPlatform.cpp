@@ -13,6 +13,7 @@
 #include "backends/asio/SignalListener.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
+#include "backends/gstreamer/LiveCameras.h"
 #include "backends/log/StandardOutputLog.h"
 #include "backends/posix/SystemClock.h"
 #include "backends/xdg/PortalCapture.h"
@@ -34,18 +35,23 @@ public:
 constexpr std::chrono::milliseconds kCameraPatience{3000};
 constexpr std::chrono::milliseconds kLongCameraPatience{10000};
 
-std::optional<std::chrono::milliseconds> cameraPatience(LiveCameras liveCameras) {
+/// Null if those of this computer are not even looked for.
+std::unique_ptr<gstreamer::DeviceProvider> makeCameras(LiveCameras liveCameras,
+                                                       NotificationCenter& notificationCenter) {
+    std::chrono::milliseconds patience{0};
     switch (liveCameras) {
         case LiveCameras::none:
-            return std::nullopt;
+            return nullptr;
         case LiveCameras::listedLater:
-            return std::chrono::milliseconds(0);
+            break;
         case LiveCameras::awaited:
-            return kCameraPatience;
+            patience = kCameraPatience;
+            break;
         case LiveCameras::awaitedPatiently:
-            return kLongCameraPatience;
+            patience = kLongCameraPatience;
+            break;
     }
-    return std::nullopt;
+    return gstreamer::makeLiveCameras(notificationCenter, patience);
 }
 
 std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& options) {
@@ -95,7 +101,7 @@ struct LinuxPlatform::Parts {
               *dispatch, notificationCenter, telemetry,
               {.files = fileCameras(options),
                .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
-               .liveCameraPatience = cameraPatience(options.liveCameras),
+               .cameras = makeCameras(options.liveCameras, notificationCenter),
                .playbackEnded = [this] { endPlayback(); }}),
           portal(needsPermission(options) ? std::make_unique<PortalCapture>(capture) : nullptr),
           faceLandmarks(makeFaceLandmarks(telemetry)),

@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <span>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -56,17 +55,6 @@ public:
     /// The input, or why the device cannot be used. Returns within a few seconds.
     virtual std::variant<std::shared_ptr<CaptureDeviceInput>, Error> open(
         const std::shared_ptr<Workers>& workers) = 0;
-};
-
-/// One kind of devices. Main thread.
-class DeviceProvider {
-public:
-    virtual ~DeviceProvider() = default;
-    /// The devices of these types that are there now, each always the same object.
-    [[nodiscard]] virtual std::vector<std::shared_ptr<CaptureDevice>> devices(
-        std::span<const CaptureDeviceType> types) = 0;
-    /// True if it has no device because this user may not open any.
-    [[nodiscard]] virtual bool isForbidden() const { return false; }
 };
 
 }  // namespace velmaro::gstreamer

@@ -4,8 +4,8 @@
 #include <chrono>
 #include <utility>
 
-#include "backends/gstreamer/FileCameras.h"
-#include "backends/gstreamer/LiveCameras.h"
+#include "backends/gstreamer/Device.h"
+#include "backends/gstreamer/FileDevice.h"
 #include "backends/gstreamer/Session.h"
 
 namespace velmaro::gstreamer {
@@ -22,13 +22,8 @@ GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notif
     : services_(std::make_shared<const SessionServices>(SessionServices{
           dispatch, notificationCenter, telemetry, std::move(options.playbackEnded)})),
       workers_(std::make_shared<Workers>()),
-      hasFiles_(!options.files.empty()) {
-    providers_.push_back(std::make_unique<FileCameras>(options.files, options.playback));
-    if (options.liveCameraPatience) {
-        providers_.push_back(
-            std::make_unique<LiveCameras>(notificationCenter, *options.liveCameraPatience));
-    }
-}
+      files_(makeFileDevices(options.files, options.playback)),
+      cameras_(std::move(options.cameras)) {}
 
 GStreamerCapture::~GStreamerCapture() {
     workers_->closeAll(kCloseLimit);
@@ -36,18 +31,19 @@ GStreamerCapture::~GStreamerCapture() {
 
 std::vector<std::shared_ptr<CaptureDevice>> GStreamerCapture::discover(
     std::span<const CaptureDeviceType> types) {
-    std::vector<std::shared_ptr<CaptureDevice>> devices;
-    for (const auto& provider : providers_) {
-        auto found = provider->devices(types);
+    if (std::ranges::find(types, CaptureDeviceType::external) == types.end()) {
+        return {};
+    }
+    std::vector<std::shared_ptr<CaptureDevice>> devices = files_;
+    if (cameras_) {
+        const auto found = cameras_->devices();
         devices.insert(devices.end(), found.begin(), found.end());
     }
     return devices;
 }
 
 AuthorizationStatus GStreamerCapture::authorizationStatus() const {
-    const bool denied = !hasFiles_ && std::ranges::any_of(providers_, [](const auto& provider) {
-        return provider->isForbidden();
-    });
+    const bool denied = files_.empty() && cameras_ && cameras_->isForbidden();
     return denied ? AuthorizationStatus::denied : AuthorizationStatus::authorized;
 }
 

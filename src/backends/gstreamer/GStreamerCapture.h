@@ -1,18 +1,16 @@
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <vector>
 
+#include "backends/gstreamer/DeviceProvider.h"
 #include "backends/gstreamer/FileCamera.h"
 #include "platform/Capture.h"
 #include "platform/Telemetry.h"
 
 namespace velmaro::gstreamer {
 
-class DeviceProvider;
 class Workers;
 struct SessionServices;
 
@@ -20,14 +18,13 @@ struct CaptureOptions {
     /// Videos and pictures that play cameras.
     std::vector<FileCamera> files;
     Playback playback = Playback::looped;
-    /// How long the first query waits for the cameras of this computer, which may come later by
-    /// notifications; nothing leaves them out.
-    std::optional<std::chrono::milliseconds> liveCameraPatience;
+    /// Whoever knows the cameras of this computer, which are listed after the files; may be null.
+    std::unique_ptr<DeviceProvider> cameras;
     /// Called on the main queue after the last frame of a file that is played once was handled.
     std::function<void()> playbackEnded;
 };
 
-/// Cameras by GStreamer: what its device providers find, in their order.
+/// Files and the cameras of this computer, played by GStreamer.
 class GStreamerCapture : public Capture {
 public:
     /// The doors and the counters outlive everything made here.
@@ -52,8 +49,8 @@ public:
 private:
     const std::shared_ptr<const SessionServices> services_;
     const std::shared_ptr<Workers> workers_;
-    const bool hasFiles_;
-    std::vector<std::unique_ptr<DeviceProvider>> providers_;
+    const std::vector<std::shared_ptr<CaptureDevice>> files_;
+    const std::unique_ptr<DeviceProvider> cameras_;
 };
 
 }  // namespace velmaro::gstreamer

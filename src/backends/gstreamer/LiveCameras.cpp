@@ -1,49 +1,35 @@
 #include "backends/gstreamer/LiveCameras.h"
 
-#include <algorithm>
 #include <iostream>
+#include <map>
+#include <string>
 #include <utility>
+#include <vector>
 
-#include "backends/gstreamer/LiveSource.h"
+#include "backends/gstreamer/CameraMonitor.h"
+#include "backends/gstreamer/LiveDevice.h"
 #include "backends/gstreamer/VideoDevices.h"
 
 namespace velmaro::gstreamer {
 
 namespace {
 
-class LiveDevice : public Device {
+class LiveCameras : public DeviceProvider {
 public:
-    LiveDevice(CameraDescription camera, std::shared_ptr<CameraRegistry> registry)
-        : camera_(std::move(camera)), registry_(std::move(registry)) {}
+    LiveCameras(NotificationCenter& notificationCenter, std::chrono::milliseconds patience);
 
-    [[nodiscard]] const std::string& uniqueID() const override { return camera_.uniqueID; }
-    [[nodiscard]] const std::string& localizedName() const override {
-        return camera_.localizedName;
-    }
-
-    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> open(
-        const std::shared_ptr<Workers>& workers) override {
-        if (!registry_->find(camera_.uniqueID)) {
-            return absent(camera_);
-        }
-        return std::make_shared<DeviceInput>(
-            [camera = camera_, registry = registry_] {
-                return std::make_unique<LiveSource>(camera, registry);
-            },
-            workers);
-    }
+    [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> devices() override;
+    [[nodiscard]] bool isForbidden() const override;
 
 private:
-    const CameraDescription camera_;
-    const std::shared_ptr<CameraRegistry> registry_;
+    [[nodiscard]] std::vector<CameraDescription> forbiddenCameras();
+
+    const std::chrono::milliseconds patience_;
+    CameraMonitor monitor_;
+    bool hinted_ = false;
+    // By lasting name: a camera that is plugged in again stays the same object.
+    std::map<std::string, std::shared_ptr<CaptureDevice>> known_;
 };
-
-}  // namespace
-
-std::shared_ptr<Device> makeLiveDevice(CameraDescription camera,
-                                       std::shared_ptr<CameraRegistry> registry) {
-    return std::make_shared<LiveDevice>(std::move(camera), std::move(registry));
-}
 
 LiveCameras::LiveCameras(NotificationCenter& notificationCenter, std::chrono::milliseconds patience)
     : patience_(patience), monitor_([&notificationCenter](CameraChange change) {
@@ -54,11 +40,7 @@ LiveCameras::LiveCameras(NotificationCenter& notificationCenter, std::chrono::mi
                                    {}});
       }) {}
 
-std::vector<std::shared_ptr<CaptureDevice>> LiveCameras::devices(
-    std::span<const CaptureDeviceType> types) {
-    if (std::ranges::find(types, CaptureDeviceType::external) == types.end()) {
-        return {};
-    }
+std::vector<std::shared_ptr<CaptureDevice>> LiveCameras::devices() {
     monitor_.waitUntilListed(patience_);
     std::vector<CameraDescription> cameras = monitor_.registry()->cameras();
     if (cameras.empty()) {
@@ -88,6 +70,13 @@ std::vector<CameraDescription> LiveCameras::forbiddenCameras() {
 
 bool LiveCameras::isForbidden() const {
     return monitor_.registry()->cameras().empty() && !forbiddenVideoDevices().empty();
+}
+
+}  // namespace
+
+std::unique_ptr<DeviceProvider> makeLiveCameras(NotificationCenter& notificationCenter,
+                                                std::chrono::milliseconds patience) {
+    return std::make_unique<LiveCameras>(notificationCenter, patience);
 }
 
 }  // namespace velmaro::gstreamer

@@ -186,8 +186,12 @@ private:
 class Rig {
 public:
     explicit Rig(const std::string& file, Playback playback = Playback::looped)
-        : Rig(CaptureOptions{{FileCamera::fromPath(file)}, playback, {}, {}}) {}
-    explicit Rig(CaptureOptions options) {
+        : Rig(CaptureOptions{{FileCamera::fromPath(file)}, playback, nullptr, {}}) {}
+    explicit Rig(CaptureOptions options)
+        : Rig([&](NotificationCenter&) { return std::move(options); }) {}
+    /// For cameras that post to the rig's notification centre.
+    explicit Rig(const std::function<CaptureOptions(NotificationCenter&)>& makeOptions) {
+        CaptureOptions options = makeOptions(notificationCenter);
         options.playbackEnded = [this] { ++ended; };
         capture = std::make_unique<GStreamerCapture>(dispatch, notificationCenter, telemetry,
                                                      std::move(options));

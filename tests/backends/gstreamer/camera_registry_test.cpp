@@ -8,7 +8,7 @@
 #include "backends/gstreamer/CameraRegistry.h"
 #include "backends/gstreamer/FrameWatch.h"
 #include "backends/gstreamer/Library.h"
-#include "backends/gstreamer/LiveCameras.h"
+#include "backends/gstreamer/LiveDevice.h"
 #include "backends/gstreamer/VideoDevices.h"
 
 namespace velmaro::gstreamer {

@@ -27,7 +27,7 @@ TEST_F(FileCameraTest, IsAnExternalCameraNamedAfterTheFile) {
     CaptureOptions options;
     options.files = {FileCamera::fromPath("some/../clip.webm"),
                      {"/usr/share/x.webm", "demo", "Demonstration"}};
-    GStreamerCapture capture(dispatch, notificationCenter, telemetry, options);
+    GStreamerCapture capture(dispatch, notificationCenter, telemetry, std::move(options));
 
     const CaptureDeviceType builtInAndExternal[] = {CaptureDeviceType::builtInWideAngleCamera,
                                                     CaptureDeviceType::external};

@@ -2,7 +2,7 @@
 
 #include "Rig.h"
 #include "ScriptedDevice.h"
-#include "backends/gstreamer/LiveCameras.h"
+#include "backends/gstreamer/LiveDevice.h"
 #include "backends/gstreamer/LiveSource.h"
 
 namespace velmaro::gstreamer {

@@ -10,6 +10,7 @@
 
 #include "../../backends/gstreamer/Rig.h"
 #include "PipeWireSession.h"
+#include "backends/gstreamer/LiveCameras.h"
 
 namespace velmaro::integration {
 
@@ -41,9 +42,9 @@ protected:
 };
 
 /// With the cameras of this process's session and no files.
-inline CaptureOptions live() {
+inline CaptureOptions live(NotificationCenter& notificationCenter) {
     CaptureOptions options;
-    options.liveCameraPatience = 5s;
+    options.cameras = gstreamer::makeLiveCameras(notificationCenter, 5s);
     return options;
 }
 

@@ -87,7 +87,7 @@ TEST_F(LiveCamera, LossAndReturnAreToldWhileTheProgramRuns) {
 
 TEST_F(LiveCamera, StartsAgainAfterItsReturnAndFailsAtOnceBefore) {
     ASSERT_TRUE(session->plugIn("front"));
-    Rig rig(live());
+    Rig rig(live);
     const auto camera = rig.device();
     ASSERT_EQ(camera->uniqueID(), "front");
     ASSERT_EQ(rig.setUp(), "");
@@ -115,7 +115,7 @@ TEST_F(LiveCamera, StartsAgainAfterItsReturnAndFailsAtOnceBefore) {
 
 TEST_F(LiveCamera, ComesBackWithANewDaemon) {
     ASSERT_TRUE(session->plugIn("front"));
-    Rig rig(live());
+    Rig rig(live);
     ASSERT_EQ(rig.setUp(), "");
     rig.session->startRunning();
     ASSERT_TRUE(eventually([&] { return rig.recorder->count() >= 10; }));

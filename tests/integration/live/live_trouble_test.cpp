@@ -69,7 +69,7 @@ TEST_F(LiveCamera, PicturesThatStopAreToldAndSoIsTheirReturn) {
 
 TEST_F(LiveCamera, OneThatHangsIsGivenUpAtOnceAndStartsWhenItIsWellAgain) {
     ASSERT_TRUE(session->plugIn("front"));
-    Rig rig(live());
+    Rig rig(live);
     ASSERT_EQ(rig.setUp(), "");
     ASSERT_TRUE(session->freeze("front"));
     std::thread start([&] { rig.session->startRunning(); });
@@ -109,7 +109,7 @@ TEST_F(LiveCamera, TwoHundredStartsAndChangesOfCameraLeaveNothingBehind) {
     ::mallopt(M_ARENA_MAX, 1);
     ASSERT_TRUE(session->plugIn("left"));
     ASSERT_TRUE(session->plugIn("right", "JPEG"));
-    Rig rig(live());
+    Rig rig(live);
     const auto cameras = rig.devices();
     ASSERT_EQ(cameras.size(), 2U);
     Usage before;

@@ -1,10 +1,9 @@
-#include "backends/gstreamer/FileCameras.h"
+#include "backends/gstreamer/FileDevice.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "backends/gstreamer/Device.h"
 #include "backends/gstreamer/FileSource.h"
 #include "backends/gstreamer/Library.h"
 
@@ -90,18 +90,13 @@ FileCamera FileCamera::fromPath(const std::string& path) {
     return {path, "file:" + path, std::filesystem::path(path).filename().string()};
 }
 
-FileCameras::FileCameras(const std::vector<FileCamera>& files, Playback playback) {
+std::vector<std::shared_ptr<CaptureDevice>> makeFileDevices(const std::vector<FileCamera>& files,
+                                                            Playback playback) {
+    std::vector<std::shared_ptr<CaptureDevice>> devices;
     for (const FileCamera& file : files) {
-        devices_.push_back(std::make_shared<FileDevice>(file, playback));
+        devices.push_back(std::make_shared<FileDevice>(file, playback));
     }
-}
-
-std::vector<std::shared_ptr<CaptureDevice>> FileCameras::devices(
-    std::span<const CaptureDeviceType> types) {
-    if (std::ranges::find(types, CaptureDeviceType::external) == types.end()) {
-        return {};
-    }
-    return devices_;
+    return devices;
 }
 
 }  // namespace velmaro::gstreamer
