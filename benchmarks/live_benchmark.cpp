@@ -9,7 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "backends/gstreamer/LiveCameras.h"
+#include "backends/cameras/LiveCameras.h"
 #include "backends/gstreamer/Rig.h"
 
 namespace {
@@ -46,7 +46,7 @@ void startToFirstFrame(benchmark::State& state) {
     ::mallopt(M_ARENA_MAX, 1);
     Rig rig([](velmaro::NotificationCenter& notificationCenter) {
         CaptureOptions options;
-        options.cameras = velmaro::gstreamer::makeLiveCameras(notificationCenter, 5s);
+        options.cameras = velmaro::cameras::makeLiveCameras(notificationCenter, 5s);
         return options;
     });
     const auto camera = rig.device();

@@ -11,9 +11,9 @@
 #include "backends/asio/AsioDispatch.h"
 #include "backends/asio/AsioNetwork.h"
 #include "backends/asio/SignalListener.h"
+#include "backends/cameras/LiveCameras.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
-#include "backends/gstreamer/LiveCameras.h"
 #include "backends/log/StandardOutputLog.h"
 #include "backends/posix/SystemClock.h"
 #include "backends/xdg/PortalCapture.h"
@@ -51,7 +51,7 @@ std::unique_ptr<gstreamer::DeviceProvider> makeCameras(LiveCameras liveCameras,
             patience = kLongCameraPatience;
             break;
     }
-    return gstreamer::makeLiveCameras(notificationCenter, patience);
+    return cameras::makeLiveCameras(notificationCenter, patience);
 }
 
 std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& options) {

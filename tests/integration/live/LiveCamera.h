@@ -10,7 +10,7 @@
 
 #include "../../backends/gstreamer/Rig.h"
 #include "PipeWireSession.h"
-#include "backends/gstreamer/LiveCameras.h"
+#include "backends/cameras/LiveCameras.h"
 
 namespace velmaro::integration {
 
@@ -44,7 +44,7 @@ protected:
 /// With the cameras of this process's session and no files.
 inline CaptureOptions live(NotificationCenter& notificationCenter) {
     CaptureOptions options;
-    options.cameras = gstreamer::makeLiveCameras(notificationCenter, 5s);
+    options.cameras = cameras::makeLiveCameras(notificationCenter, 5s);
     return options;
 }
 

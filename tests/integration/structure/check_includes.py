@@ -22,6 +22,7 @@ ROOMS = {
                    ("Qt",)),
     "app/linux": (("platform", "backends/*", "headphones", "app"), ()),
     "backends/asio": (("platform",), ("asio",)),
+    "backends/cameras": (("platform", "backends/gstreamer"), ("gstreamer", "glib")),
     "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
     "backends/networks": (("platform",), ("xnnpack", "pthreadpool", "flatbuffers")),
     "backends/facemesh": (("platform", "backends/networks"), ("eigen3", "glib", "protozero")),

@@ -4,7 +4,7 @@
 
 #include "backends/gstreamer/Library.h"
 
-namespace velmaro::gstreamer::test {
+namespace velmaro::cameras::test {
 namespace {
 
 struct TestDevice {
@@ -33,17 +33,17 @@ void test_device_init(TestDevice* /*device*/) {}
 
 }  // namespace
 
-DeviceHandle scriptedDevice(const std::string& properties, const std::string& caps,
-                            const std::string& type, const std::string& content) {
-    EXPECT_FALSE(ensureLibrary());
-    const CapsHandle format(gst_caps_from_string(caps.c_str()));
+gstreamer::DeviceHandle scriptedDevice(const std::string& properties, const std::string& caps,
+                                       const std::string& type, const std::string& content) {
+    EXPECT_FALSE(gstreamer::ensureLibrary());
+    const gstreamer::CapsHandle format(gst_caps_from_string(caps.c_str()));
     GstStructure* const structure = gst_structure_from_string(("p," + properties).c_str(), nullptr);
     auto* const made = GST_DEVICE(g_object_new(test_device_get_type(), "display-name", "Name",
                                                "caps", format.get(), "device-class", type.c_str(),
                                                "properties", structure, nullptr));
     gst_structure_free(structure);
     g_object_set_data_full(G_OBJECT(made), kContent, g_strdup(content.c_str()), g_free);
-    return DeviceHandle(GST_DEVICE(gst_object_ref_sink(made)));
+    return gstreamer::DeviceHandle(GST_DEVICE(gst_object_ref_sink(made)));
 }
 
-}  // namespace velmaro::gstreamer::test
+}  // namespace velmaro::cameras::test

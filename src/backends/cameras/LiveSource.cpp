@@ -1,4 +1,4 @@
-#include "backends/gstreamer/LiveSource.h"
+#include "backends/cameras/LiveSource.h"
 
 #include <iostream>
 #include <string_view>
@@ -6,7 +6,7 @@
 
 #include "backends/gstreamer/CameraFormat.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 namespace {
 
@@ -27,7 +27,8 @@ GstElement* make(GstBin* pipeline, const char* factory) {
 
 /// Told to the pipeline's worker, whatever it is doing. Any thread.
 void postGone(GstElement* element) {
-    const ErrorHandle error(g_error_new_literal(GST_RESOURCE_ERROR, kGone, "it was disconnected"));
+    const gstreamer::ErrorHandle error(
+        g_error_new_literal(GST_RESOURCE_ERROR, kGone, "it was disconnected"));
     gst_element_post_message(element,
                              gst_message_new_error(GST_OBJECT(element), error.get(), nullptr));
 }
@@ -51,13 +52,13 @@ std::string LiveSource::slowStart() const {
     return "the camera \"" + camera_.localizedName + "\" has not answered for 2 seconds";
 }
 
-std::optional<Error> LiveSource::build(GstBin* pipeline, FrameSink& sink) {
-    const DeviceHandle device = registry_->find(camera_.uniqueID);
+std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& sink) {
+    const gstreamer::DeviceHandle device = registry_->find(camera_.uniqueID);
     if (!device) {
         return absent(camera_);
     }
-    const CapsHandle offered(gst_device_get_caps(device.get()));
-    const CapsHandle format = chooseFormat(offered.get());
+    const gstreamer::CapsHandle offered(gst_device_get_caps(device.get()));
+    const gstreamer::CapsHandle format = gstreamer::chooseFormat(offered.get());
     if (!format) {
         return error("offers no format that can be used");
     }
@@ -114,17 +115,17 @@ bool LiveSource::goOn(GstElement* pipeline, GstMessageType /*end*/, bool /*hasSt
     return true;
 }
 
-std::optional<Error> LiveSource::frameFlowChanged(FrameFlow flow) {
+std::optional<Error> LiveSource::frameFlowChanged(gstreamer::FrameFlow flow) {
     switch (flow) {
-        case FrameFlow::halted:
+        case gstreamer::FrameFlow::halted:
             say(camera_, "has given no picture for 2 seconds");
             return std::nullopt;
-        case FrameFlow::resumed:
+        case gstreamer::FrameFlow::resumed:
             say(camera_, "gives pictures again");
             return std::nullopt;
-        case FrameFlow::stopped:
+        case gstreamer::FrameFlow::stopped:
             return error("gives no more pictures");
-        case FrameFlow::unchanged:
+        case gstreamer::FrameFlow::unchanged:
             break;
     }
     return std::nullopt;
@@ -154,4 +155,4 @@ Error LiveSource::error(const std::string& predicate) const {
     return {text, text};
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

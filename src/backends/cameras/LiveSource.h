@@ -4,23 +4,23 @@
 #include <optional>
 #include <string>
 
-#include "backends/gstreamer/CameraRegistry.h"
+#include "backends/cameras/CameraRegistry.h"
 #include "backends/gstreamer/LatestFrame.h"
 #include "backends/gstreamer/Source.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 /// Reads a live camera. Which device that is now is found out at every start.
-class LiveSource : public Source {
+class LiveSource : public gstreamer::Source {
 public:
     LiveSource(CameraDescription camera, std::shared_ptr<CameraRegistry> registry);
 
-    [[nodiscard]] Pace pace() const override { return Pace::asTheyCome; }
+    [[nodiscard]] gstreamer::Pace pace() const override { return gstreamer::Pace::asTheyCome; }
     [[nodiscard]] std::string slowStart() const override;
-    std::optional<Error> build(GstBin* pipeline, FrameSink& sink) override;
+    std::optional<Error> build(GstBin* pipeline, gstreamer::FrameSink& sink) override;
     bool preroll(GstElement* pipeline) override;
     bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) override;
-    std::optional<Error> frameFlowChanged(FrameFlow flow) override;
+    std::optional<Error> frameFlowChanged(gstreamer::FrameFlow flow) override;
     [[nodiscard]] Error explain(const GError& reason) const override;
 
 private:
@@ -28,11 +28,11 @@ private:
 
     const CameraDescription camera_;
     const std::shared_ptr<CameraRegistry> registry_;
-    std::optional<LatestFrame> latest_;
+    std::optional<gstreamer::LatestFrame> latest_;
     std::shared_ptr<DeviceUse> use_;
 };
 
 /// Why a camera that is not there cannot be used.
 [[nodiscard]] Error absent(const CameraDescription& camera);
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

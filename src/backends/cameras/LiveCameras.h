@@ -6,11 +6,11 @@
 #include "backends/gstreamer/DeviceProvider.h"
 #include "platform/NotificationCenter.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 /// The cameras of this computer, in the order in which they were found. Posts when one was
 /// connected or disconnected. The first query waits at most `patience` for the system's answer.
-[[nodiscard]] std::unique_ptr<DeviceProvider> makeLiveCameras(
+[[nodiscard]] std::unique_ptr<gstreamer::DeviceProvider> makeLiveCameras(
     NotificationCenter& notificationCenter, std::chrono::milliseconds patience);
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

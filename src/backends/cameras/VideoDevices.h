@@ -6,9 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "backends/gstreamer/CameraDescription.h"
+#include "backends/cameras/CameraDescription.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 /// Tries to open a file for reading and writing; the error's number, 0 if it opens.
 using TryOpen = std::function<int(const std::filesystem::path&)>;
@@ -29,4 +29,4 @@ int tryOpen(const std::filesystem::path& file);
 /// The camera in one of the device manager's records; nothing if it is none.
 [[nodiscard]] std::optional<CameraDescription> describeRecord(std::istream& record);
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 /// What stays the same about a camera each time it is plugged in.
 struct CameraDescription {
@@ -21,4 +21,4 @@ struct CameraDescription {
 /// camera is plugged in. Numbers such as those of /dev/video0 change. Empty if there is none.
 [[nodiscard]] std::string lastingName(const GstStructure* properties);
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

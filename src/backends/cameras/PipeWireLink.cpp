@@ -1,4 +1,4 @@
-#include "backends/gstreamer/PipeWireLink.h"
+#include "backends/cameras/PipeWireLink.h"
 
 #include <glib-unix.h>
 #include <sys/inotify.h>
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 namespace {
 
@@ -173,4 +173,4 @@ void PipeWireLink::disconnect() {
     drop(connection_);
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -1,14 +1,14 @@
-#include "backends/gstreamer/LiveDevice.h"
+#include "backends/cameras/LiveDevice.h"
 
 #include <utility>
 
-#include "backends/gstreamer/LiveSource.h"
+#include "backends/cameras/LiveSource.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 namespace {
 
-class LiveDevice : public Device {
+class LiveDevice : public gstreamer::Device {
 public:
     LiveDevice(CameraDescription camera, std::shared_ptr<CameraRegistry> registry)
         : camera_(std::move(camera)), registry_(std::move(registry)) {}
@@ -19,11 +19,11 @@ public:
     }
 
     std::variant<std::shared_ptr<CaptureDeviceInput>, Error> open(
-        const std::shared_ptr<Workers>& workers) override {
+        const std::shared_ptr<gstreamer::Workers>& workers) override {
         if (!registry_->find(camera_.uniqueID)) {
             return absent(camera_);
         }
-        return std::make_shared<DeviceInput>(
+        return std::make_shared<gstreamer::DeviceInput>(
             [camera = camera_, registry = registry_] {
                 return std::make_unique<LiveSource>(camera, registry);
             },
@@ -37,9 +37,9 @@ private:
 
 }  // namespace
 
-std::shared_ptr<Device> makeLiveDevice(CameraDescription camera,
-                                       std::shared_ptr<CameraRegistry> registry) {
+std::shared_ptr<gstreamer::Device> makeLiveDevice(CameraDescription camera,
+                                                  std::shared_ptr<CameraRegistry> registry) {
     return std::make_shared<LiveDevice>(std::move(camera), std::move(registry));
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -1,14 +1,14 @@
-#include "backends/gstreamer/CameraRegistry.h"
+#include "backends/cameras/CameraRegistry.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 namespace {
 
-DeviceHandle hold(GstDevice* device) {
-    return DeviceHandle(GST_DEVICE(gst_object_ref(device)));
+gstreamer::DeviceHandle hold(GstDevice* device) {
+    return gstreamer::DeviceHandle(GST_DEVICE(gst_object_ref(device)));
 }
 
 void tell(const std::vector<std::weak_ptr<DeviceUse>>& uses) {
@@ -98,7 +98,7 @@ std::vector<CameraDescription> CameraRegistry::cameras() const {
     return cameras;
 }
 
-DeviceHandle CameraRegistry::find(const std::string& uniqueID) const {
+gstreamer::DeviceHandle CameraRegistry::find(const std::string& uniqueID) const {
     const std::lock_guard lock(mutex_);
     // The newest: an older one of the same camera is about to be removed.
     for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
@@ -127,4 +127,4 @@ bool CameraRegistry::lists(const std::string& uniqueID) const {
         entries_, [&](const Entry& entry) { return entry.camera.uniqueID == uniqueID; });
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

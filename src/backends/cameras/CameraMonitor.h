@@ -4,9 +4,9 @@
 #include <functional>
 #include <memory>
 
-#include "backends/gstreamer/CameraRegistry.h"
+#include "backends/cameras/CameraRegistry.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 /// Follows which cameras there are. One thread of the process asks the system: that can take long,
 /// and for ever if a daemon hangs, which nobody else waits for. It runs until the process ends,
@@ -42,4 +42,4 @@ private:
     const std::shared_ptr<Subscriber> subscriber_;
 };
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "backends/gstreamer/CameraDescription.h"
+#include "backends/cameras/CameraDescription.h"
 #include "backends/gstreamer/Handles.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 /// How the list of cameras changed.
 enum class CameraChange { none, connected, disconnected };
@@ -36,14 +36,14 @@ public:
 
     [[nodiscard]] std::vector<CameraDescription> cameras() const;
     /// Null if the camera is not there.
-    [[nodiscard]] DeviceHandle find(const std::string& uniqueID) const;
+    [[nodiscard]] gstreamer::DeviceHandle find(const std::string& uniqueID) const;
     /// Calls `lost` on the thread that removes the device. Null if it has gone already.
     [[nodiscard]] std::shared_ptr<DeviceUse> use(GstDevice* device, std::function<void()> lost);
 
 private:
     struct Entry {
         CameraDescription camera;
-        DeviceHandle device;
+        gstreamer::DeviceHandle device;
         std::vector<std::weak_ptr<DeviceUse>> uses;
     };
 
@@ -53,4 +53,4 @@ private:
     std::vector<Entry> entries_;
 };
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -1,4 +1,4 @@
-#include "backends/gstreamer/CameraMonitor.h"
+#include "backends/cameras/CameraMonitor.h"
 
 #include <pthread.h>
 
@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
+#include "backends/cameras/PipeWireLink.h"
 #include "backends/gstreamer/Library.h"
-#include "backends/gstreamer/PipeWireLink.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 namespace {
 
@@ -60,7 +60,7 @@ private:
 
     // The thread's own.
     GMainContext* const context_ = g_main_context_new();
-    ObjectHandle<GstDeviceMonitor> monitor_;
+    gstreamer::ObjectHandle<GstDeviceMonitor> monitor_;
     GSource* busSource_ = nullptr;
 
     // Held while subscribers are called, which therefore only queue work.
@@ -103,7 +103,7 @@ void CameraMonitor::Watcher::run() {
                                stop();
                                start();
                            }});
-    const bool usable = !ensureLibrary();
+    const bool usable = !gstreamer::ensureLibrary();
     if (usable) {
         link.begin();
         start();
@@ -123,7 +123,7 @@ void CameraMonitor::Watcher::run() {
 void CameraMonitor::Watcher::start() {
     monitor_.reset(GST_DEVICE_MONITOR(gst_object_ref_sink(gst_device_monitor_new())));
     gst_device_monitor_add_filter(monitor_.get(), "Video/Source", nullptr);
-    const BusHandle bus(gst_device_monitor_get_bus(monitor_.get()));
+    const gstreamer::BusHandle bus(gst_device_monitor_get_bus(monitor_.get()));
     busSource_ = gst_bus_create_watch(bus.get());
     g_source_set_callback(busSource_, G_SOURCE_FUNC(busMessage), this, nullptr);
     g_source_attach(busSource_, context_);
@@ -142,7 +142,7 @@ void CameraMonitor::Watcher::stop() {
     }
     // PipeWire's provider goes on using its devices after the stop has released them.
     GList* devices = nullptr;
-    const ObjectHandle<GstDeviceProvider> provider(
+    const gstreamer::ObjectHandle<GstDeviceProvider> provider(
         gst_device_provider_factory_get_by_name("pipewiredeviceprovider"));
     if (provider) {
         devices = gst_device_provider_get_devices(provider.get());
@@ -244,4 +244,4 @@ void CameraMonitor::waitUntilListed(std::chrono::milliseconds limit) {
     watcher_.waitUntilListed(*subscriber_, limit);
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -1,4 +1,4 @@
-#include "backends/gstreamer/LiveCameras.h"
+#include "backends/cameras/LiveCameras.h"
 
 #include <iostream>
 #include <map>
@@ -6,15 +6,15 @@
 #include <utility>
 #include <vector>
 
-#include "backends/gstreamer/CameraMonitor.h"
-#include "backends/gstreamer/LiveDevice.h"
-#include "backends/gstreamer/VideoDevices.h"
+#include "backends/cameras/CameraMonitor.h"
+#include "backends/cameras/LiveDevice.h"
+#include "backends/cameras/VideoDevices.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 namespace {
 
-class LiveCameras : public DeviceProvider {
+class LiveCameras : public gstreamer::DeviceProvider {
 public:
     LiveCameras(NotificationCenter& notificationCenter, std::chrono::milliseconds patience);
 
@@ -74,9 +74,9 @@ bool LiveCameras::isForbidden() const {
 
 }  // namespace
 
-std::unique_ptr<DeviceProvider> makeLiveCameras(NotificationCenter& notificationCenter,
-                                                std::chrono::milliseconds patience) {
+std::unique_ptr<gstreamer::DeviceProvider> makeLiveCameras(NotificationCenter& notificationCenter,
+                                                           std::chrono::milliseconds patience) {
     return std::make_unique<LiveCameras>(notificationCenter, patience);
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

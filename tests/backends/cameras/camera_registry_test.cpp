@@ -3,17 +3,17 @@
 #include <cerrno>
 #include <sstream>
 
-#include "Media.h"
+#include "../gstreamer/Media.h"
 #include "ScriptedDevice.h"
-#include "backends/gstreamer/CameraRegistry.h"
-#include "backends/gstreamer/FrameWatch.h"
+#include "backends/cameras/CameraRegistry.h"
+#include "backends/cameras/LiveDevice.h"
+#include "backends/cameras/VideoDevices.h"
 #include "backends/gstreamer/Library.h"
-#include "backends/gstreamer/LiveDevice.h"
-#include "backends/gstreamer/VideoDevices.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 namespace {
 
+using namespace gstreamer;
 using test::kColour;
 using test::kGrey;
 
@@ -95,34 +95,18 @@ TEST(LiveDevice, IsRefusedAtOnceWhileItIsAbsent) {
     EXPECT_FALSE(std::holds_alternative<Error>(live->open(workers)));
 }
 
-TEST(FrameWatch, TellsEachChangeOnce) {
-    using namespace std::chrono_literals;
-    const FrameWatch::Clock::time_point start{};
-    FrameWatch watch;
-    watch.begin(start);
-    EXPECT_EQ(watch.look(start + 1900ms, 0), FrameFlow::unchanged);
-    EXPECT_EQ(watch.look(start + 2s, 0), FrameFlow::halted);
-    EXPECT_EQ(watch.look(start + 3s, 0), FrameFlow::unchanged);
-    EXPECT_EQ(watch.look(start + 4s, 1), FrameFlow::resumed);
-    EXPECT_EQ(watch.look(start + 5s, 2), FrameFlow::unchanged);
-    EXPECT_EQ(watch.look(start + 7s, 2), FrameFlow::halted);
-    EXPECT_EQ(watch.look(start + 15s, 2), FrameFlow::stopped);
-    EXPECT_EQ(watch.look(start + 16s, 2), FrameFlow::unchanged);
-    EXPECT_EQ(watch.look(start + 17s, 3), FrameFlow::resumed);
-}
-
 TEST(VideoDevices, AreForbiddenOnlyIfNoneOpens) {
-    const test::TemporaryDirectory folder;
+    const gstreamer::test::TemporaryDirectory folder;
     const std::filesystem::path path = folder.file("");
     const auto allRefused = [](const auto&) { return EACCES; };
     using Devices = std::vector<std::filesystem::path>;
     EXPECT_EQ(forbiddenVideoDevices(path, allRefused), Devices{});
     EXPECT_EQ(forbiddenVideoDevices(path / "absent", allRefused), Devices{});
-    test::writeFile(folder.file("video"), "");
-    test::writeFile(folder.file("videos1"), "");
+    gstreamer::test::writeFile(folder.file("video"), "");
+    gstreamer::test::writeFile(folder.file("videos1"), "");
     EXPECT_EQ(forbiddenVideoDevices(path, allRefused), Devices{});
-    test::writeFile(folder.file("video1"), "");
-    test::writeFile(folder.file("video0"), "");
+    gstreamer::test::writeFile(folder.file("video1"), "");
+    gstreamer::test::writeFile(folder.file("video0"), "");
     EXPECT_EQ(forbiddenVideoDevices(path, allRefused), (Devices{path / "video0", path / "video1"}));
     EXPECT_EQ(forbiddenVideoDevices(path,
                                     [](const std::filesystem::path& file) {
@@ -151,4 +135,4 @@ TEST(VideoDevices, AreCamerasIfTheirRecordSaysSo) {
 }
 
 }  // namespace
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 /// Notices when PipeWire's daemon goes and comes, which GStreamer's provider of its cameras does
 /// not: holds a connection that says nothing and watches the folder of the socket. Nothing is asked
@@ -53,4 +53,4 @@ private:
     guint delay_ = 0;
 };
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

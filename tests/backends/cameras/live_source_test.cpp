@@ -1,14 +1,17 @@
 #include <gtest/gtest.h>
 
-#include "Rig.h"
+#include "../gstreamer/Rig.h"
 #include "ScriptedDevice.h"
-#include "backends/gstreamer/LiveDevice.h"
-#include "backends/gstreamer/LiveSource.h"
+#include "backends/cameras/LiveDevice.h"
+#include "backends/cameras/LiveSource.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 namespace {
 
-using namespace test;
+using namespace gstreamer;
+using namespace gstreamer::test;
+using test::kColour;
+using test::scriptedDevice;
 
 /// A camera whose device is scripted, in a capture that finds none by itself.
 struct Camera {
@@ -119,4 +122,4 @@ TEST(LiveSource, ErrorsOfElementsAreSaidInWordsForPeople) {
 }
 
 }  // namespace
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

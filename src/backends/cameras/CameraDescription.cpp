@@ -1,11 +1,11 @@
-#include "backends/gstreamer/CameraDescription.h"
+#include "backends/cameras/CameraDescription.h"
 
 #include <memory>
 
 #include "backends/gstreamer/CameraFormat.h"
 #include "backends/gstreamer/Handles.h"
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 std::string lastingName(const GstStructure* properties) {
     for (const char* property : {"node.name", "device.bus_path", "v4l2.device.bus_info"}) {
@@ -23,17 +23,17 @@ std::optional<CameraDescription> describeCamera(GstDevice* device) {
     }
     const std::unique_ptr<GstStructure, decltype(&gst_structure_free)> properties(
         gst_device_get_properties(device), gst_structure_free);
-    const CapsHandle caps(gst_device_get_caps(device));
-    if (!properties || !chooseFormat(caps.get())) {
+    const gstreamer::CapsHandle caps(gst_device_get_caps(device));
+    if (!properties || !gstreamer::chooseFormat(caps.get())) {
         return std::nullopt;
     }
     std::string uniqueID = lastingName(properties.get());
     if (uniqueID.empty()) {
         return std::nullopt;
     }
-    const TextHandle name(gst_device_get_display_name(device));
+    const gstreamer::TextHandle name(gst_device_get_display_name(device));
     std::string localizedName = name && *name != '\0' ? name.get() : uniqueID;
     return CameraDescription{std::move(uniqueID), std::move(localizedName)};
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

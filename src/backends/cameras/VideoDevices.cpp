@@ -1,4 +1,4 @@
-#include "backends/gstreamer/VideoDevices.h"
+#include "backends/cameras/VideoDevices.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-namespace velmaro::gstreamer {
+namespace velmaro::cameras {
 
 namespace {
 
@@ -101,4 +101,4 @@ std::optional<CameraDescription> describeRecord(std::istream& record) {
     return camera;
 }
 
-}  // namespace velmaro::gstreamer
+}  // namespace velmaro::cameras

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <memory>
+
+#include "backends/cameras/CameraRegistry.h"
+#include "backends/gstreamer/Device.h"
+
+namespace velmaro::cameras {
+
+/// A live camera's device, whose presence is looked up in `registry`.
+[[nodiscard]] std::shared_ptr<gstreamer::Device> makeLiveDevice(
+    CameraDescription camera, std::shared_ptr<CameraRegistry> registry);
+
+}  // namespace velmaro::cameras
