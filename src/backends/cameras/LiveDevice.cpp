@@ -8,7 +8,7 @@ namespace velmaro::cameras {
 
 namespace {
 
-class LiveDevice : public gstreamer::Device {
+class LiveDevice : public gstreamer::PlayableDevice {
 public:
     LiveDevice(CameraDescription camera, std::shared_ptr<CameraRegistry> registry)
         : camera_(std::move(camera)), registry_(std::move(registry)) {}
@@ -37,8 +37,8 @@ private:
 
 }  // namespace
 
-std::shared_ptr<gstreamer::Device> makeLiveDevice(CameraDescription camera,
-                                                  std::shared_ptr<CameraRegistry> registry) {
+std::shared_ptr<gstreamer::PlayableDevice> makeLiveDevice(
+    CameraDescription camera, std::shared_ptr<CameraRegistry> registry) {
     return std::make_shared<LiveDevice>(std::move(camera), std::move(registry));
 }
 

@@ -3,12 +3,12 @@
 #include <memory>
 
 #include "backends/cameras/CameraRegistry.h"
-#include "backends/gstreamer/Device.h"
+#include "backends/gstreamer/PlayableDevice.h"
 
 namespace velmaro::cameras {
 
 /// A live camera's device, whose presence is looked up in `registry`.
-[[nodiscard]] std::shared_ptr<gstreamer::Device> makeLiveDevice(
+[[nodiscard]] std::shared_ptr<gstreamer::PlayableDevice> makeLiveDevice(
     CameraDescription camera, std::shared_ptr<CameraRegistry> registry);
 
 }  // namespace velmaro::cameras

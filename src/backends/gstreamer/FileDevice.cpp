@@ -11,9 +11,9 @@
 #include <system_error>
 #include <utility>
 
-#include "backends/gstreamer/Device.h"
 #include "backends/gstreamer/FileSource.h"
 #include "backends/gstreamer/Library.h"
+#include "backends/gstreamer/PlayableDevice.h"
 
 namespace velmaro::gstreamer {
 
@@ -44,7 +44,7 @@ std::optional<std::string> whyUnreadable(const std::string& path) {
     return std::nullopt;
 }
 
-class FileDevice : public Device {
+class FileDevice : public PlayableDevice {
 public:
     FileDevice(FileCamera camera, Playback playback)
         : camera_(std::move(camera)), playback_(playback) {}

@@ -6,32 +6,6 @@
 
 namespace velmaro::gstreamer {
 
-FrameReceiver::FrameReceiver(std::shared_ptr<FrameMailbox> mailbox,
-                             std::shared_ptr<DispatchQueue> queue,
-                             std::shared_ptr<const Connection> connection)
-    : mailbox_(std::move(mailbox)), queue_(std::move(queue)), connection_(std::move(connection)) {}
-
-void FrameReceiver::receive(SampleHandle sample, int discarded) const {
-    const auto arrival = Telemetry::Clock::now();
-    if (!queue_ || !connection_->isEnabled() || mailbox_->isClosed()) {
-        return;
-    }
-    auto image = VideoFrame::map(std::move(sample));
-    if (image && mailbox_->put(std::move(image), arrival, discarded)) {
-        queue_->async([mailbox = mailbox_] { mailbox->deliver(); });
-    }
-}
-
-void FrameReceiver::afterFrames(Work work) const {
-    if (queue_) {
-        queue_->async([mailbox = mailbox_, work = std::move(work)] {
-            if (!mailbox->isClosed()) {
-                work();
-            }
-        });
-    }
-}
-
 FrameSink::FrameSink(Pace pace)
     : sink_(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("appsink", nullptr)))) {
     const CapsHandle caps(gst_caps_from_string("video/x-raw, format=BGRA"));
@@ -58,13 +32,17 @@ bool FrameSink::isAtEnd() const {
 }
 
 GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
+    const auto arrival = Telemetry::Clock::now();
     SampleHandle sample(gst_app_sink_pull_sample(sink));
     auto& frameSink = *static_cast<FrameSink*>(self);
     frameSink.frames_.fetch_add(1, std::memory_order_relaxed);
-    const FrameReceiver* const receiver = frameSink.receiver_.load();
-    if (sample && receiver != nullptr) {
-        receiver->receive(std::move(sample),
-                          frameSink.discarded_.exchange(0, std::memory_order_relaxed));
+    NewestFrame* const target = frameSink.target_.load();
+    if (!sample || target == nullptr) {
+        return GST_FLOW_OK;
+    }
+    const int discarded = frameSink.discarded_.exchange(0, std::memory_order_relaxed);
+    if (auto image = VideoFrame::map(std::move(sample))) {
+        target->put(std::move(image), arrival, discarded);
     }
     return GST_FLOW_OK;
 }

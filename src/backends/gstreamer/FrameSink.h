@@ -4,31 +4,11 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
 
-#include "backends/gstreamer/FrameMailbox.h"
 #include "backends/gstreamer/Handles.h"
-#include "backends/gstreamer/VideoOutput.h"
+#include "backends/gstreamer/NewestFrame.h"
 
 namespace velmaro::gstreamer {
-
-/// Where a pipeline's frames go: the mailbox and who is woken to empty it.
-class FrameReceiver {
-public:
-    FrameReceiver(std::shared_ptr<FrameMailbox> mailbox, std::shared_ptr<DispatchQueue> queue,
-                  std::shared_ptr<const Connection> connection);
-
-    /// `discarded` frames were discarded on the way since the one before. Streaming thread.
-    void receive(SampleHandle sample, int discarded) const;
-
-    /// Queues `work` behind every frame received so far; it is skipped once the mailbox is closed.
-    void afterFrames(Work work) const;
-
-private:
-    std::shared_ptr<FrameMailbox> mailbox_;
-    std::shared_ptr<DispatchQueue> queue_;
-    std::shared_ptr<const Connection> connection_;
-};
 
 /// How fast a sink passes frames on.
 enum class Pace { asTheyCome, byTimestamp };
@@ -43,8 +23,8 @@ public:
 
     [[nodiscard]] GstElement* element() const { return sink_.get(); }
 
-    /// Before the pipeline plays. The receiver outlives the playing.
-    void setReceiver(const FrameReceiver* receiver) { receiver_.store(receiver); }
+    /// Before the pipeline plays. `target` outlives the playing.
+    void setTarget(NewestFrame* target) { target_.store(target); }
 
     /// True if the stream ended, which before playing means that it held no frame at all.
     [[nodiscard]] bool isAtEnd() const;
@@ -61,7 +41,7 @@ private:
 
     ElementHandle sink_;
     // Atomic although set before any frame: ThreadSanitizer does not see GLib's locks.
-    std::atomic<const FrameReceiver*> receiver_ = nullptr;
+    std::atomic<NewestFrame*> target_ = nullptr;
     std::atomic<std::uint64_t> frames_ = 0;
     std::atomic<int> discarded_ = 0;
 };

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <utility>
 
-#include "backends/gstreamer/Device.h"
 #include "backends/gstreamer/FileDevice.h"
-#include "backends/gstreamer/Session.h"
+#include "backends/gstreamer/GStreamerSession.h"
+#include "backends/gstreamer/PlayableDevice.h"
 
 namespace velmaro::gstreamer {
 
@@ -56,12 +56,12 @@ void GStreamerCapture::requestAccess(std::function<void(bool granted)> completio
 }
 
 std::shared_ptr<CaptureSession> GStreamerCapture::makeSession() {
-    return std::make_shared<Session>(services_);
+    return std::make_shared<GStreamerSession>(services_);
 }
 
 std::variant<std::shared_ptr<CaptureDeviceInput>, Error> GStreamerCapture::makeDeviceInput(
     const std::shared_ptr<CaptureDevice>& device) {
-    if (const auto ours = std::dynamic_pointer_cast<Device>(device)) {
+    if (const auto ours = std::dynamic_pointer_cast<PlayableDevice>(device)) {
         return ours->open(workers_);
     }
     return Error{"the device is not one of this capture's", "This camera cannot be used"};

@@ -76,16 +76,16 @@ std::optional<Error> Pipeline::waitUntilReady(std::chrono::milliseconds limit) {
     return stage_ == Stage::failed ? std::optional(error_) : std::nullopt;
 }
 
-std::optional<Error> Pipeline::play(std::shared_ptr<const FrameReceiver> receiver,
+std::optional<Error> Pipeline::play(std::shared_ptr<NewestFrame> target,
                                     std::weak_ptr<PipelineListener> listener) {
     {
         const std::lock_guard lock(mutex_);
         if (stage_ == Stage::failed) {
             return error_;
         }
-        receiver_ = std::move(receiver);
+        target_ = std::move(target);
         listener_ = std::move(listener);
-        sink_.setReceiver(receiver_.get());
+        sink_.setTarget(target_.get());
         playRequested_.store(true);
     }
     wake();
@@ -118,10 +118,10 @@ void Pipeline::run() {
     // Nothing runs any more, so what the streaming threads used may go.
     pipeline_.reset();
     source_.reset();
-    sink_.setReceiver(nullptr);
-    std::shared_ptr<const FrameReceiver> unused;
+    sink_.setTarget(nullptr);
+    std::shared_ptr<NewestFrame> unused;
     const std::lock_guard lock(mutex_);
-    unused.swap(receiver_);
+    unused.swap(target_);
 }
 
 bool Pipeline::openSource() {

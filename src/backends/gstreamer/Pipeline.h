@@ -62,9 +62,9 @@ public:
     /// `limit`. Any thread.
     [[nodiscard]] std::optional<Error> waitUntilReady(std::chrono::milliseconds limit);
 
-    /// Asks to play to `receiver` as soon as possible and returns at once. Returns the reason if
+    /// Asks to play to `target` as soon as possible and returns at once. Returns the reason if
     /// the pipeline has failed already; all later events are told to `listener`. Once. Any thread.
-    [[nodiscard]] std::optional<Error> play(std::shared_ptr<const FrameReceiver> receiver,
+    [[nodiscard]] std::optional<Error> play(std::shared_ptr<NewestFrame> target,
                                             std::weak_ptr<PipelineListener> listener);
 
     /// Says on standard error that it has not started for a while. Any thread.
@@ -114,7 +114,7 @@ private:
     std::condition_variable changed_;
     Stage stage_ = Stage::opening;
     Error error_;
-    std::shared_ptr<const FrameReceiver> receiver_;
+    std::shared_ptr<NewestFrame> target_;
     std::weak_ptr<PipelineListener> listener_;
 };
 

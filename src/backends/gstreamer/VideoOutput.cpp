@@ -20,7 +20,7 @@ bool VideoOutput::settingsAreSupported() const {
     return settings_ == VideoSettings{{kPixelFormatTypeKey, kPixelFormat32BGRA}};
 }
 
-void VideoOutput::join(std::shared_ptr<Connection> connection) {
+void VideoOutput::join(std::shared_ptr<VideoConnection> connection) {
     const std::lock_guard lock(mutex_);
     target_.connection = std::move(connection);
 }

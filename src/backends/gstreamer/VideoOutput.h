@@ -9,7 +9,7 @@
 namespace velmaro::gstreamer {
 
 /// The one way of frames from a session's input to its output. Any thread.
-class Connection : public CaptureConnection {
+class VideoConnection : public CaptureConnection {
 public:
     [[nodiscard]] bool isEnabled() const override { return enabled_.load(); }
     void setEnabled(bool enabled) override { enabled_.store(enabled); }
@@ -29,7 +29,7 @@ public:
     struct Target {
         std::weak_ptr<SampleBufferDelegate> delegate;
         std::shared_ptr<DispatchQueue> queue;
-        std::shared_ptr<Connection> connection;
+        std::shared_ptr<VideoConnection> connection;
     };
 
     void setVideoSettings(const VideoSettings& settings) override { settings_ = settings; }
@@ -41,7 +41,7 @@ public:
     /// True if the settings ask for BGRA and nothing else, the one format there is.
     [[nodiscard]] bool settingsAreSupported() const;
     /// The session joined an input to this output. Main thread.
-    void join(std::shared_ptr<Connection> connection);
+    void join(std::shared_ptr<VideoConnection> connection);
     /// The input or this output left the session. Main thread.
     void part();
     /// Where frames go as of now. Any thread.

@@ -19,7 +19,7 @@ struct Camera {
         : device(scriptedDevice("node.name=a", caps, "Video/Source", content)) {
         registry->add(device.get());
     }
-    [[nodiscard]] std::shared_ptr<Device> listed() const {
+    [[nodiscard]] std::shared_ptr<PlayableDevice> listed() const {
         return makeLiveDevice({"a", "Name"}, registry);
     }
 

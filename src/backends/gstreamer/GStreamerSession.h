@@ -7,8 +7,8 @@
 #include <mutex>
 #include <vector>
 
-#include "backends/gstreamer/Device.h"
 #include "backends/gstreamer/Pipeline.h"
+#include "backends/gstreamer/PlayableDevice.h"
 #include "backends/gstreamer/VideoOutput.h"
 #include "platform/Capture.h"
 #include "platform/Telemetry.h"
@@ -25,15 +25,15 @@ struct SessionServices {
 };
 
 /// One input, one output and, while it runs, one pipeline between them.
-class Session : public CaptureSession,
-                public PipelineListener,
-                public std::enable_shared_from_this<Session> {
+class GStreamerSession : public CaptureSession,
+                         public PipelineListener,
+                         public std::enable_shared_from_this<GStreamerSession> {
 public:
-    explicit Session(std::shared_ptr<const SessionServices> services);
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
+    explicit GStreamerSession(std::shared_ptr<const SessionServices> services);
+    GStreamerSession(const GStreamerSession&) = delete;
+    GStreamerSession& operator=(const GStreamerSession&) = delete;
     /// Stops first.
-    ~Session() override;
+    ~GStreamerSession() override;
 
     [[nodiscard]] bool isRunning() const override { return running_.load(); }
     void startRunning() override;
@@ -84,9 +84,8 @@ private:
     // The pipeline that is starting or running. A stop takes it away, and whoever held on to
     // another one has been abandoned.
     std::shared_ptr<Pipeline> pipeline_;
-    std::shared_ptr<const FrameReceiver> receiver_;
     // Kept after the stop, so that a second stop also waits for the last frame.
-    std::shared_ptr<FrameMailbox> mailbox_;
+    std::shared_ptr<NewestFrame> newestFrame_;
 };
 
 }  // namespace velmaro::gstreamer

@@ -4,7 +4,9 @@
 #include <thread>
 
 #include "Rig.h"
-#include "backends/gstreamer/FrameMailbox.h"
+#include "backends/gstreamer/NewestFrame.h"
+#include "backends/gstreamer/VideoOutput.h"
+#include "fakes/Dispatch.h"
 
 namespace velmaro::gstreamer {
 namespace {
@@ -40,85 +42,92 @@ public:
     std::function<void()> onDrop;
 };
 
-class FrameMailboxTest : public testing::Test {
+class NewestFrameTest : public testing::Test {
 protected:
+    /// True if a delivery was queued for it.
     bool put(int number, int discardedBefore = 0) {
-        return mailbox->put(std::make_shared<Picture>(number), Telemetry::Clock::now(),
-                            discardedBefore);
+        const std::size_t pending = queue->pending();
+        newest->put(std::make_shared<Picture>(number), Telemetry::Clock::now(), discardedBefore);
+        return queue->pending() > pending;
     }
+    void deliver() { queue->run(); }
 
     Telemetry telemetry;
     std::shared_ptr<Numbers> delegate = std::make_shared<Numbers>();
-    std::shared_ptr<FrameMailbox> mailbox = std::make_shared<FrameMailbox>(delegate, telemetry);
+    std::shared_ptr<fakes::HandCrankedQueue> queue =
+        std::make_shared<fakes::HandCrankedQueue>("frames");
+    std::shared_ptr<VideoConnection> connection = std::make_shared<VideoConnection>();
+    std::shared_ptr<NewestFrame> newest =
+        std::make_shared<NewestFrame>(delegate, queue, connection, telemetry);
 };
 
-TEST_F(FrameMailboxTest, AsksForOneDeliveryPerFilledSlot) {
+TEST_F(NewestFrameTest, AsksForOneDeliveryPerFilledSlot) {
     EXPECT_TRUE(put(1));
     EXPECT_FALSE(put(2));
     EXPECT_FALSE(put(3));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(delegate->events, (std::vector{-1, -1, 3}));
     EXPECT_TRUE(put(4));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(delegate->events, (std::vector{-1, -1, 3, 4}));
     EXPECT_EQ(telemetry.framesIn, 2U);
     EXPECT_EQ(telemetry.framesDropped, 2U);
 }
 
-TEST_F(FrameMailboxTest, TellsWhatWasDiscardedOnTheWayAmongItsOwn) {
+TEST_F(NewestFrameTest, TellsWhatWasDiscardedOnTheWayAmongItsOwn) {
     EXPECT_TRUE(put(1, 2));
     EXPECT_FALSE(put(5, 1));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(delegate->events, (std::vector{-1, -1, -1, -1, 5}));
     EXPECT_TRUE(put(7, 1));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(delegate->events, (std::vector{-1, -1, -1, -1, 5, -1, 7}));
     EXPECT_EQ(telemetry.framesIn, 2U);
     EXPECT_EQ(telemetry.framesDropped, 5U);
 }
 
-TEST_F(FrameMailboxTest, FrameThatComesWhileOneIsHandledWaits) {
+TEST_F(NewestFrameTest, FrameThatComesWhileOneIsHandledWaits) {
     delegate->onFrame = [this] {
         delegate->onFrame = nullptr;
         EXPECT_TRUE(put(2));
     };
     EXPECT_TRUE(put(1));
-    mailbox->deliver();
+    queue->runOne();
     EXPECT_EQ(delegate->events, (std::vector{1}));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(delegate->events, (std::vector{1, 2}));
     EXPECT_EQ(telemetry.framesDropped, 0U);
 }
 
-TEST_F(FrameMailboxTest, ClosedDeliversNothingAndReleasesTheFrame) {
+TEST_F(NewestFrameTest, ClosedDeliversNothingAndReleasesTheFrame) {
     const auto picture = std::make_shared<Picture>(1);
-    EXPECT_TRUE(mailbox->put(picture, Telemetry::Clock::now()));
-    mailbox->close();
+    newest->put(picture, Telemetry::Clock::now());
+    newest->close();
     EXPECT_EQ(picture.use_count(), 1);
-    mailbox->deliver();
+    deliver();
     EXPECT_FALSE(put(2));
     EXPECT_TRUE(delegate->events.empty());
 }
 
-TEST_F(FrameMailboxTest, ClosingInsideTheFrameReturnsAndEndsDelivery) {
-    delegate->onFrame = [this] { mailbox->close(); };
+TEST_F(NewestFrameTest, ClosingInsideTheFrameReturnsAndEndsDelivery) {
+    delegate->onFrame = [this] { newest->close(); };
     EXPECT_TRUE(put(1));
-    mailbox->deliver();
+    deliver();
     EXPECT_FALSE(put(2));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(delegate->events, (std::vector{1}));
 }
 
-TEST_F(FrameMailboxTest, ClosingInsideADropWithholdsTheFrame) {
-    delegate->onDrop = [this] { mailbox->close(); };
+TEST_F(NewestFrameTest, ClosingInsideADropWithholdsTheFrame) {
+    delegate->onDrop = [this] { newest->close(); };
     EXPECT_TRUE(put(1));
     EXPECT_FALSE(put(2));
     EXPECT_FALSE(put(3));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(delegate->events, (std::vector{-1}));
 }
 
-TEST_F(FrameMailboxTest, ClosingWaitsForTheFrameBeingHandled) {
+TEST_F(NewestFrameTest, ClosingWaitsForTheFrameBeingHandled) {
     std::atomic<bool> entered = false;
     std::atomic<bool> left = false;
     delegate->onFrame = [&] {
@@ -127,29 +136,41 @@ TEST_F(FrameMailboxTest, ClosingWaitsForTheFrameBeingHandled) {
         left = true;
     };
     EXPECT_TRUE(put(1));
-    std::thread handler([this] { mailbox->deliver(); });
+    std::thread handler([this] { deliver(); });
     ASSERT_TRUE(test::eventually([&] { return entered.load(); }));
-    mailbox->close();
+    newest->close();
     EXPECT_TRUE(left);
     handler.join();
 }
 
-TEST_F(FrameMailboxTest, DelegateThatIsGoneIsSkipped) {
+TEST_F(NewestFrameTest, NothingComesThroughADisabledConnectionOrWithoutAQueue) {
+    connection->setEnabled(false);
+    EXPECT_FALSE(put(1));
+    connection->setEnabled(true);
+    EXPECT_TRUE(put(2));
+    deliver();
+    EXPECT_EQ(delegate->events, (std::vector{2}));
+    NewestFrame aimless(delegate, nullptr, connection, telemetry);
+    aimless.put(std::make_shared<Picture>(3), Telemetry::Clock::now());
+    aimless.afterFrames([] { FAIL() << "there is nowhere to run it"; });
+    EXPECT_EQ(delegate->events, (std::vector{2}));
+}
+
+TEST_F(NewestFrameTest, DelegateThatIsGoneIsSkipped) {
     delegate.reset();
     EXPECT_TRUE(put(1));
-    mailbox->deliver();
+    deliver();
     EXPECT_EQ(telemetry.framesIn, 0U);
 }
 
-TEST_F(FrameMailboxTest, EveryFrameIsDeliveredOrDroppedOnceInOrder) {
+TEST_F(NewestFrameTest, EveryFrameIsDeliveredOrDroppedOnceInOrder) {
     constexpr int kFrames = 20000;
-    auto queue = std::make_shared<test::ThreadQueue>();
+    const auto thread = std::make_shared<test::ThreadQueue>();
+    newest = std::make_shared<NewestFrame>(delegate, thread, connection, telemetry);
     for (int i = 1; i <= kFrames; ++i) {
-        if (put(i)) {
-            queue->async([this] { mailbox->deliver(); });
-        }
+        newest->put(std::make_shared<Picture>(i), Telemetry::Clock::now());
     }
-    queue->sync([] {});
+    thread->sync([] {});
     int drops = 0;
     int last = 0;
     for (const int event : delegate->events) {

@@ -50,7 +50,7 @@ private:
 };
 
 /// A device of this backend. Main thread.
-class Device : public CaptureDevice {
+class PlayableDevice : public CaptureDevice {
 public:
     /// The input, or why the device cannot be used. Returns within a few seconds.
     virtual std::variant<std::shared_ptr<CaptureDeviceInput>, Error> open(

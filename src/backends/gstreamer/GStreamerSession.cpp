@@ -1,4 +1,4 @@
-#include "backends/gstreamer/Session.h"
+#include "backends/gstreamer/GStreamerSession.h"
 
 #include <any>
 #include <chrono>
@@ -12,14 +12,14 @@ constexpr std::chrono::seconds kSlowStart{2};
 
 }  // namespace
 
-Session::Session(std::shared_ptr<const SessionServices> services)
+GStreamerSession::GStreamerSession(std::shared_ptr<const SessionServices> services)
     : services_(std::move(services)) {}
 
-Session::~Session() {
-    Session::stopRunning();
+GStreamerSession::~GStreamerSession() {
+    GStreamerSession::stopRunning();
 }
 
-void Session::startRunning() {
+void GStreamerSession::startRunning() {
     std::unique_lock lock(mutex_);
     const bool isFirst = pipeline_ == nullptr;
     if (isFirst) {
@@ -45,7 +45,7 @@ void Session::startRunning() {
     }
 }
 
-std::optional<Error> Session::begin() {
+std::optional<Error> GStreamerSession::begin() {
     if (!committed_.input || !committed_.output) {
         const std::string missing = committed_.input ? "output" : "input";
         const std::string text = "the capture session has no " + missing;
@@ -53,50 +53,47 @@ std::optional<Error> Session::begin() {
     }
     const VideoOutput::Target target = committed_.output->target();
     auto pipeline = committed_.input->takePipeline();
-    auto mailbox = std::make_shared<FrameMailbox>(target.delegate, services_->telemetry);
-    auto receiver = std::make_shared<const FrameReceiver>(mailbox, target.queue, target.connection);
-    if (auto error = pipeline->play(receiver, weak_from_this())) {
+    auto newestFrame = std::make_shared<NewestFrame>(target.delegate, target.queue,
+                                                     target.connection, services_->telemetry);
+    if (auto error = pipeline->play(newestFrame, weak_from_this())) {
         pipeline->close();
         return error;
     }
     pipeline_ = std::move(pipeline);
-    mailbox_ = std::move(mailbox);
-    receiver_ = std::move(receiver);
+    newestFrame_ = std::move(newestFrame);
     return std::nullopt;
 }
 
-void Session::stopRunning() {
+void GStreamerSession::stopRunning() {
     std::shared_ptr<Pipeline> pipeline;
-    std::shared_ptr<const FrameReceiver> receiver;
-    std::shared_ptr<FrameMailbox> mailbox;
+    std::shared_ptr<NewestFrame> newestFrame;
     {
         const std::lock_guard lock(mutex_);
         pipeline.swap(pipeline_);
-        receiver.swap(receiver_);
-        mailbox = mailbox_;
+        newestFrame = newestFrame_;
         running_.store(false);
     }
     stateChanged_.notify_all();
     if (pipeline) {
         pipeline->close();
     }
-    if (mailbox) {
-        mailbox->close();
+    if (newestFrame) {
+        newestFrame->close();
     }
 }
 
-void Session::beginConfiguration() {
+void GStreamerSession::beginConfiguration() {
     ++openTransactions_;
 }
 
-void Session::commitConfiguration() {
+void GStreamerSession::commitConfiguration() {
     if (openTransactions_ > 0) {
         --openTransactions_;
     }
     changed();
 }
 
-void Session::changed() {
+void GStreamerSession::changed() {
     if (openTransactions_ > 0) {
         return;
     }
@@ -112,32 +109,32 @@ void Session::changed() {
     }
 }
 
-std::vector<std::shared_ptr<CaptureDeviceInput>> Session::inputs() const {
+std::vector<std::shared_ptr<CaptureDeviceInput>> GStreamerSession::inputs() const {
     if (!ends_.input) {
         return {};
     }
     return {ends_.input};
 }
 
-std::vector<std::shared_ptr<VideoDataOutput>> Session::outputs() const {
+std::vector<std::shared_ptr<VideoDataOutput>> GStreamerSession::outputs() const {
     if (!ends_.output) {
         return {};
     }
     return {ends_.output};
 }
 
-bool Session::canAddInput(const std::shared_ptr<CaptureDeviceInput>& input) const {
+bool GStreamerSession::canAddInput(const std::shared_ptr<CaptureDeviceInput>& input) const {
     return !ends_.input && std::dynamic_pointer_cast<DeviceInput>(input) != nullptr;
 }
 
-void Session::addInput(const std::shared_ptr<CaptureDeviceInput>& input) {
+void GStreamerSession::addInput(const std::shared_ptr<CaptureDeviceInput>& input) {
     if (canAddInput(input)) {
         ends_.input = std::static_pointer_cast<DeviceInput>(input);
         joinEnds();
     }
 }
 
-void Session::removeInput(const std::shared_ptr<CaptureDeviceInput>& input) {
+void GStreamerSession::removeInput(const std::shared_ptr<CaptureDeviceInput>& input) {
     if (!input || input != ends_.input) {
         return;
     }
@@ -148,19 +145,19 @@ void Session::removeInput(const std::shared_ptr<CaptureDeviceInput>& input) {
     changed();
 }
 
-bool Session::canAddOutput(const std::shared_ptr<VideoDataOutput>& output) const {
+bool GStreamerSession::canAddOutput(const std::shared_ptr<VideoDataOutput>& output) const {
     const auto ours = std::dynamic_pointer_cast<VideoOutput>(output);
     return !ends_.output && ours && ours->settingsAreSupported();
 }
 
-void Session::addOutput(const std::shared_ptr<VideoDataOutput>& output) {
+void GStreamerSession::addOutput(const std::shared_ptr<VideoDataOutput>& output) {
     if (canAddOutput(output)) {
         ends_.output = std::static_pointer_cast<VideoOutput>(output);
         joinEnds();
     }
 }
 
-void Session::removeOutput(const std::shared_ptr<VideoDataOutput>& output) {
+void GStreamerSession::removeOutput(const std::shared_ptr<VideoDataOutput>& output) {
     if (!output || output != ends_.output) {
         return;
     }
@@ -169,14 +166,14 @@ void Session::removeOutput(const std::shared_ptr<VideoDataOutput>& output) {
     changed();
 }
 
-void Session::joinEnds() {
+void GStreamerSession::joinEnds() {
     if (ends_.input && ends_.output) {
-        ends_.output->join(std::make_shared<Connection>());
+        ends_.output->join(std::make_shared<VideoConnection>());
     }
     changed();
 }
 
-void Session::pipelineStarted(const Pipeline& pipeline) {
+void GStreamerSession::pipelineStarted(const Pipeline& pipeline) {
     {
         const std::lock_guard lock(mutex_);
         if (pipeline_.get() != &pipeline) {
@@ -187,7 +184,7 @@ void Session::pipelineStarted(const Pipeline& pipeline) {
     stateChanged_.notify_all();
 }
 
-void Session::pipelineFailed(const Pipeline& pipeline, const Error& error) {
+void GStreamerSession::pipelineFailed(const Pipeline& pipeline, const Error& error) {
     // Kept until the end: the caller may hold the last but one reference.
     std::shared_ptr<Pipeline> failed;
     {
@@ -203,7 +200,7 @@ void Session::pipelineFailed(const Pipeline& pipeline, const Error& error) {
     stateChanged_.notify_all();
 }
 
-void Session::pipelineDisturbed(const Pipeline& pipeline, const Error& error) {
+void GStreamerSession::pipelineDisturbed(const Pipeline& pipeline, const Error& error) {
     {
         const std::lock_guard lock(mutex_);
         if (pipeline_.get() != &pipeline) {
@@ -213,23 +210,23 @@ void Session::pipelineDisturbed(const Pipeline& pipeline, const Error& error) {
     postError(error);
 }
 
-void Session::pipelineEnded(const Pipeline& pipeline) {
-    std::shared_ptr<const FrameReceiver> receiver;
+void GStreamerSession::pipelineEnded(const Pipeline& pipeline) {
+    std::shared_ptr<NewestFrame> newestFrame;
     {
         const std::lock_guard lock(mutex_);
         if (pipeline_.get() != &pipeline) {
             return;
         }
-        receiver = receiver_;
+        newestFrame = newestFrame_;
     }
-    receiver->afterFrames([services = services_] {
+    newestFrame->afterFrames([services = services_] {
         if (services->playbackEnded) {
             services->dispatch.mainQueue().async(services->playbackEnded);
         }
     });
 }
 
-void Session::postError(const Error& error) {
+void GStreamerSession::postError(const Error& error) {
     services_->notificationCenter.post({kCaptureSessionRuntimeError,
                                         static_cast<const CaptureSession*>(this),
                                         {{kCaptureSessionErrorKey, CaptureError{error}}}});

@@ -1,0 +1,100 @@
+#include "backends/gstreamer/NewestFrame.h"
+
+#include <utility>
+
+namespace velmaro::gstreamer {
+
+NewestFrame::NewestFrame(std::weak_ptr<SampleBufferDelegate> delegate,
+                         std::shared_ptr<DispatchQueue> queue,
+                         std::shared_ptr<const CaptureConnection> connection, Telemetry& telemetry)
+    : delegate_(std::move(delegate)),
+      queue_(std::move(queue)),
+      connection_(std::move(connection)),
+      telemetry_(telemetry) {}
+
+void NewestFrame::put(std::shared_ptr<const PixelBuffer> image,
+                      Telemetry::Clock::time_point arrival, int discardedBefore) {
+    if (!queue_ || !connection_->isEnabled()) {
+        return;
+    }
+    std::optional<Frame> frame(Frame{std::move(image), arrival, discardedBefore});
+    {
+        const std::lock_guard lock(mutex_);
+        if (closed_) {
+            return;
+        }
+        const int replaced = waiting_ ? 1 : 0;
+        telemetry_.framesDropped.fetch_add(static_cast<std::uint64_t>(discardedBefore + replaced),
+                                           std::memory_order_relaxed);
+        if (waiting_) {
+            frame->discarded += waiting_->discarded + replaced;
+        }
+        // The one that waited is released after the lock.
+        waiting_.swap(frame);
+    }
+    if (!frame) {
+        queue_->async([self = shared_from_this()] { self->deliver(); });
+    }
+}
+
+void NewestFrame::afterFrames(Work work) {
+    if (queue_) {
+        queue_->async([self = shared_from_this(), work = std::move(work)] {
+            if (!self->isClosed()) {
+                work();
+            }
+        });
+    }
+}
+
+void NewestFrame::deliver() {
+    std::optional<Frame> frame;
+    {
+        const std::lock_guard lock(mutex_);
+        waiting_.swap(frame);
+        if (!frame) {
+            return;
+        }
+        deliveringThread_ = std::this_thread::get_id();
+    }
+    hand(*frame);
+    {
+        const std::lock_guard lock(mutex_);
+        deliveringThread_ = {};
+    }
+    handled_.notify_all();
+}
+
+void NewestFrame::hand(const Frame& frame) {
+    const auto delegate = delegate_.lock();
+    if (!delegate) {
+        return;
+    }
+    // The delegate may stop the session in any of these calls.
+    for (int i = 0; i < frame.discarded && !isClosed(); ++i) {
+        delegate->captureOutputDidDrop();
+    }
+    if (isClosed()) {
+        return;
+    }
+    telemetry_.frameBegins(frame.arrival);
+    delegate->captureOutputDidOutput({frame.image});
+    telemetry_.frameDone();
+}
+
+void NewestFrame::close() {
+    std::optional<Frame> unwanted;
+    std::unique_lock lock(mutex_);
+    closed_ = true;
+    waiting_.swap(unwanted);
+    if (deliveringThread_ != std::this_thread::get_id()) {
+        handled_.wait(lock, [this] { return deliveringThread_ == std::thread::id{}; });
+    }
+}
+
+bool NewestFrame::isClosed() {
+    const std::lock_guard lock(mutex_);
+    return closed_;
+}
+
+}  // namespace velmaro::gstreamer

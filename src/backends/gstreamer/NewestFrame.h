@@ -1,0 +1,62 @@
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "platform/Capture.h"
+#include "platform/Telemetry.h"
+
+namespace velmaro::gstreamer {
+
+/// One slot between the streaming thread and the delegate's queue. A new frame takes the place of
+/// one that still waits, so a slow delegate sees the newest frame and never a backlog.
+class NewestFrame : public std::enable_shared_from_this<NewestFrame> {
+public:
+    /// Without a queue nothing is delivered. Frames that come while `connection` is disabled are
+    /// ignored.
+    NewestFrame(std::weak_ptr<SampleBufferDelegate> delegate, std::shared_ptr<DispatchQueue> queue,
+                std::shared_ptr<const CaptureConnection> connection, Telemetry& telemetry);
+    NewestFrame(const NewestFrame&) = delete;
+    NewestFrame& operator=(const NewestFrame&) = delete;
+
+    /// Queues the delivery of `image` unless one is queued already, which will then find this one.
+    /// `discardedBefore` frames since the one before did not come so far. Streaming thread.
+    void put(std::shared_ptr<const PixelBuffer> image, Telemetry::Clock::time_point arrival,
+             int discardedBefore = 0);
+
+    /// Queues `work` behind every frame put so far; it is skipped once this is closed. Any thread.
+    void afterFrames(Work work);
+
+    /// Ends delivery for good and waits for a frame that is being handled, unless the caller is the
+    /// one handling it. Any thread, any number of times.
+    void close();
+
+private:
+    struct Frame {
+        std::shared_ptr<const PixelBuffer> image;
+        Telemetry::Clock::time_point arrival;
+        /// How many frames were discarded for this one.
+        int discarded = 0;
+    };
+
+    void deliver();
+    void hand(const Frame& frame);
+    [[nodiscard]] bool isClosed();
+
+    const std::weak_ptr<SampleBufferDelegate> delegate_;
+    const std::shared_ptr<DispatchQueue> queue_;
+    const std::shared_ptr<const CaptureConnection> connection_;
+    Telemetry& telemetry_;
+
+    // Held for a few assignments, never over a call to the outside.
+    std::mutex mutex_;
+    std::condition_variable handled_;
+    std::optional<Frame> waiting_;
+    bool closed_ = false;
+    std::thread::id deliveringThread_;
+};
+
+}  // namespace velmaro::gstreamer
