@@ -12,7 +12,7 @@ import sys
 ROOMS = {
     "platform": ((), ()),
     "osc": (("platform",), ()),
-    "receivers": (("platform",), ()),
+    "receivers": (("platform", "osc"), ()),
     "headpose": (("platform",), ()),
     "camera": (("platform",), ()),
     "headphones": (("platform",), ("nlohmann",)),
