@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <protozero/pbf_message.hpp>
 
 namespace velmaro {
 namespace {
@@ -28,9 +29,13 @@ constexpr std::array<std::uint8_t, 27> kStop16{
 /// What a packet with a message of the sensor services begins with: the opcode, then 0x00100000.
 constexpr std::array<std::uint8_t, 10> kEnvelope{0x04, 0x00, 0x04, 0x00, 0x17,
                                                  0x00, 0x00, 0x00, 0x10, 0x00};
-constexpr std::uint64_t kCommandField = 7;
-constexpr std::uint64_t kServiceField = 1;
-constexpr std::uint64_t kPayloadField = 3;
+/// The fields that are read of the message in the envelope, and of the command in it.
+enum class MessageField : protozero::pbf_tag_type { command = 7 };
+enum class CommandField : protozero::pbf_tag_type { service = 1, payload = 3 };
+
+using protozero::pbf_message;
+using protozero::pbf_wire_type;
+
 /// Of the payload, in bytes.
 constexpr std::size_t kOrientationOffset = 20;
 /// A flag in some messages' service numbers.
@@ -45,85 +50,22 @@ std::uint16_t word(Bytes bytes, std::size_t offset) {
     return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
 }
 
-/// A Protocol Buffers message, field by field.
-class Message {
-public:
-    struct Field {
-        std::uint64_t number = 0;
-        /// Of a variable-length integer.
-        std::uint64_t integer = 0;
-        /// Of a length-delimited field.
-        Bytes bytes;
-    };
-
-    explicit Message(Bytes bytes) : rest_(bytes) {}
-
-    /// The next field, or nothing at the end or where the bytes make no sense any more.
-    std::optional<Field> next() {
-        const auto key = integer();
-        if (!key) {
-            return std::nullopt;
-        }
-        Field field{.number = *key >> 3U, .integer = 0, .bytes = {}};
-        switch (*key & 7U) {
-            case 0:
-                if (const auto value = integer()) {
-                    field.integer = *value;
-                    return field;
-                }
-                return std::nullopt;
-            case 1:
-                return taken(field, 8);
-            case 2:
-                if (const auto length = integer()) {
-                    return taken(field, *length);
-                }
-                return std::nullopt;
-            case 5:
-                return taken(field, 4);
-            default:
-                return std::nullopt;
-        }
-    }
-
-private:
-    std::optional<std::uint64_t> integer() {
-        std::uint64_t value = 0;
-        for (unsigned shift = 0; shift < 64 && !rest_.empty(); shift += 7) {
-            const std::uint8_t byte = rest_.front();
-            rest_ = rest_.subspan(1);
-            value |= std::uint64_t{byte & 0x7FU} << shift;
-            if (byte < 0x80) {
-                return value;
-            }
-        }
-        rest_ = {};
-        return std::nullopt;
-    }
-
-    std::optional<Field> taken(Field field, std::uint64_t length) {
-        if (length > rest_.size()) {
-            rest_ = {};
-            return std::nullopt;
-        }
-        field.bytes = rest_.first(static_cast<std::size_t>(length));
-        rest_ = rest_.subspan(static_cast<std::size_t>(length));
-        return field;
-    }
-
-    Bytes rest_;
-};
-
 /// The motion in a command of a motion service.
-std::optional<AirPodsOrientation> orientation(Bytes command) {
-    Message message(command);
+std::optional<AirPodsOrientation> orientation(pbf_message<CommandField> command) {
     std::uint64_t service = 0;
     Bytes payload;
-    while (const auto field = message.next()) {
-        if (field->number == kServiceField) {
-            service = field->integer & kServiceMask;
-        } else if (field->number == kPayloadField) {
-            payload = field->bytes;
+    while (command.next()) {
+        switch (command.tag_and_type()) {
+            case protozero::tag_and_type(CommandField::service, pbf_wire_type::varint):
+                service = command.get_uint64() & kServiceMask;
+                break;
+            case protozero::tag_and_type(CommandField::payload, pbf_wire_type::length_delimited): {
+                const protozero::data_view view = command.get_view();
+                payload = {reinterpret_cast<const std::uint8_t*>(view.data()), view.size()};
+                break;
+            }
+            default:
+                command.skip();
         }
     }
     const bool isMotion = service == static_cast<std::uint64_t>(AirPodsService::motion14) ||
@@ -170,11 +112,14 @@ std::optional<AirPodsOrientation> parseAirPodsMotion(std::span<const std::uint8_
         return std::nullopt;
     }
     // Some messages end in two bytes that are no field: the command before them still counts.
-    Message message(packet.subspan(kHeader, length));
-    while (const auto field = message.next()) {
-        if (field->number == kCommandField) {
-            return orientation(field->bytes);
+    try {
+        pbf_message<MessageField> message(
+            reinterpret_cast<const char*>(packet.subspan(kHeader).data()), length);
+        if (message.next(MessageField::command, pbf_wire_type::length_delimited)) {
+            return orientation(message.get_message());
         }
+    } catch (const protozero::exception&) {
+        return std::nullopt;
     }
     return std::nullopt;
 }

@@ -33,12 +33,15 @@ ROOMS = {
     "backends/motion": (("platform", "headphones", "backends/posix"), ()),
     "backends/replay": (("platform", "headphones", "backends/motion"), ()),
     "backends/hid": (("platform", "backends/motion", "backends/posix"), ()),
-    "backends/airpods": (("platform", "backends/motion", "backends/posix"), ("glib",)),
+    "backends/airpods": (("platform", "backends/motion", "backends/posix"),
+                         ("bluetooth", "glib", "protozero")),
     "backends/udp": (("platform", "backends/motion", "backends/posix"), ()),
 }
 # How to recognise an outside library by the path of a header.
 LIBRARIES = {
     "asio": r"/include/asio(/|\.hpp)",
+    "bluetooth": r"/include/bluetooth/",
+    "protozero": r"/include/protozero/",
     "nlohmann": r"/include/nlohmann/",
     "CLI": r"/include/CLI/",
     "gstreamer": r"/gstreamer-1\.0/",
