@@ -14,8 +14,8 @@
 #include "backends/airpods/BluetoothChannel.h"
 #include "backends/hid/HeadTracker.h"
 #include "backends/hid/HidrawSystem.h"
-#include "backends/motion/LiveMotion.h"
 #include "backends/motion/MotionChooser.h"
+#include "backends/motion/MotionThread.h"
 #include "backends/replay/MotionFile.h"
 #include "backends/replay/MotionRecorder.h"
 #include "backends/replay/MotionReplay.h"
@@ -92,7 +92,7 @@ std::variant<Source, Error> replay(const LinuxPlatformOptions& options,
 }
 
 Source airPods(std::unique_ptr<AirPodsFinder> finder, std::chrono::milliseconds patience) {
-    return std::make_unique<LiveMotion>(
+    return std::make_unique<MotionThread>(
         "airpods",
         std::make_unique<AirPods>(std::move(finder), connectAccessoryChannel,
                                   AngleSigns::fromEnvironment("VELMARO_AIRPODS_REVERSE")),
@@ -101,7 +101,7 @@ Source airPods(std::unique_ptr<AirPodsFinder> finder, std::chrono::milliseconds 
 
 std::variant<Source, Error> live(const LinuxPlatformOptions& options, DispatchQueue& mainQueue) {
     std::vector<Source> sources;
-    sources.push_back(std::make_unique<LiveMotion>(
+    sources.push_back(std::make_unique<MotionThread>(
         "head tracker", std::make_unique<HeadTracker>(std::make_unique<HidrawSystem>()),
         kPatience));
     const auto address = valueOf(options, kAirPodsAddress);
@@ -121,7 +121,7 @@ std::variant<Source, Error> live(const LinuxPlatformOptions& options, DispatchQu
         if (auto* const error = std::get_if<Error>(&driver)) {
             return std::move(*error);
         }
-        sources.push_back(std::make_unique<LiveMotion>(
+        sources.push_back(std::make_unique<MotionThread>(
             "motion udp", std::get<std::unique_ptr<UDPMotion>>(std::move(driver))));
     }
     return std::make_unique<MotionChooser>(std::move(sources), mainQueue);

@@ -25,11 +25,11 @@ AirPods::AirPods(std::unique_ptr<AirPodsFinder> finder, Connect connect, const A
                  const AirPodsTiming& timing)
     : finder_(std::move(finder)), connect_(std::move(connect)), timing_(timing), attitude_(signs) {}
 
-void AirPods::run(MotionLink& link) {
-    heedFinder(link);
-    while (!link.isEnding()) {
-        heedWish(link);
-        settle(link);
+void AirPods::run(MotionThread& thread) {
+    handleFinding(thread);
+    while (!thread.isEnding()) {
+        handleRequest(thread);
+        notifyReady(thread);
         std::array<pollfd, 2> files{
             {{channel_ ? channel_->get() : -1,
               static_cast<short>(stage_ == Stage::connecting ? POLLOUT : POLLIN), 0},
@@ -38,28 +38,28 @@ void AirPods::run(MotionLink& link) {
         if (!isIdle()) {
             timeout = std::chrono::ceil<std::chrono::milliseconds>(due_ - Clock::now());
         }
-        link.wait(files, timeout);
+        thread.wait(files, timeout);
         if (files[0].revents != 0) {
-            heedChannel(files[0].revents, link);
+            handleChannel(files[0].revents, thread);
         }
         if (files[1].revents != 0) {
-            heedFinder(link);
+            handleFinding(thread);
         }
         if (!isIdle() && Clock::now() >= due_) {
-            heedTime(link);
+            handleTimeout(thread);
         }
     }
     leave();
 }
 
 bool AirPods::isIdle() const {
-    return stage_ == Stage::idle ? !finding_.address : stage_ == Stage::ready && wish_ == 0;
+    return stage_ == Stage::idle ? !finding_.address : stage_ == Stage::ready && request_ == 0;
 }
 
-void AirPods::settle(MotionLink& link) {
-    if (!hasSettled_ && finding_.isComplete && (hasTried_ || !finding_.address)) {
-        hasSettled_ = true;
-        link.settle();
+void AirPods::notifyReady(MotionThread& thread) {
+    if (!isReady_ && finding_.isComplete && (hasTried_ || !finding_.address)) {
+        isReady_ = true;
+        thread.notifyReady();
     }
 }
 
@@ -74,7 +74,7 @@ void AirPods::connect() {
     stage_ = Stage::connecting;
 }
 
-void AirPods::heedFinder(MotionLink& link) {
+void AirPods::handleFinding(MotionThread& thread) {
     const AirPodsFinding earlier = std::exchange(finding_, finder_->find());
     if (finding_.address == earlier.address) {
         return;
@@ -85,17 +85,17 @@ void AirPods::heedFinder(MotionLink& link) {
     due_ = Clock::now();
     service_ = AirPodsService::motion16;
     isServiceKnown_ = false;
-    told_.clear();
-    link.setAvailable(false);
+    reported_.clear();
+    thread.setAvailable(false);
 }
 
-void AirPods::heedWish(MotionLink& link) {
-    const std::uint64_t wish = link.wish();
-    if (stage_ != Stage::ready || wish == wish_) {
+void AirPods::handleRequest(MotionThread& thread) {
+    const std::uint64_t request = thread.request();
+    if (stage_ != Stage::ready || request == request_) {
         return;
     }
-    const bool wasRunning = std::exchange(wish_, wish) != 0;
-    if (wish == 0) {
+    const bool wasRunning = std::exchange(request_, request) != 0;
+    if (request == 0) {
         send(airPodsStop(service_));
         return;
     }
@@ -105,14 +105,14 @@ void AirPods::heedWish(MotionLink& link) {
     }
 }
 
-void AirPods::heedTime(MotionLink& link) {
+void AirPods::handleTimeout(MotionThread& thread) {
     switch (stage_) {
         case Stage::idle:
             connect();
             break;
         case Stage::connecting:
         case Stage::greeting:
-            close("no answer", &link);
+            close("no answer", &thread);
             break;
         case Stage::ready:
             // A model without this service stays silent, as do headphones that are not worn.
@@ -125,13 +125,13 @@ void AirPods::heedTime(MotionLink& link) {
     }
 }
 
-void AirPods::heedChannel(short events, MotionLink& link) {
+void AirPods::handleChannel(short events, MotionThread& thread) {
     if (stage_ == Stage::connecting) {
         int error = 0;
         socklen_t size = sizeof error;
         ::getsockopt(channel_->get(), SOL_SOCKET, SO_ERROR, &error, &size);
         if (error != 0 || (events & POLLOUT) == 0) {
-            close(error != 0 ? message(error) : "the connection was refused", &link);
+            close(error != 0 ? message(error) : "the connection was refused", &thread);
             return;
         }
         stage_ = Stage::greeting;
@@ -142,33 +142,33 @@ void AirPods::heedChannel(short events, MotionLink& link) {
     for (int i = 0; channel_ && i < kMostAtOnce; ++i) {
         const ssize_t size = ::recv(channel_->get(), buffer.data(), buffer.size(), 0);
         if (size > 0) {
-            receive({buffer.data(), static_cast<std::size_t>(size)}, link);
+            receive({buffer.data(), static_cast<std::size_t>(size)}, thread);
         } else if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
             return;
         } else {
-            close(size == 0 ? "they hung up" : message(errno), &link);
+            close(size == 0 ? "they hung up" : message(errno), &thread);
         }
     }
 }
 
-void AirPods::receive(std::span<const std::uint8_t> packet, MotionLink& link) {
+void AirPods::receive(std::span<const std::uint8_t> packet, MotionThread& thread) {
     if (stage_ == Stage::greeting && isAirPodsHandshakeAnswer(packet)) {
         send(airPodsNotifications());
         stage_ = Stage::ready;
-        told_.clear();
+        reported_.clear();
         hasTried_ = true;
-        wish_ = 0;
+        request_ = 0;
         attitude_.forget();
-        link.setAvailable(true);
+        thread.setAvailable(true);
         return;
     }
-    if (stage_ != Stage::ready || wish_ == 0) {
+    if (stage_ != Stage::ready || request_ == 0) {
         return;
     }
     if (const auto orientation = parseAirPodsMotion(packet)) {
         isServiceKnown_ = true;
         due_ = Clock::now() + timing_.silence;
-        link.deliver(attitude_.attitude(*orientation));
+        thread.deliver(attitude_.attitude(*orientation));
     }
 }
 
@@ -184,23 +184,23 @@ void AirPods::sendStart() {
 }
 
 void AirPods::leave() {
-    if (stage_ == Stage::ready && wish_ != 0) {
+    if (stage_ == Stage::ready && request_ != 0) {
         send(airPodsStop(service_));
     }
 }
 
-void AirPods::close(const std::string& why, MotionLink* link) {
+void AirPods::close(const std::string& why, MotionThread* thread) {
     channel_.reset();
     stage_ = Stage::idle;
     due_ = Clock::now() + timing_.retry;
     hasTried_ = true;
-    if (told_ != why) {
-        told_ = why;
+    if (reported_ != why) {
+        reported_ = why;
         std::cerr << "velmaro: no motion from the AirPods (experimental): " + why +
                          "; trying again\n";
     }
-    if (link != nullptr) {
-        link->setAvailable(false);
+    if (thread != nullptr) {
+        thread->setAvailable(false);
     }
 }
 

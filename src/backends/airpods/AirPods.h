@@ -11,7 +11,7 @@
 #include "backends/airpods/AirPodsAttitude.h"
 #include "backends/airpods/AirPodsFinder.h"
 #include "backends/airpods/AirPodsPacket.h"
-#include "backends/motion/LiveMotion.h"
+#include "backends/motion/MotionThread.h"
 
 namespace velmaro {
 
@@ -35,8 +35,8 @@ public:
     AirPods(std::unique_ptr<AirPodsFinder> finder, Connect connect, const AngleSigns& signs = {},
             const AirPodsTiming& timing = {});
 
-    /// Settles after the first attempt, if there is anything to try.
-    void run(MotionLink& link) override;
+    /// Ready after the first attempt, if there is anything to try.
+    void run(MotionThread& thread) override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -44,18 +44,18 @@ private:
 
     /// Whether time alone changes nothing.
     [[nodiscard]] bool isIdle() const;
-    void settle(MotionLink& link);
+    void notifyReady(MotionThread& thread);
     void connect();
-    void heedFinder(MotionLink& link);
-    void heedWish(MotionLink& link);
-    void heedTime(MotionLink& link);
-    void heedChannel(short events, MotionLink& link);
-    void receive(std::span<const std::uint8_t> packet, MotionLink& link);
+    void handleFinding(MotionThread& thread);
+    void handleRequest(MotionThread& thread);
+    void handleTimeout(MotionThread& thread);
+    void handleChannel(short events, MotionThread& thread);
+    void receive(std::span<const std::uint8_t> packet, MotionThread& thread);
     void send(std::span<const std::uint8_t> packet);
     void sendStart();
     /// Takes leave of the device, if it was started.
     void leave();
-    void close(const std::string& why, MotionLink* link);
+    void close(const std::string& why, MotionThread* thread);
 
     const std::unique_ptr<AirPodsFinder> finder_;
     const Connect connect_;
@@ -66,12 +66,12 @@ private:
     Stage stage_ = Stage::idle;
     Clock::time_point due_ = Clock::now();
     AirPodsService service_ = AirPodsService::motion16;
-    std::uint64_t wish_ = 0;
+    std::uint64_t request_ = 0;
     /// Whether `service_` has ever streamed.
     bool isServiceKnown_ = false;
     bool hasTried_ = false;
-    bool hasSettled_ = false;
-    std::string told_;
+    bool isReady_ = false;
+    std::string reported_;
 };
 
 }  // namespace velmaro

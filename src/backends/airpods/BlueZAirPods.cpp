@@ -46,7 +46,7 @@ bool isTrue(GVariant* properties, const char* name) {
     return g_variant_lookup(properties, name, "b", &value) != 0 && value != FALSE;
 }
 
-void tell(const BluetoothAddress& address) {
+void report(const BluetoothAddress& address) {
     std::array<char, 18> text{};
     std::snprintf(text.data(), text.size(), "%02X:%02X:%02X:%02X:%02X:%02X", address[0], address[1],
                   address[2], address[3], address[4], address[5]);
@@ -147,11 +147,11 @@ private:
             G_DBUS_SIGNAL_FLAGS_NONE,
             [](GDBusConnection*, const char*, const char*, const char*, const char*,
                GVariant* parameters,
-               gpointer self) { static_cast<Watch*>(self)->heed(parameters); },
+               gpointer self) { static_cast<Watch*>(self)->handleChange(parameters); },
             this, nullptr);
     }
 
-    void heed(GVariant* parameters) {
+    void handleChange(GVariant* parameters) {
         // While it scans, BlueZ tells of every change of a signal's strength.
         if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)")) != 0) {
             const VariantHandle changed(g_variant_get_child_value(parameters, 1));
@@ -199,9 +199,9 @@ private:
         if (!isStillThere) {
             current_ = found.empty() ? std::nullopt : std::optional(found.front());
         }
-        if (current_ && current_ != told_) {
-            told_ = current_;
-            tell(*current_);
+        if (current_ && current_ != reported_) {
+            reported_ = current_;
+            report(*current_);
         }
         finder_.publish(current_);
     }
@@ -234,7 +234,7 @@ private:
     bool isAsking_ = false;
     bool asksAgain_ = false;
     std::optional<BluetoothAddress> current_;
-    std::optional<BluetoothAddress> told_;
+    std::optional<BluetoothAddress> reported_;
 };
 
 BlueZAirPods::BlueZAirPods(std::optional<std::string> busAddress)

@@ -37,8 +37,8 @@ struct HeadTracker::Device {
     HeadTrackerLayout layout;
     HeadTrackerAxes axes;
     std::vector<std::uint8_t> description;
-    /// The wish that the device follows; 0 when stopped.
-    std::uint64_t wish = 0;
+    /// The request that the device follows; 0 when stopped.
+    std::uint64_t request = 0;
     std::optional<std::uint8_t> resetCounter;
 };
 
@@ -46,33 +46,33 @@ HeadTracker::HeadTracker(std::unique_ptr<HidSystem> system) : system_(std::move(
 
 HeadTracker::~HeadTracker() = default;
 
-void HeadTracker::run(MotionLink& link) {
+void HeadTracker::run(MotionThread& thread) {
     watchFolder();
-    search(link);
-    link.settle();
-    while (!link.isEnding()) {
-        heedWish(link);
+    search(thread);
+    thread.notifyReady();
+    while (!thread.isEnding()) {
+        handleRequest(thread);
         std::array<pollfd, 2> files{{{folder_ ? folder_->get() : -1, POLLIN, 0},
                                      {device_ ? device_->hid->descriptor() : -1, POLLIN, 0}}};
         std::optional<std::chrono::milliseconds> timeout;
         if (nextTry_) {
             timeout = std::chrono::ceil<std::chrono::milliseconds>(*nextTry_ - Clock::now());
         }
-        link.wait(files, timeout);
+        thread.wait(files, timeout);
         if (files[1].revents != 0) {
-            read(link);
+            read(thread);
         }
         if (files[0].revents != 0) {
-            heedFolder(link);
+            handleFolder(thread);
         }
         if (nextTry_ && Clock::now() >= *nextTry_) {
             nextTry_.reset();
             if (!device_) {
-                search(link);
+                search(thread);
             }
         }
     }
-    if (device_ && device_->wish != 0) {
+    if (device_ && device_->request != 0) {
         stop();
     }
 }
@@ -88,7 +88,7 @@ void HeadTracker::watchFolder() {
     }
 }
 
-void HeadTracker::search(MotionLink& link) {
+void HeadTracker::search(MotionThread& thread) {
     std::set<std::string> names;
     std::error_code error;
     for (std::filesystem::directory_iterator entry(system_->folder(), error), end;
@@ -97,12 +97,12 @@ void HeadTracker::search(MotionLink& link) {
     }
     for (const std::string& name : names) {
         if (!device_) {
-            consider(name, link);
+            consider(name, thread);
         }
     }
 }
 
-void HeadTracker::consider(const std::string& name, MotionLink& link) {
+void HeadTracker::consider(const std::string& name, MotionThread& thread) {
     if (!system_->isNode(name)) {
         return;
     }
@@ -148,10 +148,10 @@ void HeadTracker::consider(const std::string& name, MotionLink& link) {
                                         .axes = headTrackerAxes(identity.vendor, identity.product),
                                         .description = std::move(*description),
                                         .resetCounter = std::nullopt});
-    link.setAvailable(true);
+    thread.setAvailable(true);
 }
 
-void HeadTracker::heedFolder(MotionLink& link) {
+void HeadTracker::handleFolder(MotionThread& thread) {
     alignas(inotify_event) std::array<char, 16 * (sizeof(inotify_event) + NAME_MAX + 1)> buffer;
     std::set<std::string> names;
     for (;;) {
@@ -173,44 +173,44 @@ void HeadTracker::heedFolder(MotionLink& link) {
     }
     for (const std::string& name : names) {
         if (!device_) {
-            consider(name, link);
+            consider(name, thread);
         }
     }
 }
 
-void HeadTracker::read(MotionLink& link) {
+void HeadTracker::read(MotionThread& thread) {
     std::array<std::uint8_t, kLongestReport> buffer;
     for (int i = 0; i < kMostAtOnce; ++i) {
         const auto size = device_->hid->read(buffer);
         if (!size) {
-            lose(link);
+            lose(thread);
             return;
         }
         if (*size == 0) {
             return;
         }
         const auto report = device_->layout.decode({buffer.data(), *size});
-        if (!report || device_->wish == 0) {
+        if (!report || device_->request == 0) {
             continue;
         }
         if (device_->resetCounter && report->resetCounter != device_->resetCounter) {
             say("the head tracker has a new frame of reference; set the offset anew");
         }
         device_->resetCounter = report->resetCounter;
-        link.deliver(attitudeFromRotationVector(device_->axes.apply(report->rotation)));
+        thread.deliver(attitudeFromRotationVector(device_->axes.apply(report->rotation)));
     }
 }
 
-void HeadTracker::heedWish(MotionLink& link) {
-    const std::uint64_t wish = link.wish();
-    if (!device_ || wish == device_->wish) {
+void HeadTracker::handleRequest(MotionThread& thread) {
+    const std::uint64_t request = thread.request();
+    if (!device_ || request == device_->request) {
         return;
     }
-    const bool wasRunning = std::exchange(device_->wish, wish) != 0;
-    if (wish == 0) {
+    const bool wasRunning = std::exchange(device_->request, request) != 0;
+    if (request == 0) {
         stop();
     } else if (!wasRunning && !start()) {
-        link.fail("the head tracker \"" + device_->name + "\" refuses to start; connect it anew");
+        thread.fail("the head tracker \"" + device_->name + "\" refuses to start; connect it anew");
     }
 }
 
@@ -240,10 +240,10 @@ void HeadTracker::stop() {
     }
 }
 
-void HeadTracker::lose(MotionLink& link) {
+void HeadTracker::lose(MotionThread& thread) {
     device_.reset();
-    link.setAvailable(false);
-    search(link);
+    thread.setAvailable(false);
+    search(thread);
 }
 
 }  // namespace velmaro

@@ -9,7 +9,7 @@
 #include "backends/hid/HeadTrackerAxes.h"
 #include "backends/hid/HeadTrackerLayout.h"
 #include "backends/hid/HidSystem.h"
-#include "backends/motion/LiveMotion.h"
+#include "backends/motion/MotionThread.h"
 
 namespace velmaro {
 
@@ -20,7 +20,7 @@ public:
     explicit HeadTracker(std::unique_ptr<HidSystem> system);
     ~HeadTracker() override;
 
-    void run(MotionLink& link) override;
+    void run(MotionThread& thread) override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -28,16 +28,16 @@ private:
 
     void watchFolder();
     /// Looks at all nodes until one is a head tracker.
-    void search(MotionLink& link);
+    void search(MotionThread& thread);
     /// Takes the node `name` if it is a head tracker that answers.
-    void consider(const std::string& name, MotionLink& link);
-    void heedFolder(MotionLink& link);
-    void read(MotionLink& link);
+    void consider(const std::string& name, MotionThread& thread);
+    void handleFolder(MotionThread& thread);
+    void read(MotionThread& thread);
     /// Starts or stops the device as the link wishes.
-    void heedWish(MotionLink& link);
+    void handleRequest(MotionThread& thread);
     [[nodiscard]] bool start();
     void stop();
-    void lose(MotionLink& link);
+    void lose(MotionThread& thread);
 
     const std::unique_ptr<HidSystem> system_;
     std::optional<FileDescriptor> folder_;

@@ -66,29 +66,29 @@ std::uint16_t UDPMotion::port() const {
     return ntohs(reinterpret_cast<const sockaddr_in&>(name).sin_port);
 }
 
-void UDPMotion::run(MotionLink& link) {
-    link.settle();
+void UDPMotion::run(MotionThread& thread) {
+    thread.notifyReady();
     bool isConnected = false;
     Clock::time_point lapsesAt;
-    while (!link.isEnding()) {
+    while (!thread.isEnding()) {
         std::array<pollfd, 1> files{{{socket_.get(), POLLIN, 0}}};
         std::optional<std::chrono::milliseconds> timeout;
         if (isConnected) {
             timeout = std::chrono::ceil<std::chrono::milliseconds>(lapsesAt - Clock::now());
         }
-        link.wait(files, timeout);
-        if (files[0].revents != 0 && receive(link)) {
+        thread.wait(files, timeout);
+        if (files[0].revents != 0 && receive(thread)) {
             isConnected = true;
             lapsesAt = Clock::now() + lapse_;
         }
         if (isConnected && Clock::now() >= lapsesAt) {
             isConnected = false;
-            link.setAvailable(false);
+            thread.setAvailable(false);
         }
     }
 }
 
-bool UDPMotion::receive(MotionLink& link) {
+bool UDPMotion::receive(MotionThread& thread) {
     bool any = false;
     for (int i = 0; i < kMostAtOnce; ++i) {
         // One byte more tells a packet that is too long.
@@ -101,8 +101,8 @@ bool UDPMotion::receive(MotionLink& link) {
             parseMotionPacket({bytes.data(), static_cast<std::size_t>(size)}, signs_);
         if (attitude) {
             any = true;
-            link.setAvailable(true);
-            link.deliver(*attitude);
+            thread.setAvailable(true);
+            thread.deliver(*attitude);
         }
     }
     return any;

@@ -7,7 +7,7 @@
 #include <variant>
 
 #include "backends/motion/AngleSigns.h"
-#include "backends/motion/LiveMotion.h"
+#include "backends/motion/MotionThread.h"
 #include "platform/Error.h"
 
 namespace velmaro {
@@ -31,13 +31,13 @@ public:
 
     [[nodiscard]] std::uint16_t port() const;
 
-    void run(MotionLink& link) override;
+    void run(MotionThread& thread) override;
 
 private:
     UDPMotion(FileDescriptor socket, const UDPMotionOptions& options);
 
     /// Delivers what has come; false if nothing of it was a packet.
-    bool receive(MotionLink& link);
+    bool receive(MotionThread& thread);
 
     FileDescriptor socket_;
     AngleSigns signs_;

@@ -71,7 +71,7 @@ protected:
     }
     void makeWith(std::unique_ptr<AirPodsFinder> finder, const AirPodsTiming& timing,
                   std::chrono::milliseconds patience = 0ms) {
-        motion = std::make_unique<LiveMotion>(
+        motion = std::make_unique<MotionThread>(
             "test",
             std::make_unique<AirPods>(
                 std::move(finder),
@@ -145,7 +145,7 @@ protected:
     const std::shared_ptr<live::Listener> listener = std::make_shared<live::Listener>();
     std::vector<CMQuaternion> received;
     Findings findings;
-    std::unique_ptr<LiveMotion> motion;
+    std::unique_ptr<MotionThread> motion;
 };
 
 constexpr AirPodsTiming kPatient{.silence = 10s, .retry = 10s, .answer = 10s};

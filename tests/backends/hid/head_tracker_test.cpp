@@ -18,9 +18,9 @@ const Bytes kTurned = fromHex("01 00 00 00 00 1C 07 00 00 00 00 00 00 00");
 
 class Tracker : public testing::Test {
 protected:
-    LiveMotion& make() {
-        motion =
-            std::make_unique<LiveMotion>("test", std::make_unique<HeadTracker>(system.door()), 10s);
+    MotionThread& make() {
+        motion = std::make_unique<MotionThread>("test",
+                                                std::make_unique<HeadTracker>(system.door()), 10s);
         motion->setDelegate(listener);
         return *motion;
     }
@@ -46,7 +46,7 @@ protected:
     const std::shared_ptr<live::Listener> listener = std::make_shared<live::Listener>();
     std::vector<double> turns;
     std::vector<std::string> errors;
-    std::unique_ptr<LiveMotion> motion;
+    std::unique_ptr<MotionThread> motion;
 };
 
 TEST_F(Tracker, NothingThereIsNothing) {

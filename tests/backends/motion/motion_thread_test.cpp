@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "backends/motion/Live.h"
-#include "backends/motion/LiveMotion.h"
+#include "backends/motion/MotionThread.h"
 
 namespace velmaro {
 namespace {
@@ -20,35 +20,35 @@ using live::LockedQueue;
 
 class Driver : public MotionDriver {
 public:
-    explicit Driver(std::function<void(MotionLink&)> body) : body_(std::move(body)) {}
-    void run(MotionLink& link) override { body_(link); }
+    explicit Driver(std::function<void(MotionThread&)> body) : body_(std::move(body)) {}
+    void run(MotionThread& thread) override { body_(thread); }
 
 private:
-    std::function<void(MotionLink&)> body_;
+    std::function<void(MotionThread&)> body_;
 };
 
-std::unique_ptr<Driver> driver(std::function<void(MotionLink&)> body) {
+std::unique_ptr<Driver> driver(std::function<void(MotionThread&)> body) {
     return std::make_unique<Driver>(std::move(body));
 }
 
-TEST(LiveMotion, WaitsForTheFirstLookAround) {
-    const LiveMotion motion("test", driver([](MotionLink& link) {
+TEST(MotionThread, WaitsForTheFirstLookAround) {
+    const MotionThread motion("test", driver([](MotionThread& thread) {
                                 std::this_thread::sleep_for(20ms);
-                                link.setAvailable(true);
-                                link.settle();
-                                while (!link.isEnding()) {
-                                    link.wait({});
+                                thread.setAvailable(true);
+                                thread.notifyReady();
+                                while (!thread.isEnding()) {
+                                    thread.wait({});
                                 }
                             }),
                             10s);
     EXPECT_TRUE(motion.isDeviceMotionAvailable());
 }
 
-TEST(LiveMotion, DoesNotWaitForeverForADriver) {
+TEST(MotionThread, DoesNotWaitForeverForADriver) {
     const auto begin = std::chrono::steady_clock::now();
-    const LiveMotion motion("test", driver([](MotionLink& link) {
-                                while (!link.isEnding()) {
-                                    link.wait({});
+    const MotionThread motion("test", driver([](MotionThread& thread) {
+                                while (!thread.isEnding()) {
+                                    thread.wait({});
                                 }
                             }),
                             5ms);
@@ -56,19 +56,19 @@ TEST(LiveMotion, DoesNotWaitForeverForADriver) {
     EXPECT_FALSE(motion.isDeviceMotionAvailable());
 }
 
-TEST(LiveMotion, DeliversOnTheQueueUntilStopped) {
+TEST(MotionThread, DeliversOnTheQueueUntilStopped) {
     LockedQueue queue;
     std::vector<double> received;
     std::vector<std::string> errors;
     std::atomic<int> sent = 0;
-    LiveMotion motion("test", driver([&](MotionLink& link) {
-                          while (!link.isEnding()) {
-                              link.wait({}, 1ms);
-                              if (link.wish() != 0 && sent < 3) {
-                                  link.deliver({static_cast<double>(++sent), 0, 0, 0});
-                              } else if (link.wish() != 0 && sent == 3) {
+    MotionThread motion("test", driver([&](MotionThread& thread) {
+                          while (!thread.isEnding()) {
+                              thread.wait({}, 1ms);
+                              if (thread.request() != 0 && sent < 3) {
+                                  thread.deliver({static_cast<double>(++sent), 0, 0, 0});
+                              } else if (thread.request() != 0 && sent == 3) {
                                   ++sent;
-                                  link.fail("broken");
+                                  thread.fail("broken");
                               }
                           }
                       }));
@@ -94,33 +94,33 @@ TEST(LiveMotion, DeliversOnTheQueueUntilStopped) {
     EXPECT_EQ(received.size(), 3U) << "nothing is delivered after a stop";
 }
 
-TEST(LiveMotion, EachStartIsANewWish) {
+TEST(MotionThread, EachStartIsANewRequest) {
     LockedQueue queue;
     std::atomic<std::uint64_t> seen = 0;
-    LiveMotion motion("test", driver([&](MotionLink& link) {
-                          while (!link.isEnding()) {
-                              seen = link.wish();
-                              link.wait({});
+    MotionThread motion("test", driver([&](MotionThread& thread) {
+                          while (!thread.isEnding()) {
+                              seen = thread.request();
+                              thread.wait({});
                           }
                       }));
-    for (const std::uint64_t wish : {1U, 2U, 3U}) {
+    for (const std::uint64_t request : {1U, 2U, 3U}) {
         motion.startDeviceMotionUpdates(queue, [](const auto&, const auto&) {});
         motion.startDeviceMotionUpdates(queue, [](const auto&, const auto&) { FAIL(); });
-        EXPECT_TRUE(eventually([&] { return seen == wish; }));
+        EXPECT_TRUE(eventually([&] { return seen == request; }));
         motion.stopDeviceMotionUpdates();
         EXPECT_TRUE(eventually([&] { return seen == 0; }));
     }
 }
 
-TEST(LiveMotion, AStuckQueueDoesNotFillTheMemory) {
+TEST(MotionThread, AStuckQueueDoesNotFillTheMemory) {
     LockedQueue queue;
     std::atomic<bool> done = false;
-    LiveMotion motion("test", driver([&](MotionLink& link) {
-                          while (!link.isEnding() && link.wish() == 0) {
-                              link.wait({});
+    MotionThread motion("test", driver([&](MotionThread& thread) {
+                          while (!thread.isEnding() && thread.request() == 0) {
+                              thread.wait({});
                           }
                           for (int i = 0; i < 10'000; ++i) {
-                              link.deliver({});
+                              thread.deliver({});
                           }
                           done = true;
                       }));
@@ -132,16 +132,16 @@ TEST(LiveMotion, AStuckQueueDoesNotFillTheMemory) {
     EXPECT_EQ(received, 256);
 }
 
-TEST(LiveMotion, TellsChangesOnceAndNothingAtItsEnd) {
+TEST(MotionThread, NotifiesOfChangesOnceAndNothingAtItsEnd) {
     const auto listener = std::make_shared<Listener>();
     std::atomic<int> step = 0;
     {
-        LiveMotion motion("test", driver([&](MotionLink& link) {
-                              for (int done = 0; !link.isEnding();) {
-                                  link.wait({}, 1ms);
+        MotionThread motion("test", driver([&](MotionThread& thread) {
+                              for (int done = 0; !thread.isEnding();) {
+                                  thread.wait({}, 1ms);
                                   if (step > done) {
                                       done = step;
-                                      link.setAvailable(done != 3);
+                                      thread.setAvailable(done != 3);
                                   }
                               }
                           }));
@@ -159,15 +159,15 @@ TEST(LiveMotion, TellsChangesOnceAndNothingAtItsEnd) {
     EXPECT_EQ(listener->disconnections, 1);
 }
 
-TEST(LiveMotion, WaitsForFilesAndSkipsNone) {
+TEST(MotionThread, WaitsForFilesAndSkipsNone) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe(ends.data()), 0);
     std::atomic<short> events = 0;
-    const LiveMotion motion(
-        "test", driver([&](MotionLink& link) {
+    const MotionThread motion(
+        "test", driver([&](MotionThread& thread) {
             std::array<pollfd, 2> files{{{-1, POLLIN, 0}, {ends[0], POLLIN, 0}}};
-            while (!link.isEnding() && files[1].revents == 0) {
-                link.wait(files);
+            while (!thread.isEnding() && files[1].revents == 0) {
+                thread.wait(files);
             }
             EXPECT_EQ(files[0].revents, 0);
             events = files[1].revents;
