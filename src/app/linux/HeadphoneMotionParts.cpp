@@ -99,7 +99,7 @@ Source airPods(std::unique_ptr<AirPodsFinder> finder, std::chrono::milliseconds 
         patience);
 }
 
-std::variant<Source, Error> live(const LinuxPlatformOptions& options, DispatchQueue& mainQueue) {
+std::variant<Source, Error> live(const LinuxPlatformOptions& options) {
     std::vector<Source> sources;
     sources.push_back(std::make_unique<MotionThread>(
         "head tracker", std::make_unique<HeadTracker>(std::make_unique<HidrawSystem>()),
@@ -124,7 +124,7 @@ std::variant<Source, Error> live(const LinuxPlatformOptions& options, DispatchQu
         sources.push_back(std::make_unique<MotionThread>(
             "motion udp", std::get<std::unique_ptr<UDPMotion>>(std::move(driver))));
     }
-    return std::make_unique<MotionChooser>(std::move(sources), mainQueue);
+    return std::make_unique<MotionChooser>(std::move(sources));
 }
 
 }  // namespace
@@ -134,11 +134,10 @@ std::span<const SourceOption> motionSourceOptions() {
 }
 
 HeadphoneMotionParts makeHeadphoneMotion(const LinuxPlatformOptions& options,
-                                         DispatchQueue& mainQueue,
                                          std::function<void()> endPlayback) {
     HeadphoneMotionParts parts;
-    auto made = valueOf(options, kMotionFile) ? replay(options, std::move(endPlayback))
-                                              : live(options, mainQueue);
+    auto made =
+        valueOf(options, kMotionFile) ? replay(options, std::move(endPlayback)) : live(options);
     if (auto* const error = std::get_if<Error>(&made)) {
         parts.error = std::move(*error);
         parts.door = std::make_unique<NoHeadphoneMotion>();

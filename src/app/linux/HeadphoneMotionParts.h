@@ -6,7 +6,6 @@
 #include <span>
 
 #include "app/linux/LinuxPlatform.h"
-#include "platform/Dispatch.h"
 #include "platform/Error.h"
 #include "platform/HeadphoneMotion.h"
 #include "platform/SourceOption.h"
@@ -30,7 +29,6 @@ struct HeadphoneMotionParts {
 /// neither is asked for, those that are connected. Recorded into a file if asked for.
 /// `endPlayback` is called when a file that plays once has ended.
 [[nodiscard]] HeadphoneMotionParts makeHeadphoneMotion(const LinuxPlatformOptions& options,
-                                                       DispatchQueue& mainQueue,
                                                        std::function<void()> endPlayback);
 
 }  // namespace velmaro

@@ -94,7 +94,7 @@ Request requestOf(int signal) {
 struct LinuxPlatform::Parts {
     Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
         : log(makeLog(options.logs)),
-          headphoneMotion(makeHeadphoneMotion(options, mainQueue, [this] { endPlayback(); })),
+          headphoneMotion(makeHeadphoneMotion(options, [this] { endPlayback(); })),
           dispatch(std::make_unique<AsioDispatch>(mainQueue)),
           network(&telemetry),
           capture(

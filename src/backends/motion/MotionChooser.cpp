@@ -1,56 +1,69 @@
 #include "backends/motion/MotionChooser.h"
 
 #include <algorithm>
+#include <iterator>
+#include <mutex>
 #include <utility>
 
 namespace velmaro {
 
-/// All on the main thread.
-class MotionChooser::Choice {
+/// Hears of the sources on their threads, where it chooses anew and lets its own delegate know. The
+/// lock is held meanwhile, so that nobody hears of two changes in the wrong order.
+class MotionChooser::Choice final : public HeadphoneMotionDelegate {
 public:
-    explicit Choice(std::vector<std::unique_ptr<HeadphoneMotion>> sources)
-        : sources_(std::move(sources)) {}
+    explicit Choice(std::vector<HeadphoneMotion*> sources) : sources_(std::move(sources)) {}
 
-    void setSourceDelegate(const std::weak_ptr<HeadphoneMotionDelegate>& delegate) {
-        for (const auto& source : sources_) {
-            source->setDelegate(delegate);
-        }
-    }
+    void headphoneMotionManagerDidConnect() override { update(); }
+    void headphoneMotionManagerDidDisconnect() override { update(); }
 
     void setDelegate(std::weak_ptr<HeadphoneMotionDelegate> delegate) {
+        const std::lock_guard lock(mutex_);
         delegate_ = std::move(delegate);
-        told_ = isAvailable();
+        wasAvailable_ = firstAvailable() != nullptr;
     }
 
-    [[nodiscard]] bool isAvailable() const { return firstAvailable() != nullptr; }
-    [[nodiscard]] bool isActive() const { return queue_ != nullptr; }
+    [[nodiscard]] bool isAvailable() const {
+        const std::lock_guard lock(mutex_);
+        return firstAvailable() != nullptr;
+    }
+    [[nodiscard]] bool isActive() const {
+        const std::lock_guard lock(mutex_);
+        return queue_ != nullptr;
+    }
 
     void start(DispatchQueue& queue, Handler handler) {
-        if (isActive()) {
-            return;
+        const std::lock_guard lock(mutex_);
+        if (queue_ == nullptr) {
+            queue_ = &queue;
+            handler_ = std::move(handler);
+            choose();
         }
-        queue_ = &queue;
-        handler_ = std::move(handler);
-        choose();
     }
 
     void stop() {
+        const std::lock_guard lock(mutex_);
+        leave();
         queue_ = nullptr;
         handler_ = nullptr;
-        leave();
     }
 
-    /// After a source came or went.
+    /// Uses the sources no more.
+    void close() {
+        stop();
+        const std::lock_guard lock(mutex_);
+        sources_.clear();
+        delegate_.reset();
+    }
+
+private:
     void update() {
-        if (isActive()) {
+        const std::lock_guard lock(mutex_);
+        if (queue_ != nullptr) {
             choose();
         }
-        const bool available = isAvailable();
-        if (available == std::exchange(told_, available)) {
-            return;
-        }
+        const bool available = firstAvailable() != nullptr;
         const auto delegate = delegate_.lock();
-        if (!delegate) {
+        if (available == std::exchange(wasAvailable_, available) || !delegate) {
             return;
         }
         if (available) {
@@ -60,12 +73,10 @@ public:
         }
     }
 
-private:
     [[nodiscard]] HeadphoneMotion* firstAvailable() const {
-        const auto found = std::find_if(sources_.begin(), sources_.end(), [](const auto& source) {
-            return source->isDeviceMotionAvailable();
-        });
-        return found == sources_.end() ? nullptr : found->get();
+        const auto found = std::ranges::find_if(
+            sources_, [](const auto* source) { return source->isDeviceMotionAvailable(); });
+        return found == sources_.end() ? nullptr : *found;
     }
 
     void choose() {
@@ -73,13 +84,11 @@ private:
             return;
         }
         // Without any, the current one stays started: it may come back by itself.
-        HeadphoneMotion* const next = firstAvailable();
-        if (next == nullptr) {
-            return;
+        if (HeadphoneMotion* const next = firstAvailable()) {
+            leave();
+            current_ = next;
+            current_->startDeviceMotionUpdates(*queue_, handler_);
         }
-        leave();
-        current_ = next;
-        current_->startDeviceMotionUpdates(*queue_, handler_);
     }
 
     void leave() {
@@ -88,45 +97,30 @@ private:
         }
     }
 
-    const std::vector<std::unique_ptr<HeadphoneMotion>> sources_;
+    mutable std::mutex mutex_;
+    std::vector<HeadphoneMotion*> sources_;
     std::weak_ptr<HeadphoneMotionDelegate> delegate_;
-    bool told_ = false;
+    bool wasAvailable_ = false;
     DispatchQueue* queue_ = nullptr;
     Handler handler_;
     HeadphoneMotion* current_ = nullptr;
 };
 
-/// Hears of the sources on their threads.
-class MotionChooser::SourceDelegate : public HeadphoneMotionDelegate {
-public:
-    SourceDelegate(std::weak_ptr<Choice> choice, DispatchQueue& mainQueue)
-        : choice_(std::move(choice)), mainQueue_(mainQueue) {}
-
-    void headphoneMotionManagerDidConnect() override { post(); }
-    void headphoneMotionManagerDidDisconnect() override { post(); }
-
-private:
-    void post() const {
-        mainQueue_.async([weakChoice = choice_] {
-            if (const auto choice = weakChoice.lock()) {
-                choice->update();
-            }
-        });
+MotionChooser::MotionChooser(std::vector<std::unique_ptr<HeadphoneMotion>> sources)
+    : choice_([&] {
+          std::vector<HeadphoneMotion*> all;
+          std::ranges::transform(sources, std::back_inserter(all),
+                                 [](const auto& source) { return source.get(); });
+          return std::make_shared<Choice>(std::move(all));
+      }()),
+      sources_(std::move(sources)) {
+    for (const auto& source : sources_) {
+        source->setDelegate(choice_);
     }
-
-    const std::weak_ptr<Choice> choice_;
-    DispatchQueue& mainQueue_;
-};
-
-MotionChooser::MotionChooser(std::vector<std::unique_ptr<HeadphoneMotion>> sources,
-                             DispatchQueue& mainQueue)
-    : choice_(std::make_shared<Choice>(std::move(sources))),
-      sourceDelegate_(std::make_shared<SourceDelegate>(choice_, mainQueue)) {
-    choice_->setSourceDelegate(sourceDelegate_);
 }
 
 MotionChooser::~MotionChooser() {
-    choice_->stop();
+    choice_->close();
 }
 
 void MotionChooser::setDelegate(std::weak_ptr<HeadphoneMotionDelegate> delegate) {

@@ -10,11 +10,11 @@ namespace velmaro {
 /// Several sources that pass for one pair of headphones. A start takes the first that is available,
 /// in the order given, and stays with it while it is; when it goes, the first that is left or the
 /// first that comes takes over. The delegate hears when the first source comes and the last one
-/// goes.
-class MotionChooser : public HeadphoneMotion {
+/// goes, on the thread of that source. Without sources they are headphones that never come.
+class MotionChooser final : public HeadphoneMotion {
 public:
-    /// `mainQueue` outlives the sources, and with it the choice is made anew.
-    MotionChooser(std::vector<std::unique_ptr<HeadphoneMotion>> sources, DispatchQueue& mainQueue);
+    /// The sources may be used on any thread.
+    explicit MotionChooser(std::vector<std::unique_ptr<HeadphoneMotion>> sources);
     ~MotionChooser() override;
     MotionChooser(const MotionChooser&) = delete;
     MotionChooser& operator=(const MotionChooser&) = delete;
@@ -27,10 +27,10 @@ public:
 
 private:
     class Choice;
-    class SourceDelegate;
 
-    std::shared_ptr<Choice> choice_;
-    std::shared_ptr<SourceDelegate> sourceDelegate_;
+    /// Held by the sources too, for as long as one of them notifies of a change.
+    const std::shared_ptr<Choice> choice_;
+    std::vector<std::unique_ptr<HeadphoneMotion>> sources_;
 };
 
 }  // namespace velmaro

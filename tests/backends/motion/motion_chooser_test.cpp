@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <string>
 #include <vector>
 
+#include "backends/motion/Live.h"
 #include "backends/motion/MotionChooser.h"
+#include "backends/motion/MotionThread.h"
 #include "fakes/Dispatch.h"
 #include "fakes/HeadphoneMotion.h"
 
@@ -26,18 +30,16 @@ protected:
             *source = made.get();
             sources.push_back(std::move(made));
         }
-        chooser = std::make_unique<MotionChooser>(std::move(sources), main);
+        chooser = std::make_unique<MotionChooser>(std::move(sources));
         chooser->setDelegate(listener);
     }
     void come(fakes::ScriptedHeadphoneMotion& source) {
         source.available = true;
         source.connect();
-        main.run();
     }
     void go(fakes::ScriptedHeadphoneMotion& source) {
         source.available = false;
         source.disconnect();
-        main.run();
     }
     void start() {
         chooser->startDeviceMotionUpdates(delivery, [this](const auto& sample, const auto&) {
@@ -45,7 +47,6 @@ protected:
         });
     }
 
-    fakes::HandCrankedQueue main{"main"};
     fakes::HandCrankedQueue delivery{"delivery"};
     fakes::ScriptedHeadphoneMotion* first = nullptr;
     fakes::ScriptedHeadphoneMotion* second = nullptr;
@@ -79,7 +80,7 @@ TEST_F(Chooser, StartsTheFirstThatIsAvailable) {
     EXPECT_FALSE(chooser->isDeviceMotionActive());
 }
 
-TEST_F(Chooser, TellsTheFirstArrivalAndTheLastDepartureOnly) {
+TEST_F(Chooser, NotifiesOfTheFirstArrivalAndTheLastDepartureOnly) {
     come(*second);
     EXPECT_EQ(listener->heard, "+");
     come(*first);
@@ -91,11 +92,10 @@ TEST_F(Chooser, TellsTheFirstArrivalAndTheLastDepartureOnly) {
     EXPECT_EQ(listener->heard, "+-+");
 }
 
-TEST_F(Chooser, DoesNotTellWhatWasThereWhenTheDelegateCame) {
+TEST_F(Chooser, IsSilentAboutWhatWasThereWhenTheDelegateCame) {
     second->available = true;
-    second->connect();
     chooser->setDelegate(listener);
-    main.run();
+    second->connect();
     EXPECT_EQ(listener->heard, "");
     go(*second);
     EXPECT_EQ(listener->heard, "-");
@@ -155,12 +155,67 @@ TEST_F(Chooser, AStopForgetsTheChoice) {
     EXPECT_EQ(first->startCount, 1);
 }
 
-TEST_F(Chooser, MayGoBeforeTheNewsOfASource) {
-    first->available = true;
-    first->connect();
-    chooser.reset();
-    main.run();
-    EXPECT_EQ(listener->heard, "");
+TEST_F(Chooser, WithoutSourcesNothingEverComes) {
+    MotionChooser none({});
+    EXPECT_FALSE(none.isDeviceMotionAvailable());
+    none.startDeviceMotionUpdates(delivery, [](const auto&, const auto&) { FAIL(); });
+    EXPECT_TRUE(none.isDeviceMotionActive());
+    none.stopDeviceMotionUpdates();
+    EXPECT_FALSE(none.isDeviceMotionActive());
+}
+
+/// Comes and goes without pause.
+class Restless : public MotionDriver {
+public:
+    void run(MotionThread& thread) override {
+        for (bool isThere = true; !thread.isEnding(); isThere = !isThere) {
+            thread.setAvailable(isThere);
+            thread.deliver({});
+            thread.wait({}, std::chrono::milliseconds(0));
+        }
+    }
+};
+
+/// Hears on several threads, in turns.
+class Counter : public HeadphoneMotionDelegate {
+public:
+    void headphoneMotionManagerDidConnect() override { hear('+'); }
+    void headphoneMotionManagerDidDisconnect() override { hear('-'); }
+    std::atomic<int> changes = 0;
+    std::atomic<bool> isAlternating = true;
+
+private:
+    void hear(char change) {
+        if (last_.exchange(change) == change) {
+            isAlternating = false;
+        }
+        ++changes;
+    }
+    std::atomic<char> last_ = ' ';
+};
+
+TEST(MotionChooser, ChoosesAmongThreadsWhileItIsStartedStoppedAndEnded) {
+    live::LockedQueue queue;
+    for (int i = 0; i < 20; ++i) {
+        const auto counter = std::make_shared<Counter>();
+        std::vector<std::unique_ptr<HeadphoneMotion>> sources;
+        for (const char* const name : {"first", "second"}) {
+            sources.push_back(std::make_unique<MotionThread>(name, std::make_unique<Restless>()));
+        }
+        MotionChooser chooser(std::move(sources));
+        chooser.setDelegate(counter);
+        int received = 0;
+        chooser.startDeviceMotionUpdates(queue, [&](const auto&, const auto&) { ++received; });
+        EXPECT_TRUE(live::eventually([&] {
+            queue.run();
+            return counter->changes > 3 && received > 3;
+        }));
+        EXPECT_TRUE(counter->isAlternating);
+        chooser.stopDeviceMotionUpdates();
+        received = 0;
+        queue.run();
+        EXPECT_EQ(received, 0);
+    }
 }
 
 }  // namespace

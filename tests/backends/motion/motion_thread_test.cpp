@@ -33,25 +33,25 @@ std::unique_ptr<Driver> driver(std::function<void(MotionThread&)> body) {
 
 TEST(MotionThread, WaitsForTheFirstLookAround) {
     const MotionThread motion("test", driver([](MotionThread& thread) {
-                                std::this_thread::sleep_for(20ms);
-                                thread.setAvailable(true);
-                                thread.notifyReady();
-                                while (!thread.isEnding()) {
-                                    thread.wait({});
-                                }
-                            }),
-                            10s);
+                                  std::this_thread::sleep_for(20ms);
+                                  thread.setAvailable(true);
+                                  thread.notifyReady();
+                                  while (!thread.isEnding()) {
+                                      thread.wait({});
+                                  }
+                              }),
+                              10s);
     EXPECT_TRUE(motion.isDeviceMotionAvailable());
 }
 
 TEST(MotionThread, DoesNotWaitForeverForADriver) {
     const auto begin = std::chrono::steady_clock::now();
     const MotionThread motion("test", driver([](MotionThread& thread) {
-                                while (!thread.isEnding()) {
-                                    thread.wait({});
-                                }
-                            }),
-                            5ms);
+                                  while (!thread.isEnding()) {
+                                      thread.wait({});
+                                  }
+                              }),
+                              5ms);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 5ms);
     EXPECT_FALSE(motion.isDeviceMotionAvailable());
 }
@@ -62,16 +62,16 @@ TEST(MotionThread, DeliversOnTheQueueUntilStopped) {
     std::vector<std::string> errors;
     std::atomic<int> sent = 0;
     MotionThread motion("test", driver([&](MotionThread& thread) {
-                          while (!thread.isEnding()) {
-                              thread.wait({}, 1ms);
-                              if (thread.request() != 0 && sent < 3) {
-                                  thread.deliver({static_cast<double>(++sent), 0, 0, 0});
-                              } else if (thread.request() != 0 && sent == 3) {
-                                  ++sent;
-                                  thread.fail("broken");
-                              }
-                          }
-                      }));
+                            while (!thread.isEnding()) {
+                                thread.wait({}, 1ms);
+                                if (thread.request() != 0 && sent < 3) {
+                                    thread.deliver({static_cast<double>(++sent), 0, 0, 0});
+                                } else if (thread.request() != 0 && sent == 3) {
+                                    ++sent;
+                                    thread.fail("broken");
+                                }
+                            }
+                        }));
     EXPECT_FALSE(motion.isDeviceMotionActive());
     motion.startDeviceMotionUpdates(queue, [&](const auto& sample, const auto& error) {
         if (error) {
@@ -98,11 +98,11 @@ TEST(MotionThread, EachStartIsANewRequest) {
     LockedQueue queue;
     std::atomic<std::uint64_t> seen = 0;
     MotionThread motion("test", driver([&](MotionThread& thread) {
-                          while (!thread.isEnding()) {
-                              seen = thread.request();
-                              thread.wait({});
-                          }
-                      }));
+                            while (!thread.isEnding()) {
+                                seen = thread.request();
+                                thread.wait({});
+                            }
+                        }));
     for (const std::uint64_t request : {1U, 2U, 3U}) {
         motion.startDeviceMotionUpdates(queue, [](const auto&, const auto&) {});
         motion.startDeviceMotionUpdates(queue, [](const auto&, const auto&) { FAIL(); });
@@ -116,14 +116,14 @@ TEST(MotionThread, AStuckQueueDoesNotFillTheMemory) {
     LockedQueue queue;
     std::atomic<bool> done = false;
     MotionThread motion("test", driver([&](MotionThread& thread) {
-                          while (!thread.isEnding() && thread.request() == 0) {
-                              thread.wait({});
-                          }
-                          for (int i = 0; i < 10'000; ++i) {
-                              thread.deliver({});
-                          }
-                          done = true;
-                      }));
+                            while (!thread.isEnding() && thread.request() == 0) {
+                                thread.wait({});
+                            }
+                            for (int i = 0; i < 10'000; ++i) {
+                                thread.deliver({});
+                            }
+                            done = true;
+                        }));
     int received = 0;
     motion.startDeviceMotionUpdates(queue, [&](const auto&, const auto&) { ++received; });
     ASSERT_TRUE(eventually([&] { return done.load(); }));
@@ -137,14 +137,14 @@ TEST(MotionThread, NotifiesOfChangesOnceAndNothingAtItsEnd) {
     std::atomic<int> step = 0;
     {
         MotionThread motion("test", driver([&](MotionThread& thread) {
-                              for (int done = 0; !thread.isEnding();) {
-                                  thread.wait({}, 1ms);
-                                  if (step > done) {
-                                      done = step;
-                                      thread.setAvailable(done != 3);
-                                  }
-                              }
-                          }));
+                                for (int done = 0; !thread.isEnding();) {
+                                    thread.wait({}, 1ms);
+                                    if (step > done) {
+                                        done = step;
+                                        thread.setAvailable(done != 3);
+                                    }
+                                }
+                            }));
         motion.setDelegate(listener);
         step = 1;
         ASSERT_TRUE(eventually([&] { return listener->connections == 1; }));
