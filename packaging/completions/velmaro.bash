@@ -43,7 +43,15 @@ _velmaro() {
             COMPREPLY=($(compgen -W "30 60" -- "$cur"))
             return
             ;;
-        --motion-udp | --airpods-address | --port | --osc | --duration)
+        --receiver)
+            COMPREPLY=($(compgen -W "$("$1" --receiver list 2>/dev/null | cut -f 1)" -- "$cur"))
+            return
+            ;;
+        --flip | --order)
+            COMPREPLY=($(compgen -W "pan tilt roll" -- "$cur"))
+            return
+            ;;
+        --motion-udp | --airpods-address | --port | --osc | --also | --duration)
             return
             ;;
     esac
@@ -51,7 +59,7 @@ _velmaro() {
 
     local options="--list-inputs --input --camera-file --once --motion-file --motion-udp
         --motion-udp-bind --airpods-address --record-motion --demo --ip --port --osc --rate
-        --no-tilt --quaternion --start --version --help"
+        --no-tilt --quaternion --receiver --flip --order --radians --split --also --start --version --help"
     [[ ${1##*/} == velmaro-cli ]] && options+=" --duration --stats"
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
 }

@@ -16,6 +16,12 @@ function __velmaro_inputs
     $words[1] --list-inputs $given 2>/dev/null
 end
 
+# The receivers that are known by name: name, a tab, what it is.
+function __velmaro_receivers
+    set -l words (commandline -opc)
+    $words[1] --receiver list 2>/dev/null | cut -f 1,4
+end
+
 complete -c $program -f
 complete -c $program -l version -d 'Print the version and exit'
 complete -c $program -l help -d 'Print a summary of the options and exit'
@@ -35,6 +41,12 @@ complete -c $program -l osc -x -d 'Send under this OSC address'
 complete -c $program -l rate -x -a '30 60' -d 'Send at most this many messages a second'
 complete -c $program -l no-tilt -d 'Start with tilt off'
 complete -c $program -l quaternion -d 'Send quaternions instead of angles'
+complete -c $program -l receiver -x -a '(__velmaro_receivers)' -d 'Send what this receiver wants'
+complete -c $program -l flip -x -a 'pan tilt roll' -d 'Turn axes of the head round'
+complete -c $program -l order -x -a 'pan,tilt,roll roll,tilt,pan' -d 'Send the angles in this order'
+complete -c $program -l radians -d 'Send radians instead of degrees'
+complete -c $program -l split -d 'Send each angle on its own'
+complete -c $program -l also -x -d 'Send the same to this receiver too'
 complete -c $program -l start -d 'Start tracking at once'
 if test $program = velmaro-cli
     complete -c $program -l duration -x -d 'Stop after this time'

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <iostream>
 
+#include "app/OutputOptions.h"
 #include "osc/OSCManager.h"
 
 namespace velmaro {
@@ -141,6 +142,7 @@ tl::expected<Options, ExitStatus> parseCommandLine(Program program,
     addSources(app, sourceOptions, options);
     addDestination(app, options);
     addRest(app, program, options);
+    addOutputOptions(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/SourceOption.h"
+#include "receivers/ReceiverNetwork.h"
 
 namespace velmaro {
 
@@ -39,6 +40,8 @@ struct Options {
     std::int64_t frameRate = 30;
     bool tiltEnabled = true;
     bool quaternionOutput = false;
+    /// What becomes of each message on its way.
+    Output output;
     bool start = false;
     /// Seconds.
     std::optional<double> duration;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "app/OutputOptions.h"
 #include "app/Startup.h"
 #include "app/linux/Files.h"
 #include "app/linux/HeadphoneMotionParts.h"
@@ -139,10 +140,13 @@ bool Session::chooseInput() {
 }
 
 void Session::sayWhatIsSent() const {
-    const char* const values = options_.quaternionOutput ? "w x y z" : "pan tilt roll in degrees";
     say("'" + view_->selectedInput()->label() + "' to " + options_.ipAddress + " port " +
-        options_.port + " as " + options_.oscMessage + " (" + values + "), at most " +
-        std::to_string(options_.frameRate) + " a second");
+        options_.port + " as " + options_.oscMessage + " (" + describeValues(options_) +
+        "), at most " + std::to_string(options_.frameRate) + " a second");
+    for (const Destination& each : options_.output.further) {
+        say("the same to " + each.host + " port " + std::to_string(each.port) + " as " +
+            (each.address.empty() ? options_.oscMessage : each.address));
+    }
     if (!options_.oscMessage.starts_with('/')) {
         say("most receivers ignore an OSC address that does not begin with /");
     }

@@ -14,6 +14,7 @@
 #include "backends/cameras/LiveCameras.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
+#include "backends/log/StandardErrorDiagnostics.h"
 #include "backends/log/StandardOutputLog.h"
 #include "backends/posix/SystemClock.h"
 #include "backends/xdg/PortalCapture.h"
@@ -93,10 +94,12 @@ Request requestOf(int signal) {
 /// In the order of construction; what comes later may use what comes earlier.
 struct LinuxPlatform::Parts {
     Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
-        : log(makeLog(options.logs)),
+        : diagnostics(options.programName),
+          log(makeLog(options.logs)),
           headphoneMotion(makeHeadphoneMotion(options, [this] { endPlayback(); })),
           dispatch(std::make_unique<AsioDispatch>(mainQueue)),
           network(&telemetry),
+          receivers(network, diagnostics),
           capture(
               *dispatch, notificationCenter, telemetry,
               {.files = fileCameras(options),
@@ -110,10 +113,12 @@ struct LinuxPlatform::Parts {
                 portal ? static_cast<Capture&>(*portal) : capture,
                 *faceLandmarks,
                 *headphoneMotion.door,
-                network,
+                receivers,
                 userDefaults,
                 clock,
-                *log} {}
+                *log} {
+        receivers.setOutput(options.output);
+    }
 
     std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry) {
         auto made = FaceMesh::create(resource("models"), &telemetry);
@@ -133,6 +138,7 @@ struct LinuxPlatform::Parts {
     std::function<void()> playbackEnded;
     std::optional<Error> faceLandmarksError;
 
+    StandardErrorDiagnostics diagnostics;
     const std::unique_ptr<Log> log;
     SystemClock clock;
     NotificationCenter notificationCenter;
@@ -140,6 +146,7 @@ struct LinuxPlatform::Parts {
     HeadphoneMotionParts headphoneMotion;
     std::unique_ptr<AsioDispatch> dispatch;
     AsioNetwork network;
+    ReceiverNetwork receivers;
     gstreamer::GStreamerCapture capture;
     const std::unique_ptr<PortalCapture> portal;
     const std::unique_ptr<FaceLandmarks> faceLandmarks;

@@ -10,6 +10,7 @@
 #include "platform/Platform.h"
 #include "platform/SourceOption.h"
 #include "platform/Telemetry.h"
+#include "receivers/ReceiverNetwork.h"
 
 namespace velmaro {
 
@@ -37,6 +38,10 @@ struct LinuxPlatformOptions {
     SourceValues sourceValues;
     /// A new file for all motion that is tracked.
     std::optional<std::string> recordMotion;
+    /// What becomes of each message on its way.
+    Output output;
+    /// The name under which diagnostics are shown.
+    std::string programName = "velmaro";
     /// False keeps standard output free of the log.
     bool logs = true;
 };

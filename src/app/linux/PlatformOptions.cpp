@@ -41,6 +41,8 @@ LinuxPlatformOptions platformOptions(Program program, const Options& options) {
             .sourceValues = options.sourceValues,
             // A listing has no motion to record.
             .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
+            .output = options.output,
+            .programName = programName(program),
             .logs = !options.listInputs};
 }
 

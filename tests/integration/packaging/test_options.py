@@ -83,6 +83,7 @@ class OptionsTest(unittest.TestCase):
             self.assertEqual(bash("velmaro-cli", "--camera-file", "my", folder=folder),
                              ["my clip.webm"])
         self.assertEqual(bash("velmaro-cli", "--rate", ""), ["30", "60"])
+        self.assertEqual(bash("velmaro-cli", "--receiver", "s"), ["sparta", "supercollider"])
         self.assertEqual(bash("velmaro-cli", "--port", ""), [])
 
     def test_bash_runs_nothing_of_the_line(self):
@@ -92,6 +93,10 @@ class OptionsTest(unittest.TestCase):
 
     def test_fish_offers_sources(self):
         self.assertIn("camera_demo", fish("velmaro-cli", "velmaro-cli --demo --input "))
+
+    def test_fish_offers_receivers(self):
+        self.assertEqual(fish("velmaro-cli", "velmaro-cli --receiver s"),
+                         ["sparta", "supercollider"])
 
 
 if __name__ == "__main__":
