@@ -12,12 +12,14 @@
 #include "app/window/Fonts.h"
 #include "app/window/Gauge.h"
 #include "app/window/Grid.h"
+#include "app/window/HeldKeys.h"
 #include "app/window/RatePicker.h"
 #include "app/window/Readout.h"
 #include "app/window/SourcePicker.h"
 #include "app/window/StatusRow.h"
 #include "app/window/TextField.h"
 #include "app/window/TextLabel.h"
+#include "app/window/ToolTips.h"
 
 namespace velmaro {
 namespace {
@@ -26,6 +28,11 @@ constexpr int kFontSize = 11;
 constexpr int kIpWidth = 80;
 constexpr int kPortWidth = 45;
 constexpr std::chrono::milliseconds kRefreshInterval{16};
+
+constexpr QKeyCombination kStartKeys = Qt::CTRL | Qt::Key_R;
+constexpr QKeyCombination kSetKeys = Qt::CTRL | Qt::Key_S;
+constexpr QKeyCombination kResetKeys = Qt::CTRL | Qt::SHIFT | Qt::Key_S;
+constexpr QKeyCombination kTiltKeys = Qt::CTRL | Qt::Key_T;
 
 QHBoxLayout* addRow(QVBoxLayout* stack, std::initializer_list<QWidget*> widgets) {
     auto* const row = new QHBoxLayout;
@@ -54,6 +61,7 @@ ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, QWidget* parent)
       gauge(new Gauge(this)),
       statusRow(new StatusRow(this)),
       view_(std::move(view)) {
+    new HeldKeys(this);
     layOut();
     describe();
     bind();
@@ -87,6 +95,9 @@ void ControlPanel::layOut() {
     stack->addSpacing(2 * kGrid - Gauge::kMargin);
     stack->addWidget(statusRow);
     setFixedWidth(kWindowWidth);
+    // Mirrored, the gauge would point the other way, and numbers and addresses read the same in
+    // every language.
+    setLayoutDirection(Qt::LeftToRight);
 }
 
 // Bindings
@@ -146,35 +157,42 @@ void ControlPanel::describe() {
     sourcePicker->setAccessibleName(tr("Input"));
     sourcePicker->setToolTip(tr("What the head's orientation is taken from"));
     ipField->setAccessibleName(tr("IP address"));
-    ipField->setToolTip(tr("The receiver's IP address or host name; taken at the next start"));
+    ipField->setHelp(tr("The receiver's IP address or host name; taken at the next start"));
     portField->setAccessibleName(tr("Port"));
-    portField->setToolTip(tr("The receiver's UDP port; taken at the next start"));
+    portField->setHelp(tr("The receiver's UDP port; taken at the next start"));
     oscField->setAccessibleName(tr("OSC address"));
-    oscField->setToolTip(tr("The OSC address of every message; ASCII only"));
+    oscField->setHelp(tr("The OSC address of every message; ASCII only"));
     setButton->setAccessibleName(tr("Set zero pose"));
     resetButton->setAccessibleName(tr("Reset zero pose"));
     tiltButton->setAccessibleName(tr("Tilt"));
-    addShortcut(startButton, QKeySequence(Qt::CTRL | Qt::Key_R), "");
-    addShortcut(setButton, QKeySequence(Qt::CTRL | Qt::Key_S), tr("Make this pose the zero pose"));
-    addShortcut(resetButton, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S),
-                tr("Undo the zero pose"));
-    addShortcut(tiltButton, QKeySequence(Qt::CTRL | Qt::Key_T), tr("Send tilt"));
+    tiltButton->setToolTip(withKeys(tr("Send tilt"), kTiltKeys));
+    addShortcut(startButton, kStartKeys);
+    addShortcut(setButton, kSetKeys);
+    addShortcut(resetButton, kResetKeys);
+    addShortcut(tiltButton, kTiltKeys);
     updateToolTips();
 }
 
-void ControlPanel::addShortcut(Button* button, const QKeySequence& keys, const QString& what) {
+void ControlPanel::addShortcut(Button* button, const QKeySequence& keys) {
     // Asks the button, so that it does nothing while that is disabled.
     auto* const shortcut = new QShortcut(keys, button);
     shortcut->setAutoRepeat(false);
     connect(shortcut, &QShortcut::activated, button, [button] { button->click(); });
-    button->setToolTip(what + " (" + keys.toString(QKeySequence::NativeText) + ")");
 }
 
 void ControlPanel::updateToolTips() {
-    const QString what = view_->isRunning.get() ? tr("Stop tracking") : tr("Start tracking");
-    const QKeySequence keys(Qt::CTRL | Qt::Key_R);
+    const QString what = described_.isRunning ? tr("Stop tracking") : tr("Start tracking");
     startButton->setAccessibleName(what);
-    startButton->setToolTip(what + " (" + keys.toString(QKeySequence::NativeText) + ")");
+    startButton->setToolTip(withKeys(what, kStartKeys));
+    // The headphones keep their zero pose beyond the program's end, a camera does not.
+    setButton->setToolTip(withKeys(described_.isAirpods
+                                       ? tr("Make this pose the zero pose and keep it")
+                                       : tr("Make this pose the zero pose"),
+                                   kSetKeys));
+    resetButton->setToolTip(withKeys(described_.isAirpods
+                                         ? tr("Go back to the zero pose that was kept last")
+                                         : tr("Undo the zero pose"),
+                                     kResetKeys));
 }
 
 // Showing the state
@@ -218,8 +236,10 @@ void ControlPanel::refresh() {
     const bool tiltEnabled = view_->tiltEnabled.get();
     readout->setAngles(view_->currentPan(), view_->currentTilt(), tiltEnabled);
     gauge->setAngles(view_->currentPan(), view_->currentTilt());
-    statusRow->setStatus(view_->isRunning.get(),
-                         QString::fromStdString(*view_->debugText.snapshot()));
+    // What an earlier run still had to say may come after its end.
+    const bool isRunning = view_->isRunning.get();
+    statusRow->setStatus(isRunning, isRunning ? QString::fromStdString(*view_->debugText.snapshot())
+                                              : QStringLiteral("Stopped"));
 }
 
 void ControlPanel::showStartButton(bool isRunning) {
@@ -242,8 +262,10 @@ void ControlPanel::refreshControls() {
     for (Button* const button : {setButton, resetButton, tiltButton}) {
         button->setEnabled(isRunning);
     }
-    if (isRunning != describedRunning_) {
-        describedRunning_ = isRunning;
+    const std::optional<InputSource> source = view_->selectedInput();
+    const Described now{isRunning, source && source->isAirpods()};
+    if (now != described_) {
+        described_ = now;
         updateToolTips();
     }
 }

@@ -54,7 +54,7 @@ private:
     void bind();
     void bindDestination();
     void describe();
-    void addShortcut(Button* button, const QKeySequence& keys, const QString& what);
+    void addShortcut(Button* button, const QKeySequence& keys);
     /// Runs what a person asked for, and shows the result at once.
     void act(const std::function<void()>& action);
     void observe(Observable& object);
@@ -71,7 +71,12 @@ private:
     std::chrono::steady_clock::time_point lastRefresh_;
     /// Something changed while nobody could see it.
     bool isStale_ = false;
-    bool describedRunning_ = false;
+    /// What the tool tips were made for.
+    struct Described {
+        bool isRunning = false;
+        bool isAirpods = false;
+        bool operator==(const Described&) const = default;
+    } described_;
 };
 
 }  // namespace velmaro

@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QRadioButton>
 
+#include "app/window/Accessibility.h"
 #include "app/window/Colors.h"
 #include "app/window/Fonts.h"
 #include "app/window/Frames.h"
@@ -61,6 +62,7 @@ RatePicker::RatePicker(QWidget* parent) : QWidget(parent) {
     setFixedSize(kWidth, kControlHeight);
     setAttribute(Qt::WA_NoMousePropagation);
     setAccessibleName(tr("Messages per second"));
+    setAccessibleRole(*this, QAccessible::Grouping);
     addSegment(30, kInset);
     addSegment(60, kWidth / 2);
 }

@@ -1,7 +1,9 @@
 #include "app/window/SourcePicker.h"
 
+#include <QAbstractItemView>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QScreen>
 #include <QWheelEvent>
 #include <algorithm>
 
@@ -77,9 +79,34 @@ void SourcePicker::setSources(const std::vector<InputSource>& sources,
         }
         ++row;
     }
+    fitOpenList();
     if (const int selected = findData(QString::fromStdString(selectedId));
         selected != currentIndex()) {
         setCurrentIndex(selected);
+    }
+}
+
+void SourcePicker::fitOpenList() {
+    if (!view()->isVisible()) {
+        return;
+    }
+    if (count() == 0) {
+        hidePopup();
+        return;
+    }
+    int rows = 0;
+    for (int row = 0; row < count(); ++row) {
+        rows += view()->sizeHintForRow(row);
+    }
+    QWidget* const popup = view()->window();
+    const int frame = popup->height() - view()->viewport()->height();
+    const QRect screen = popup->screen()->availableGeometry();
+    QRect place(popup->pos(), QSize(popup->width(), std::min(frame + rows, screen.height())));
+    if (place.bottom() > screen.bottom()) {
+        place.moveBottom(screen.bottom());
+    }
+    if (place != popup->geometry()) {
+        popup->setGeometry(place);
     }
 }
 

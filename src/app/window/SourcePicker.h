@@ -30,6 +30,8 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
 
 private:
+    /// Makes an open list as long as what it holds; one of nothing closes.
+    void fitOpenList();
     void insertSource(int row, const InputSource& source);
     void tintIcons();
 };

@@ -1,12 +1,13 @@
 #include "app/window/StatusRow.h"
 
-#include <QAccessible>
 #include <QPainter>
 
+#include "app/window/Accessibility.h"
 #include "app/window/Colors.h"
 #include "app/window/Fonts.h"
 #include "app/window/Grid.h"
 #include "app/window/TextLabel.h"
+#include "app/window/ToolTips.h"
 
 namespace velmaro {
 namespace {
@@ -20,7 +21,8 @@ constexpr int kHeight = 3 * kGrid;
 
 StatusRow::StatusRow(QWidget* parent)
     : QWidget(parent),
-      text_(new TextLabel(regularFont(kFontSize), TextLabel::Ink::secondary, this)) {
+      text_(new TextLabel(regularFont(kFontSize), TextLabel::Ink::secondary, this)),
+      announcer_(new Announcer(this)) {
     setFixedSize(kWindowWidth - 2 * kPadding, kHeight);
     text_->setWordWrap(true);
     const int left = static_cast<int>(kDotSize) + kGrid;
@@ -34,8 +36,12 @@ void StatusRow::setStatus(bool isRunning, const QString& text) {
         update();
     }
     if (text != text_->text()) {
+        // The first one is no news.
+        if (!text_->text().isEmpty()) {
+            announcer_->announce(text);
+        }
         text_->setText(text);
-        text_->setToolTip(text);
+        text_->setToolTip(plainToolTip(text));
     }
 }
 

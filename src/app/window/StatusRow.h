@@ -4,9 +4,11 @@
 
 namespace velmaro {
 
+class Announcer;
 class TextLabel;
 
-/// A dot that tells whether tracking is on, and one short text.
+/// A dot that tells whether tracking is on, and one short text, which screen readers
+/// read out when it changes.
 class StatusRow final : public QWidget {
     Q_OBJECT
 
@@ -21,6 +23,7 @@ protected:
 private:
     bool isRunning_ = false;
     TextLabel* text_;
+    Announcer* announcer_;
 };
 
 }  // namespace velmaro

@@ -130,6 +130,12 @@ QPainterPath crossSymbol(const QRectF& box) {
     return stroked(cross, 0.1 * box.width());
 }
 
+QPainterPath dashSymbol(const QRectF& box) {
+    QPainterPath dash(at(box, 0.28, 0.5));
+    dash.lineTo(at(box, 0.72, 0.5));
+    return stroked(dash, 0.1 * box.width());
+}
+
 QIcon headphonesIcon(const QColor& color) {
     return QIcon(new PaintedIcon([color](QPainter& painter, const QRectF& box) {
         painter.fillPath(headphonesSymbol(box), color);

@@ -12,6 +12,7 @@ namespace velmaro {
 [[nodiscard]] QPainterPath stopSymbol(const QRectF& box);
 [[nodiscard]] QPainterPath headphonesSymbol(const QRectF& box);
 [[nodiscard]] QPainterPath crossSymbol(const QRectF& box);
+[[nodiscard]] QPainterPath dashSymbol(const QRectF& box);
 
 /// The headphones in that colour, sharp at every size.
 [[nodiscard]] QIcon headphonesIcon(const QColor& color);

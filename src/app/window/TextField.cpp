@@ -1,19 +1,23 @@
 #include "app/window/TextField.h"
 
 #include <QEvent>
+#include <QLinearGradient>
 #include <QPainter>
 
 #include "app/window/Colors.h"
 #include "app/window/Fonts.h"
 #include "app/window/Frames.h"
 #include "app/window/Grid.h"
+#include "app/window/ToolTips.h"
 
 namespace velmaro {
 namespace {
 
 constexpr int kFontSize = 11;
-/// Beside the two pixels that a line edit keeps of itself.
 constexpr int kTextMargin = 3;
+/// What a line edit keeps free of itself beside that.
+constexpr int kOwnMargin = 2;
+constexpr int kFadeWidth = 3 * kGrid;
 
 }  // namespace
 
@@ -24,6 +28,17 @@ TextField::TextField(const QString& placeholder, QWidget* parent) : QLineEdit(pa
     setFixedHeight(kControlHeight);
     setTextMargins(kTextMargin, 0, kTextMargin, 0);
     clearBackground();
+    connect(this, &QLineEdit::textChanged, this, [this] { updateToolTip(); });
+}
+
+void TextField::setHelp(const QString& help) {
+    help_ = help;
+    setAccessibleDescription(help);
+    updateToolTip();
+}
+
+void TextField::updateToolTip() {
+    setToolTip(plainToolTip(fits() ? help_ : text() + '\n' + help_));
 }
 
 void TextField::setTextIfDifferent(const QString& text) {
@@ -59,7 +74,38 @@ void TextField::paintEvent(QPaintEvent* event) {
                                     kCornerRadius - 1);
         }
     }
-    QLineEdit::paintEvent(event);
+    if (hasFocus() || fits()) {
+        QLineEdit::paintEvent(event);
+    } else {
+        paintFading();
+    }
+}
+
+void TextField::resizeEvent(QResizeEvent* event) {
+    QLineEdit::resizeEvent(event);
+    updateToolTip();
+}
+
+QRect TextField::textArea() const {
+    const QRect all = contentsRect().marginsRemoved(textMargins());
+    const int height = fontMetrics().height();
+    return {all.x() + kOwnMargin, all.y() + (all.height() - height + 1) / 2,
+            all.width() - 2 * kOwnMargin, height};
+}
+
+bool TextField::fits() const {
+    return fontMetrics().horizontalAdvance(text()) <= textArea().width();
+}
+
+void TextField::paintFading() {
+    const QColor ink = palette().color(QPalette::Text);
+    const QRect area = textArea();
+    QLinearGradient fade(area.right() - kFadeWidth, 0, area.right(), 0);
+    fade.setColorAt(0, ink);
+    fade.setColorAt(1, withOpacity(ink, 0));
+    QPainter painter(this);
+    painter.setPen(QPen(fade, 1));
+    painter.drawText(area, Qt::AlignLeft | Qt::AlignTop, text());
 }
 
 }  // namespace velmaro

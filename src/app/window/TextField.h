@@ -4,7 +4,9 @@
 
 namespace velmaro {
 
-/// A text field with a rounded border.
+/// A text field with a rounded border. While nobody types into it, a text that is too long for it
+/// fades at its end, so that nobody takes the beginning for the whole; the tool tip holds all of
+/// it.
 class TextField final : public QLineEdit {
 public:
     explicit TextField(const QString& placeholder, QWidget* parent = nullptr);
@@ -12,12 +14,23 @@ public:
     /// Takes a new text without moving the cursor of somebody who types the same.
     void setTextIfDifferent(const QString& text);
 
+    /// What the field is for: its tool tip and description.
+    void setHelp(const QString& help);
+
 protected:
     void changeEvent(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void clearBackground();
+    /// Where the text is, as a line edit places it.
+    [[nodiscard]] QRect textArea() const;
+    [[nodiscard]] bool fits() const;
+    void paintFading();
+    void updateToolTip();
+
+    QString help_;
 };
 
 }  // namespace velmaro

@@ -12,21 +12,31 @@
 #include <QWindow>
 #include <utility>
 
+#include "app/window/Accessibility.h"
 #include "app/window/Colors.h"
 #include "app/window/Grid.h"
 #include "app/window/Symbols.h"
+#include "app/window/ToolTips.h"
 
 namespace velmaro {
 namespace {
 
-/// Seen only while the pointer is in the window.
-class CloseButton final : public QPushButton {
+constexpr QKeyCombination kQuitKeys = Qt::CTRL | Qt::Key_Q;
+constexpr QKeyCombination kMinimiseKeys = Qt::CTRL | Qt::Key_M;
+
+/// What a title bar would hold. Seen only while the pointer is in the window.
+class TitleButton final : public QPushButton {
 public:
-    explicit CloseButton(QWidget* parent) : QPushButton(parent) {
+    using Symbol = QPainterPath (*)(const QRectF&);
+
+    TitleButton(Symbol symbol, const QString& name, const QKeySequence& keys, Window* parent)
+        : QPushButton(parent), symbol_(symbol) {
         setFixedSize(2 * kGrid, 2 * kGrid);
         setFocusPolicy(Qt::NoFocus);
         setAttribute(Qt::WA_Hover);
         setAttribute(Qt::WA_NoMousePropagation);
+        setAccessibleName(name);
+        setToolTip(withKeys(name, keys));
     }
 
 protected:
@@ -38,32 +48,42 @@ protected:
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(underMouse() ? colors.red : withOpacity(colors.gray, 0.25));
+        const QColor strong = symbol_ == crossSymbol ? colors.red : colors.gray;
+        painter.setBrush(underMouse() ? strong : withOpacity(colors.gray, 0.25));
         painter.drawEllipse(QRectF(rect()).adjusted(1, 1, -1, -1));
-        painter.fillPath(crossSymbol(QRectF(rect()).adjusted(1, 1, -1, -1)),
+        painter.fillPath(symbol_(QRectF(rect()).adjusted(1, 1, -1, -1)),
                          underMouse() ? colors.onColor : colors.secondary);
     }
+
+private:
+    Symbol symbol_;
 };
 
 }  // namespace
 
 Window::Window(QWidget* content)
-    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint), closeButton_(new CloseButton(this)) {
+    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowSystemMenuHint |
+                           Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint),
+      closeButton_(new TitleButton(crossSymbol, tr("Close"), kQuitKeys, this)),
+      minimiseButton_(new TitleButton(dashSymbol, tr("Minimise"), kMinimiseKeys, this)) {
     auto* const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
+    setLayoutDirection(Qt::LeftToRight);
+    setAccessibleRole(*this, QAccessible::Window);
     layout->addWidget(content);
     layout->setSizeConstraint(QLayout::SetFixedSize);
     setWindowTitle(QStringLiteral("Velmaro"));
     setWindowIcon(QIcon::fromTheme(QGuiApplication::desktopFileName(), applicationIcon()));
 
-    const QKeySequence quit(Qt::CTRL | Qt::Key_Q);
-    closeButton_->setAccessibleName(tr("Close"));
-    closeButton_->setToolTip(tr("Close") + " (" + quit.toString(QKeySequence::NativeText) + ")");
     closeButton_->raise();
+    minimiseButton_->raise();
     connect(closeButton_, &QAbstractButton::clicked, this, &QWidget::close);
-    for (const QKeySequence& keys : {quit, QKeySequence(Qt::CTRL | Qt::Key_W)}) {
+    connect(minimiseButton_, &QAbstractButton::clicked, this, &QWidget::showMinimized);
+    for (const QKeyCombination keys : {kQuitKeys, Qt::CTRL | Qt::Key_W}) {
         connect(new QShortcut(keys, this), &QShortcut::activated, this, &QWidget::close);
     }
+    connect(new QShortcut(kMinimiseKeys, this), &QShortcut::activated, this,
+            &QWidget::showMinimized);
 }
 
 void Window::closeEvent(QCloseEvent* event) {
@@ -75,18 +95,25 @@ void Window::closeEvent(QCloseEvent* event) {
 }
 
 void Window::resizeEvent(QResizeEvent* event) {
-    closeButton_->move(width() - kGrid - closeButton_->width(), kGrid / 2);
+    const int left = width() - kGrid - closeButton_->width();
+    closeButton_->move(left, kGrid / 2);
+    minimiseButton_->move(left - minimiseButton_->width() - kGrid / 2, kGrid / 2);
     QWidget::resizeEvent(event);
 }
 
 void Window::enterEvent(QEnterEvent* event) {
-    closeButton_->update();
+    updateTitleButtons();
     QWidget::enterEvent(event);
 }
 
 void Window::leaveEvent(QEvent* event) {
-    closeButton_->update();
+    updateTitleButtons();
     QWidget::leaveEvent(event);
+}
+
+void Window::updateTitleButtons() {
+    closeButton_->update();
+    minimiseButton_->update();
 }
 
 // Moving. Controls keep their presses, so what comes here was meant for none of them.

@@ -32,7 +32,10 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void updateTitleButtons();
+
     QAbstractButton* closeButton_;
+    QAbstractButton* minimiseButton_;
     /// Of the pointer in the window, while the window is moved without a window manager's help.
     std::optional<QPoint> grip_;
 };

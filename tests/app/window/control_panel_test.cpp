@@ -252,6 +252,110 @@ TEST_F(PanelTest, EveryControlHasANameAndAToolTip) {
     EXPECT_TRUE(panel->startButton->toolTip().contains("Ctrl+R"));
 }
 
+TEST_F(PanelTest, HeldEnterPressesOnce) {
+    capture.setLocal({desk});
+    makePanel();
+    const auto hold = [](QWidget* widget) {
+        for (const bool repeats : {false, true, true}) {
+            QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r", repeats);
+            QApplication::sendEvent(widget, &press);
+        }
+    };
+    hold(panel->startButton);
+    EXPECT_TRUE(view->isRunning.get());
+    EXPECT_EQ(
+        std::count(log.lines.begin(), log.lines.end(), "📹 Setting up capture with: Desk Camera"),
+        1);
+    hold(panel->tiltButton);
+    EXPECT_FALSE(view->tiltEnabled.get());
+    hold(panel->startButton);
+    EXPECT_FALSE(view->isRunning.get());
+}
+
+TEST_F(PanelTest, LatePostOfAnEarlierRunIsNotShown) {
+    capture.setLocal({desk});
+    makePanel();
+    view->toggleTracking();
+    for (int index = 0; index < 30; ++index) {
+        frame();
+    }
+    view->toggleTracking();
+    catchUp();
+    EXPECT_EQ(view->debugText.get(), "Running") << "which is the controller's, as it is";
+    EXPECT_EQ(status(), "Stopped");
+}
+
+TEST_F(PanelTest, ToolTipsOfTheZeroPoseTellWhatTheSourceDoes) {
+    capture.setLocal({desk});
+    headphones.available = true;
+    makePanel();
+    EXPECT_EQ(panel->setButton->toolTip(), "Make this pose the zero pose (Ctrl+S)");
+    EXPECT_EQ(panel->resetButton->toolTip(), "Undo the zero pose (Ctrl+Shift+S)");
+    view->select("airpods");
+    catchUp();
+    EXPECT_EQ(panel->setButton->toolTip(), "Make this pose the zero pose and keep it (Ctrl+S)");
+    EXPECT_EQ(panel->resetButton->toolTip(),
+              "Go back to the zero pose that was kept last (Ctrl+Shift+S)");
+}
+
+/// The places of all parts of the panel, in their order.
+QList<QRect> places(const ControlPanel& panel) {
+    QList<QRect> all;
+    for (const auto* const widget : panel.findChildren<QWidget*>()) {
+        if (widget->isVisible()) {
+            all.append({widget->mapTo(&panel, QPoint()), widget->size()});
+        }
+    }
+    return all;
+}
+
+QImage pictureOf(QWidget& widget) {
+    QImage image(widget.size(), QImage::Format_RGB32);
+    image.fill(Qt::white);
+    widget.render(&image);
+    return image;
+}
+
+TEST_F(PanelTest, IsNeverMirrored) {
+    capture.setLocal({desk});
+    makePanel();
+    view->toggleTracking();
+    view->faceDetector->pan = -3.14159F;
+    panel->refresh();
+    panel->startButton->setFocus();
+    const QList<QRect> wanted = places(*panel);
+    const QImage picture = pictureOf(*panel);
+    QApplication::setLayoutDirection(Qt::RightToLeft);
+    panel = std::make_unique<ControlPanel>(view);
+    panel->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(panel.get()));
+    panel->startButton->setFocus();
+    EXPECT_EQ(places(*panel), wanted);
+    EXPECT_EQ(readout().at(1)->text(), "-3.1");
+    EXPECT_EQ(pictureOf(*panel), picture);
+    QApplication::setLayoutDirection(Qt::LeftToRight);
+}
+
+TEST_F(PanelTest, KeysRunThroughTheSourcesWhileTheyChange) {
+    capture.setLocal({desk, wall});
+    headphones.available = true;
+    makePanel();
+    view->toggleTracking();
+    panel->sourcePicker->setFocus();
+    for (int index = 0; index < 60; ++index) {
+        QTest::keyClick(panel->sourcePicker, index / 3 % 2 == 0 ? Qt::Key_Down : Qt::Key_Up);
+        frame();
+        if (index % 10 == 5) {
+            capture.setLocal(index % 20 == 5 ? std::vector{desk} : std::vector{wall, desk});
+            view->cameraManager->discoverCameras();
+        }
+        settle();
+    }
+    catchUp();
+    EXPECT_TRUE(view->isRunning.get());
+    EXPECT_EQ(panel->sourcePicker->currentIndex() >= 0, view->selectedInput().has_value());
+}
+
 /// Counts how often a widget is painted.
 class PaintCounter : public QObject {
 public:

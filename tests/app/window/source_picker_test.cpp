@@ -87,6 +87,50 @@ TEST(SourcePicker, IsNotChangedByTheWheel) {
     EXPECT_FALSE(wheel.isAccepted());
 }
 
+/// How much of the open list no row takes; negative where rows are hidden.
+int emptySpace(const SourcePicker& picker) {
+    int rows = 0;
+    for (int row = 0; row < picker.count(); ++row) {
+        rows += picker.view()->sizeHintForRow(row);
+    }
+    return picker.view()->viewport()->height() - rows;
+}
+
+TEST(SourcePicker, OpenListIsAsLongAsWhatItHolds) {
+    SourcePicker picker;
+    picker.setSources({kDesk, kWall, kAirpods}, "camera_desk");
+    picker.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&picker));
+    picker.showPopup();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return picker.view()->isVisible(); }));
+    EXPECT_EQ(emptySpace(picker), 0);
+    picker.setSources({kDesk}, "camera_desk");
+    EXPECT_EQ(emptySpace(picker), 0);
+    picker.setSources({kDesk, kWall, kAirpods}, "camera_desk");
+    EXPECT_EQ(emptySpace(picker), 0);
+    picker.setSources({}, "camera_desk");
+    EXPECT_FALSE(picker.view()->isVisible()) << "a list of nothing closes";
+    picker.setSources({kDesk, kWall}, "camera_desk");
+    picker.showPopup();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return picker.view()->isVisible(); }));
+    EXPECT_EQ(emptySpace(picker), 0);
+    picker.hidePopup();
+}
+
+TEST(SourcePicker, AListThatWasOpenedEmptyShowsWhatComes) {
+    SourcePicker picker;
+    picker.setSources({}, "");
+    picker.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&picker));
+    picker.showPopup();
+    EXPECT_FALSE(picker.view()->isVisible());
+    picker.setSources({kDesk}, "camera_desk");
+    picker.showPopup();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return picker.view()->isVisible(); }));
+    EXPECT_EQ(emptySpace(picker), 0);
+    picker.hidePopup();
+}
+
 TEST(SourcePicker, StaysOpenAndFocusedWhileTheListChanges) {
     SourcePicker picker;
     picker.setSources({kDesk}, "camera_desk");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>
@@ -59,6 +60,36 @@ TEST(Window, IsClosedByEitherShortcutAndByItsButton) {
     QTest::mouseClick(close, Qt::LeftButton);
     EXPECT_EQ(closed, 3);
     EXPECT_FALSE(window.isVisible());
+}
+
+TEST(Window, IsMinimisedByButtonAndByShortcut) {
+    Window window(new Content);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    EXPECT_TRUE(window.windowFlags() & Qt::WindowMinimizeButtonHint);
+    QAbstractButton* minimise = nullptr;
+    for (auto* const button : window.findChildren<QAbstractButton*>()) {
+        minimise = button->accessibleName() == "Minimise" ? button : minimise;
+    }
+    ASSERT_NE(minimise, nullptr);
+    EXPECT_TRUE(window.rect().contains(minimise->geometry()));
+    QTest::mouseClick(minimise, Qt::LeftButton);
+    EXPECT_TRUE(window.isMinimized());
+    window.showNormal();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    EXPECT_FALSE(window.isMinimized());
+    QTest::keyClick(&window, Qt::Key_M, Qt::ControlModifier);
+    EXPECT_TRUE(window.isMinimized());
+}
+
+TEST(Window, IsAWindowToThoseWhoCannotSeeIt) {
+    Window window(new Content);
+    window.show();
+    auto* const accessible = QAccessible::queryAccessibleInterface(&window);
+    ASSERT_NE(accessible, nullptr);
+    EXPECT_EQ(accessible->role(), QAccessible::Window);
+    EXPECT_EQ(accessible->text(QAccessible::Name), "Velmaro");
 }
 
 TEST(Window, MovesByWhatIsNoControl) {

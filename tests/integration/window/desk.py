@@ -194,6 +194,31 @@ class Program:
     def wait_for_status(self, text):
         wait_until(lambda: self.status() == text, f"the status '{text}'")
 
+    def announcements(self):
+        """What a screen reader reads out of itself from now on: a list that grows while one waits
+        by `wait_for_announcement`."""
+        from gi.repository import Atspi
+        heard = []
+
+        def hear(event):
+            if event.source.get_role_name() == "notification" and event.detail1:
+                heard.append(event.source.get_name())
+
+        self._listener = Atspi.EventListener.new(hear)
+        self._listener.register("object:state-changed:showing")
+        return heard
+
+    @staticmethod
+    def wait_for_announcement(heard, text):
+        from gi.repository import GLib
+
+        def arrived():
+            while GLib.MainContext.default().iteration(False):
+                pass
+            return text in heard
+
+        wait_until(arrived, f"the announcement of '{text}'; there were {heard}")
+
     def is_enabled(self, role, name):
         from gi.repository import Atspi
         return self.find(role, name).get_state_set().contains(Atspi.StateType.ENABLED)

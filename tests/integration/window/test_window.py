@@ -148,6 +148,47 @@ class WindowTest(unittest.TestCase):
         program.click("push button", "Close")
         self.assertEqual(program.wait(), 0)
 
+    def test_screen_reader_hears_changes_of_the_status(self):
+        program = self.start("--camera-file", CLIP)
+        self.assertEqual(program.find("frame").get_name(), "Velmaro")
+        heard = program.announcements()
+        hands("windowfocus", "--sync", program.window)
+        hands("key", "space")
+        program.wait_for_announcement(heard, "Running")
+        hands("key", "space")
+        program.wait_for_announcement(heard, "Stopped")
+
+    def test_held_enter_starts_once(self):
+        program = self.start("--camera-file", CLIP)
+        hands("windowfocus", "--sync", program.window)
+        hands("keydown", "Return", "sleep", "1.5", "keyup", "Return")
+        program.wait_for_status("Running")
+        self.assertEqual(program.printed().count("📹 Setting up capture with: clip.webm"), 1)
+
+    def test_minimise_by_button(self):
+        program = self.start("--camera-file", CLIP)
+        program.click("push button", "Minimise")
+        wait_until(lambda: "Iconic" in run("xprop", "-id", program.window, "WM_STATE"),
+                   "the window to be minimised")
+
+    def test_arabic_changes_no_direction(self):
+        program = self.start("--camera-file", CLIP)
+        plain = self.places(program)
+        program.close()
+        program = self.start("--camera-file", CLIP,
+                             environment={"LANG": "ar_EG.UTF-8", "LC_ALL": "ar_EG.UTF-8"})
+        self.assertEqual(self.places(program), plain)
+
+    @staticmethod
+    def places(program):
+        from gi.repository import Atspi
+        boxes = []
+        for node in program.everything():
+            if node.get_role_name() in ("push button", "text", "combo box", "check box", "label"):
+                box = node.get_extents(Atspi.CoordType.WINDOW)
+                boxes.append((box.x, box.y, box.width, box.height))
+        return boxes
+
     def test_signals(self):
         program = self.start("--camera-file", CLIP, "--start")
         program.wait_for_status("Running")

@@ -87,6 +87,14 @@
         <source>Start tracking</source>
         <translation>Verfolgung starten</translation>
     </message>
+    <message>
+        <source>Make this pose the zero pose and keep it</source>
+        <translation>Diese Haltung zur Nullstellung machen und behalten</translation>
+    </message>
+    <message>
+        <source>Go back to the zero pose that was kept last</source>
+        <translation>Zurück zur zuletzt behaltenen Nullstellung</translation>
+    </message>
 </context>
 <context>
     <name>velmaro::Gauge</name>
@@ -145,6 +153,10 @@
     <message>
         <source>Close</source>
         <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Minimise</source>
+        <translation>Minimieren</translation>
     </message>
 </context>
 </TS>

@@ -87,6 +87,14 @@
         <source>Start tracking</source>
         <translation>Démarrer le suivi</translation>
     </message>
+    <message>
+        <source>Make this pose the zero pose and keep it</source>
+        <translation>Faire de cette pose la position zéro et la conserver</translation>
+    </message>
+    <message>
+        <source>Go back to the zero pose that was kept last</source>
+        <translation>Revenir à la dernière position zéro conservée</translation>
+    </message>
 </context>
 <context>
     <name>velmaro::Gauge</name>
@@ -145,6 +153,10 @@
     <message>
         <source>Close</source>
         <translation>Fermer</translation>
+    </message>
+    <message>
+        <source>Minimise</source>
+        <translation>Réduire</translation>
     </message>
 </context>
 </TS>
