@@ -128,6 +128,7 @@ class Program:
 
     def __init__(self, *arguments, environment=None, shown=True):
         self._status = None
+        self._listener = None
         self.folder = tempfile.mkdtemp()
         self.output = open(os.path.join(self.folder, "output"), "w+", encoding="utf-8")
         self.errors = open(os.path.join(self.folder, "errors"), "w+", encoding="utf-8")
@@ -157,12 +158,17 @@ class Program:
     # By its accessibility tree
 
     def _application(self):
-        from gi.repository import Atspi
+        from gi.repository import Atspi, GLib
         desktop = Atspi.get_desktop(0)
+        desktop.clear_cache()
         for index in range(desktop.get_child_count()):
             child = desktop.get_child_at_index(index)
-            if child and child.get_process_id() == self.process.pid and child.get_child_count():
-                return child
+            try:
+                if child and child.get_process_id() == self.process.pid and child.get_child_count():
+                    return child
+            except GLib.GError:
+                # It has just ended.
+                continue
         return None
 
     def everything(self):
@@ -251,6 +257,8 @@ class Program:
     def close(self):
         if self.errors.closed:
             return
+        if self._listener:
+            self._listener.deregister("object:state-changed:showing")
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGKILL)
             self.process.wait()
