@@ -4,11 +4,10 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "backends/glib/BusThread.h"
 #include "platform/Capture.h"
 
 namespace velmaro {
@@ -25,7 +24,7 @@ public:
     CameraPortal(const CameraPortal&) = delete;
     CameraPortal& operator=(const CameraPortal&) = delete;
     /// Takes an open dialog back. Completions that are still due are not called any more.
-    ~CameraPortal();
+    ~CameraPortal() = default;
 
     /// `notDetermined` until the portal has answered this program, and again when the answer that
     /// it remembers has changed. Any thread.
@@ -35,47 +34,28 @@ public:
     void requestAccess(Completion completion);
 
 private:
-    static void callEnded(GObject* connection, GAsyncResult* result, gpointer self);
-    static void answered(GDBusConnection* connection, const char* sender, const char* path,
-                         const char* interface, const char* signal, GVariant* parameters,
-                         gpointer self);
-    static void memoryChanged(GDBusConnection* connection, const char* sender, const char* path,
-                              const char* interface, const char* signal, GVariant* parameters,
-                              gpointer self);
-    static void portalAppeared(GDBusConnection* connection, const char* name, const char* owner,
-                               gpointer self);
-    static void portalVanished(GDBusConnection* connection, const char* name, gpointer self);
-
-    void run();
-    void connect();
-    void disconnect();
-    void takeRequests();
+    void begin();
     void ask();
     void callFailed(const GError& error);
+    void takeAnswer(GVariant* parameters);
+    void memoryChanged(GVariant* parameters);
+    void portalVanished();
+    void stopListening();
     void closeDialog();
     void settle(AuthorizationStatus status);
     void settleWithoutAnswer(const std::string& why);
 
     std::atomic<AuthorizationStatus> status_ = AuthorizationStatus::notDetermined;
-    std::atomic<bool> ending_ = false;
-
-    std::mutex mutex_;
-    std::vector<Completion> requested_;
 
     // The thread's own.
-    GMainContext* const context_ = g_main_context_new();
-    GCancellable* const cancellable_ = g_cancellable_new();
-    GDBusConnection* connection_ = nullptr;
-    guint watch_ = 0;
-    guint memory_ = 0;
-    guint response_ = 0;
+    /// Hears of the open dialog's answer; 0 while there is no dialog.
+    unsigned response_ = 0;
     std::string dialog_;
     int dialogs_ = 0;
-    int pendingCalls_ = 0;
     bool portalIsThere_ = false;
     std::vector<Completion> waiting_;
 
-    std::thread thread_;
+    glib::BusThread thread_;
 };
 
 }  // namespace velmaro

@@ -30,12 +30,14 @@ ROOMS = {
     "backends/facemesh": (("platform", "backends/networks"), ("eigen3", "glib", "protozero")),
     "backends/log": (("platform",), ()),
     "backends/posix": (("platform",), ()),
-    "backends/xdg": (("platform", "backends/posix"), ("glib",)),
+    # One thread and one kind of teardown for all that talks on a message bus.
+    "backends/glib": ((), ("glib",)),
+    "backends/xdg": (("platform", "backends/glib", "backends/posix"), ("glib",)),
     # What the sources of headphone motion share.
     "backends/motion": (("platform", "headphones", "backends/posix"), ()),
     "backends/replay": (("platform", "headphones", "backends/motion"), ()),
     "backends/hid": (("platform", "backends/motion", "backends/posix"), ()),
-    "backends/airpods": (("platform", "backends/motion", "backends/posix"),
+    "backends/airpods": (("platform", "backends/glib", "backends/motion", "backends/posix"),
                          ("bluetooth", "glib", "protozero")),
     "backends/udp": (("platform", "backends/motion", "backends/posix"), ()),
 }
