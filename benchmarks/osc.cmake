@@ -3,5 +3,5 @@ find_library(OSCPACK oscpack REQUIRED)
 
 velmaro_benchmark(osc
   SOURCES osc/encode_benchmark.cpp osc/send_benchmark.cpp
-  ROOMS osc backends/asio
+  ROOMS osc backends/net backends/queues
   LIBRARIES PkgConfig::LIBLO ${OSCPACK})

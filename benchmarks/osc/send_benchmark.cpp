@@ -10,9 +10,9 @@
 #include <system_error>
 #include <thread>
 
-#include "backends/asio/AsioDispatch.h"
-#include "backends/asio/AsioMainQueue.h"
-#include "backends/asio/AsioNetwork.h"
+#include "backends/net/AsioNetwork.h"
+#include "backends/queues/AsioDispatch.h"
+#include "backends/queues/AsioMainQueue.h"
 #include "osc/OSCManager.h"
 #include "osc/OSCMessage.h"
 

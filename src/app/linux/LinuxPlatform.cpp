@@ -8,17 +8,17 @@
 
 #include "app/linux/HeadphoneMotionParts.h"
 #include "app/linux/Resources.h"
-#include "backends/asio/AsioDispatch.h"
-#include "backends/asio/AsioNetwork.h"
-#include "backends/asio/SignalListener.h"
 #include "backends/cameras/LiveCameras.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
 #include "backends/log/StandardErrorDiagnostics.h"
 #include "backends/log/StandardOutputLog.h"
-#include "backends/posix/SystemClock.h"
-#include "backends/xdg/PortalCapture.h"
-#include "backends/xdg/SettingsStore.h"
+#include "backends/net/AsioNetwork.h"
+#include "backends/portal/PortalCapture.h"
+#include "backends/queues/AsioDispatch.h"
+#include "backends/queues/SignalListener.h"
+#include "backends/queues/SystemClock.h"
+#include "backends/settings/SettingsStore.h"
 
 namespace velmaro {
 namespace {

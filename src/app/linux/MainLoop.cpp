@@ -1,5 +1,5 @@
 #include "app/linux/LinuxPlatform.h"
-#include "backends/asio/AsioMainQueue.h"
+#include "backends/queues/AsioMainQueue.h"
 
 namespace velmaro {
 namespace {

@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "backends/asio/AsioDispatch.h"
-#include "backends/asio/AsioMainQueue.h"
-#include "backends/asio/AsioNetwork.h"
+#include "backends/net/AsioNetwork.h"
+#include "backends/queues/AsioDispatch.h"
+#include "backends/queues/AsioMainQueue.h"
 #include "fakes/WallClock.h"
 #include "integration/support/Receiver.h"
 #include "osc/OSCManager.h"

@@ -1,0 +1,184 @@
+#include "backends/portal/CameraPortal.h"
+
+#include <algorithm>
+#include <iostream>
+#include <string_view>
+#include <utility>
+
+namespace velmaro {
+
+namespace {
+
+constexpr const char* kPortal = "org.freedesktop.portal.Desktop";
+constexpr const char* kPortalPath = "/org/freedesktop/portal/desktop";
+constexpr const char* kCamera = "org.freedesktop.portal.Camera";
+constexpr const char* kRequest = "org.freedesktop.portal.Request";
+constexpr const char* kMemory = "org.freedesktop.impl.portal.PermissionStore";
+constexpr const char* kMemoryPath = "/org/freedesktop/impl/portal/PermissionStore";
+/// Where the answers about devices are kept, and the entry for cameras.
+constexpr const char* kMemoryTable = "devices";
+constexpr std::string_view kMemoryEntry = "camera";
+/// Milliseconds until the portal must have taken the request, which may have to start it first. The
+/// person's own time is not limited.
+constexpr int kCallLimit = 10'000;
+/// What the portal says of a dialog (org.freedesktop.portal.Request, "Response").
+constexpr guint32 kGranted = 0;
+constexpr guint32 kRefused = 1;
+
+void say(const std::string& text) {
+    std::cerr << "velmaro: " + text + "\n";
+}
+
+/// The object that stands for a dialog, which is known before it is asked for, so that no answer
+/// can be missed.
+std::string dialogPath(const std::string& ownName, const std::string& token) {
+    std::string caller = ownName.substr(1);
+    std::ranges::replace(caller, '.', '_');
+    return std::string(kPortalPath) + "/request/" + caller + "/" + token;
+}
+
+/// True if there is no portal, or one that knows nothing of cameras.
+bool meansNoPortal(const GError& error) {
+    return error.domain == G_DBUS_ERROR && (error.code == G_DBUS_ERROR_SERVICE_UNKNOWN ||
+                                            error.code == G_DBUS_ERROR_NAME_HAS_NO_OWNER ||
+                                            error.code == G_DBUS_ERROR_UNKNOWN_METHOD ||
+                                            error.code == G_DBUS_ERROR_UNKNOWN_INTERFACE ||
+                                            error.code == G_DBUS_ERROR_UNKNOWN_OBJECT);
+}
+
+/// An administrator's lock, say. The portal's own error has no name in GLib.
+bool meansForbidden(const GError& error) {
+    const glib::TextHandle name(g_dbus_error_get_remote_error(&error));
+    return name && (std::string_view(name.get()) == "org.freedesktop.portal.Error.NotAllowed" ||
+                    std::string_view(name.get()) == "org.freedesktop.DBus.Error.AccessDenied");
+}
+
+}  // namespace
+
+CameraPortal::CameraPortal()
+    : thread_("portal", glib::BusThread::Bus::session,
+              {.begin = [this] { begin(); }, .end = [this] { closeDialog(); }}) {}
+
+void CameraPortal::requestAccess(Completion completion) {
+    thread_.post([this, completion = std::move(completion)] {
+        waiting_.push_back(completion);
+        if (!thread_.isConnected()) {
+            settle(AuthorizationStatus::authorized);
+        } else if (response_ == 0) {
+            ask();
+        }
+    });
+}
+
+void CameraPortal::begin() {
+    if (!thread_.isConnected()) {
+        status_.store(AuthorizationStatus::authorized);
+        return;
+    }
+    thread_.watchName(
+        kPortal, [this] { portalIsThere_ = true; }, [this] { portalVanished(); });
+    thread_.subscribe({.sender = kMemory,
+                       .interface = kMemory,
+                       .name = "Changed",
+                       .path = kMemoryPath,
+                       .firstArgument = kMemoryTable},
+                      [this](GVariant* parameters) { memoryChanged(parameters); });
+}
+
+void CameraPortal::ask() {
+    const std::string token = "velmaro" + std::to_string(dialogs_++);
+    dialog_ = dialogPath(thread_.ownName(), token);
+    response_ = thread_.subscribe(
+        {.sender = kPortal, .interface = kRequest, .name = "Response", .path = dialog_.c_str()},
+        [this](GVariant* parameters) { takeAnswer(parameters); });
+    GVariantBuilder options;
+    g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&options, "{sv}", "handle_token", g_variant_new_string(token.c_str()));
+    thread_.call({kPortal, kPortalPath, kCamera, "AccessCamera"},
+                 g_variant_new("(a{sv})", &options),
+                 {.replyType = "(o)", .milliseconds = kCallLimit},
+                 [this](GVariant* /*reply*/, const GError* error) {
+                     if (error != nullptr && response_ != 0) {
+                         callFailed(*error);
+                     }
+                 });
+}
+
+void CameraPortal::callFailed(const GError& error) {
+    if (meansNoPortal(error)) {
+        settle(AuthorizationStatus::authorized);
+    } else if (meansForbidden(error)) {
+        say("this computer's administrator has switched cameras off");
+        settle(AuthorizationStatus::restricted);
+    } else {
+        say(std::string("the desktop's camera portal does not work, so cameras are used without "
+                        "it: ") +
+            error.message);
+        settle(AuthorizationStatus::authorized);
+    }
+}
+
+void CameraPortal::takeAnswer(GVariant* parameters) {
+    if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ua{sv})")) == FALSE || response_ == 0) {
+        return;
+    }
+    guint32 response = 0;
+    g_variant_get_child(parameters, 0, "u", &response);
+    if (response == kGranted) {
+        settle(AuthorizationStatus::authorized);
+    } else if (response == kRefused) {
+        say("the desktop denies access to cameras: allow it in its privacy settings and press "
+            "start again (see docs/cameras.md)");
+        settle(AuthorizationStatus::denied);
+    } else {
+        settleWithoutAnswer("the question about cameras was not answered");
+    }
+}
+
+void CameraPortal::memoryChanged(GVariant* parameters) {
+    if (g_variant_n_children(parameters) < 2) {
+        return;
+    }
+    const glib::VariantHandle entry(g_variant_get_child_value(parameters, 1));
+    if (g_variant_is_of_type(entry.get(), G_VARIANT_TYPE_STRING) != FALSE &&
+        g_variant_get_string(entry.get(), nullptr) == kMemoryEntry) {
+        // Whose answer it was is the portal's to know. The next start asks it, without a dialog.
+        status_.store(AuthorizationStatus::notDetermined);
+    }
+}
+
+// Also called when it has not been started yet.
+void CameraPortal::portalVanished() {
+    if ((portalIsThere_ || !thread_.isConnected()) && response_ != 0) {
+        settleWithoutAnswer("the desktop's portal ended before it answered");
+    }
+    portalIsThere_ = false;
+}
+
+void CameraPortal::stopListening() {
+    if (response_ != 0) {
+        thread_.unsubscribe(std::exchange(response_, 0));
+    }
+}
+
+void CameraPortal::closeDialog() {
+    if (response_ != 0) {
+        thread_.callWithoutReply({kPortal, dialog_.c_str(), kRequest, "Close"});
+        stopListening();
+    }
+}
+
+void CameraPortal::settleWithoutAnswer(const std::string& why) {
+    say(why + ": press start again");
+    settle(AuthorizationStatus::notDetermined);
+}
+
+void CameraPortal::settle(AuthorizationStatus status) {
+    stopListening();
+    status_.store(status);
+    for (const Completion& completion : std::exchange(waiting_, {})) {
+        completion(status == AuthorizationStatus::authorized);
+    }
+}
+
+}  // namespace velmaro

@@ -1,0 +1,254 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <latch>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Mailbox.h"
+#include "backends/queues/AsioDispatch.h"
+#include "backends/queues/AsioMainQueue.h"
+
+namespace velmaro {
+namespace {
+
+using std::chrono::duration;
+using std::chrono::steady_clock;
+
+std::string currentThreadName() {
+    std::array<char, 16> name{};
+    pthread_getname_np(pthread_self(), name.data(), name.size());
+    return name.data();
+}
+
+class QueuesTest : public testing::Test {
+protected:
+    AsioMainQueue mainQueue;
+    std::optional<AsioDispatch> dispatch{mainQueue};
+
+    /// Work on the global queues may use a test's latches up to here.
+    void endQueues() { dispatch.reset(); }
+
+    std::shared_ptr<DispatchQueue> makeSerialQueue(const std::string& label = "frames") {
+        return dispatch->makeSerialQueue(label, QualityOfService::userInitiated);
+    }
+};
+
+using SerialQueueTest = QueuesTest;
+
+TEST_F(SerialQueueTest, RunsOnAThreadOfItsOwnThatCarriesTheLabel) {
+    const auto queue = makeSerialQueue("VideoOutputQueue");
+    const auto other = makeSerialQueue("other");
+    Mailbox<std::string> names;
+    EXPECT_FALSE(queue->isCurrent());
+    queue->async([&] {
+        EXPECT_TRUE(queue->isCurrent());
+        EXPECT_FALSE(other->isCurrent());
+        names.put(currentThreadName());
+    });
+    EXPECT_EQ(names.take(), "VideoOutputQueu");
+    other->async([&] { names.put(currentThreadName()); });
+    EXPECT_EQ(names.take(), "other");
+}
+
+TEST_F(SerialQueueTest, KeepsTheOrderAndRunsOneAtATime) {
+    constexpr int kThreads = 6;
+    constexpr int kEach = 400;
+    std::array<std::vector<int>, kThreads> ran;
+    std::atomic<int> inside = 0;
+    std::latch done(kThreads * kEach);
+    const auto queue = makeSerialQueue();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int i = 0; i < kEach; ++i) {
+                queue->async([&, thread, i] {
+                    EXPECT_EQ(inside.fetch_add(1), 0);
+                    ran[thread].push_back(i);
+                    inside.fetch_sub(1);
+                    done.count_down();
+                });
+            }
+        });
+    }
+    done.wait();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (const auto& each : ran) {
+        EXPECT_TRUE(std::is_sorted(each.begin(), each.end()));
+    }
+}
+
+TEST_F(SerialQueueTest, DelayedWorkIsNotEarly) {
+    const auto queue = makeSerialQueue();
+    Mailbox<steady_clock::time_point> times;
+    const auto start = steady_clock::now();
+    queue->asyncAfter(duration<double>(0.05), [&] { times.put(steady_clock::now()); });
+    const auto time = times.take();
+    ASSERT_TRUE(time);
+    EXPECT_GE(*time - start, duration<double>(0.05));
+}
+
+TEST_F(SerialQueueTest, ReleaseWaitsForRunningWorkAndDestroysTheRest) {
+    const auto token = std::make_shared<int>();
+    auto queue = makeSerialQueue();
+    std::latch entered(1);
+    std::atomic<bool> finished = false;
+    queue->async([&, token] {
+        entered.count_down();
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        finished = true;
+    });
+    queue->async([token] { ADD_FAILURE(); });
+    queue->asyncAfter(duration<double>(1000), [token] { ADD_FAILURE(); });
+    entered.wait();
+    queue.reset();
+    EXPECT_TRUE(finished);
+    EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST_F(SerialQueueTest, CanBeReleasedByItsOwnWork) {
+    auto token = std::make_shared<std::promise<void>>();
+    const std::future<void> tokenDestroyed = token->get_future();
+    Mailbox<int> released;
+    auto queue = makeSerialQueue();
+    std::latch mayRelease(1);
+    // The closure holds the last reference and lets go of it on the queue's thread.
+    queue->async([&mayRelease, &released, queue]() mutable {
+        mayRelease.wait();
+        queue.reset();
+        released.put(1);
+    });
+    const std::weak_ptr<DispatchQueue> weakQueue = queue;
+    queue->async([token] { ADD_FAILURE(); });
+    queue.reset();
+    token.reset();
+    EXPECT_FALSE(weakQueue.expired());
+    mayRelease.count_down();
+    EXPECT_EQ(released.take(), 1);
+    EXPECT_TRUE(weakQueue.expired());
+    EXPECT_EQ(tokenDestroyed.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+using GlobalQueueTest = QueuesTest;
+
+TEST_F(GlobalQueueTest, OneForEachQuality) {
+    DispatchQueue& userInitiated = dispatch->globalQueue(QualityOfService::userInitiated);
+    DispatchQueue& standard = dispatch->globalQueue(QualityOfService::standard);
+    EXPECT_NE(&userInitiated, &standard);
+    EXPECT_EQ(&userInitiated, &dispatch->globalQueue(QualityOfService::userInitiated));
+    Mailbox<std::string> names;
+    userInitiated.async([&] {
+        EXPECT_TRUE(userInitiated.isCurrent());
+        EXPECT_FALSE(standard.isCurrent());
+        names.put(currentThreadName());
+    });
+    EXPECT_EQ(names.take(), "user-initiated");
+    EXPECT_FALSE(userInitiated.isCurrent());
+}
+
+TEST_F(GlobalQueueTest, SixteenPiecesOfWorkMayBlockAtOnceAndMoreWait) {
+    constexpr int kMostThreads = 16;
+    DispatchQueue& queue = dispatch->globalQueue(QualityOfService::standard);
+    std::latch allInside(kMostThreads);
+    std::latch mayLeave(1);
+    for (int i = 0; i < kMostThreads; ++i) {
+        queue.async([&] {
+            allInside.count_down();
+            mayLeave.wait();
+        });
+    }
+    allInside.wait();
+    Mailbox<int> more;
+    queue.async([&] { more.put(1); });
+    EXPECT_FALSE(more.take(std::chrono::milliseconds(50)));
+    mayLeave.count_down();
+    EXPECT_TRUE(more.take());
+    endQueues();
+}
+
+TEST_F(GlobalQueueTest, BlockedWorkHoldsBackNeitherTimersNorTheOtherQueue) {
+    DispatchQueue& queue = dispatch->globalQueue(QualityOfService::userInitiated);
+    std::latch inside(1);
+    std::latch mayLeave(1);
+    queue.async([&] {
+        inside.count_down();
+        mayLeave.wait();
+    });
+    inside.wait();
+    Mailbox<int> ran;
+    queue.asyncAfter(duration<double>(0.001), [&] { ran.put(1); });
+    EXPECT_EQ(ran.take(), 1);
+    dispatch->globalQueue(QualityOfService::standard).async([&] { ran.put(2); });
+    EXPECT_EQ(ran.take(), 2);
+    mayLeave.count_down();
+    endQueues();
+}
+
+TEST_F(GlobalQueueTest, DestructionFinishesRunningWorkAndDestroysTheRest) {
+    const auto token = std::make_shared<int>();
+    DispatchQueue& queue = dispatch->globalQueue(QualityOfService::standard);
+    std::latch entered(1);
+    std::atomic<bool> finished = false;
+    queue.async([&, token] {
+        entered.count_down();
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        finished = true;
+    });
+    queue.asyncAfter(duration<double>(1000), [token] { ADD_FAILURE(); });
+    entered.wait();
+    dispatch.reset();
+    EXPECT_TRUE(finished);
+    EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST_F(GlobalQueueTest, TakesWorkFromManyThreads) {
+    constexpr int kThreads = 8;
+    constexpr int kEach = 300;
+    DispatchQueue& queue = dispatch->globalQueue(QualityOfService::standard);
+    std::atomic<int> ran = 0;
+    std::latch done(kThreads * kEach);
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < kEach; ++i) {
+                queue.async([&] {
+                    ran.fetch_add(1);
+                    done.count_down();
+                });
+            }
+        });
+    }
+    done.wait();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(ran, kThreads * kEach);
+    endQueues();
+}
+
+TEST_F(QueuesTest, WorkHopsBetweenAllQueues) {
+    const auto frames = makeSerialQueue();
+    std::vector<std::string> path;
+    frames->async([&] {
+        path.push_back(currentThreadName());
+        dispatch->globalQueue(QualityOfService::standard).async([&] {
+            path.push_back(currentThreadName());
+            mainQueue.async([&] { mainQueue.stop(); });
+        });
+    });
+    mainQueue.run();
+    EXPECT_EQ(path, (std::vector<std::string>{"frames", "standard"}));
+}
+
+}  // namespace
+}  // namespace velmaro

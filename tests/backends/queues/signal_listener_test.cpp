@@ -1,0 +1,67 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "backends/queues/AsioMainQueue.h"
+#include "backends/queues/SignalListener.h"
+#include "fakes/Dispatch.h"
+
+namespace velmaro {
+namespace {
+
+using testing::ElementsAre;
+
+bool hasDefaultEffect(int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler == SIG_DFL;
+}
+
+TEST(SignalListener, CallsOnTheQueueForEachSignal) {
+    AsioMainQueue queue;
+    std::vector<int> seen;
+    const SignalListener listener(queue, {SIGINT, SIGTERM, SIGUSR1, SIGUSR2}, [&](int signal) {
+        EXPECT_TRUE(queue.isCurrent());
+        seen.push_back(signal);
+        queue.stop();
+    });
+    for (const int signal : {SIGUSR1, SIGUSR2, SIGUSR1, SIGTERM, SIGINT}) {
+        std::raise(signal);
+        queue.run();
+    }
+    EXPECT_THAT(seen, ElementsAre(SIGUSR1, SIGUSR2, SIGUSR1, SIGTERM, SIGINT));
+}
+
+TEST(SignalListener, GivesTheDefaultEffectBack) {
+    AsioMainQueue queue;
+    {
+        const SignalListener listener(queue, {SIGUSR1}, [](int) {});
+        EXPECT_FALSE(hasDefaultEffect(SIGUSR1));
+    }
+    EXPECT_TRUE(hasDefaultEffect(SIGUSR1));
+}
+
+TEST(SignalListener, CallsNothingOnceItIsGone) {
+    AsioMainQueue queue;
+    bool called = false;
+    std::optional<SignalListener> listener;
+    listener.emplace(queue, std::initializer_list<int>{SIGUSR1}, [&](int) { called = true; });
+    std::raise(SIGUSR1);
+    // The call is on its way or queued already; either way it comes too late.
+    queue.asyncAfter(std::chrono::duration<double>(0.05), [&] { queue.stop(); });
+    listener.reset();
+    queue.run();
+    EXPECT_FALSE(called);
+}
+
+TEST(SignalListener, ThrowsForASignalThatCannotBeCaught) {
+    AsioMainQueue queue;
+    EXPECT_THROW(SignalListener(queue, {SIGKILL}, [](int) {}), std::system_error);
+}
+
+}  // namespace
+}  // namespace velmaro
