@@ -1,13 +1,13 @@
 #include "backends/cameras/VideoDevices.h"
 
 #include <fcntl.h>
+#include <libudev.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -55,15 +55,21 @@ std::vector<std::filesystem::path> forbiddenVideoDevices(const std::filesystem::
 
 std::vector<CameraDescription> describeVideoDevices(
     const std::vector<std::filesystem::path>& devices) {
+    const std::unique_ptr<udev, decltype(&udev_unref)> manager(udev_new(), udev_unref);
     std::vector<CameraDescription> cameras;
     for (const std::filesystem::path& device : devices) {
         struct stat status {};
-        if (::stat(device.c_str(), &status) != 0) {
+        if (!manager || ::stat(device.c_str(), &status) != 0) {
             continue;
         }
-        std::ifstream record("/run/udev/data/c" + std::to_string(major(status.st_rdev)) + ":" +
-                             std::to_string(minor(status.st_rdev)));
-        auto camera = describeRecord(record);
+        const std::unique_ptr<udev_device, decltype(&udev_device_unref)> record(
+            udev_device_new_from_devnum(manager.get(), 'c', status.st_rdev), udev_device_unref);
+        if (!record) {
+            continue;
+        }
+        auto camera = describeProperties([&record](const char* name) {
+            return udev_device_get_property_value(record.get(), name);
+        });
         // A camera often has several devices.
         if (camera && std::ranges::none_of(cameras, [&](const CameraDescription& known) {
                 return known.uniqueID == camera->uniqueID;
@@ -74,31 +80,18 @@ std::vector<CameraDescription> describeVideoDevices(
     return cameras;
 }
 
-std::optional<CameraDescription> describeRecord(std::istream& record) {
-    CameraDescription camera;
-    bool captures = false;
-    for (std::string line; std::getline(record, line);) {
-        const std::size_t equals = line.find('=');
-        if (equals == std::string::npos) {
-            continue;
-        }
-        const std::string name = line.substr(0, equals);
-        const std::string value = line.substr(equals + 1);
-        if (name == "E:ID_PATH") {
-            camera.uniqueID = value;
-        } else if (name == "E:ID_V4L_PRODUCT") {
-            camera.localizedName = value;
-        } else if (name == "E:ID_V4L_CAPABILITIES") {
-            captures = value.find(":capture:") != std::string::npos;
-        }
-    }
-    if (!captures || camera.uniqueID.empty()) {
+std::optional<CameraDescription> describeProperties(const Property& property) {
+    const auto text = [&property](const char* name) {
+        const char* const value = property(name);
+        return std::string(value == nullptr ? "" : value);
+    };
+    const std::string place = text("ID_PATH");
+    const bool captures = text("ID_V4L_CAPABILITIES").find(":capture:") != std::string::npos;
+    if (!captures || place.empty()) {
         return std::nullopt;
     }
-    if (camera.localizedName.empty()) {
-        camera.localizedName = camera.uniqueID;
-    }
-    return camera;
+    const std::string name = text("ID_V4L_PRODUCT");
+    return CameraDescription{place, name.empty() ? place : name};
 }
 
 }  // namespace velmaro::cameras

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <istream>
 #include <optional>
 #include <vector>
 
@@ -21,12 +20,15 @@ int tryOpen(const std::filesystem::path& file);
 [[nodiscard]] std::vector<std::filesystem::path> forbiddenVideoDevices(
     const std::filesystem::path& folder = "/dev", const TryOpen& open = tryOpen);
 
-/// The cameras behind the devices, as the device manager wrote them down for everybody: with the
-/// name and identity that they have for those who may open them.
+/// The cameras behind the devices, as udev knows them for everybody: with the name and identity
+/// that they have for those who may open them.
 [[nodiscard]] std::vector<CameraDescription> describeVideoDevices(
     const std::vector<std::filesystem::path>& devices);
 
-/// The camera in one of the device manager's records; nothing if it is none.
-[[nodiscard]] std::optional<CameraDescription> describeRecord(std::istream& record);
+/// A property of a device that udev knows; null if it has none of that name.
+using Property = std::function<const char*(const char* name)>;
+
+/// The camera that has these properties; nothing if it is none.
+[[nodiscard]] std::optional<CameraDescription> describeProperties(const Property& property);
 
 }  // namespace velmaro::cameras

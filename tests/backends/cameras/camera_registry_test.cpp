@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <sstream>
+#include <map>
+#include <string>
 
 #include "../gstreamer/Media.h"
 #include "ScriptedDevice.h"
@@ -117,20 +118,26 @@ TEST(VideoDevices, AreForbiddenOnlyIfNoneOpens) {
     EXPECT_EQ(forbiddenVideoDevices(path), Devices{});
 }
 
-TEST(VideoDevices, AreCamerasIfTheirRecordSaysSo) {
-    const auto described = [](const std::string& text) {
-        std::istringstream record(text);
-        return describeRecord(record);
+TEST(VideoDevices, AreCamerasIfUdevSaysSo) {
+    using Properties = std::map<std::string, std::string>;
+    const auto described = [](const Properties& properties) {
+        return describeProperties([&](const char* name) -> const char* {
+            const auto property = properties.find(name);
+            return property == properties.end() ? nullptr : property->second.c_str();
+        });
     };
-    const std::string place = "S:v4l/by-path/a\nI:123\nE:ID_V4L_VERSION=2\nE:ID_PATH=pci-1\n";
-    const std::string captures = "E:ID_V4L_CAPABILITIES=:capture:\n";
-    EXPECT_EQ(described(place + captures + "E:ID_V4L_PRODUCT=A = B\nG:seat\n"),
-              (CameraDescription{"pci-1", "A = B"}));
-    EXPECT_EQ(described(place + captures), (CameraDescription{"pci-1", "pci-1"}));
-    EXPECT_EQ(described(captures), std::nullopt) << "it has no lasting place";
-    EXPECT_EQ(described(place + "E:ID_V4L_CAPABILITIES=:\n"), std::nullopt);
-    EXPECT_EQ(described(place + "E:ID_V4L_CAPABILITIES=:video_output:\n"), std::nullopt);
-    EXPECT_EQ(described(""), std::nullopt);
+    const Properties camera{{"ID_PATH", "pci-1"}, {"ID_V4L_CAPABILITIES", ":capture:"}};
+    const auto with = [&](const std::string& name, const std::string& value) {
+        Properties changed = camera;
+        changed[name] = value;
+        return described(changed);
+    };
+    EXPECT_EQ(with("ID_V4L_PRODUCT", "A = B"), (CameraDescription{"pci-1", "A = B"}));
+    EXPECT_EQ(described(camera), (CameraDescription{"pci-1", "pci-1"}));
+    EXPECT_EQ(with("ID_PATH", ""), std::nullopt) << "it has no lasting place";
+    EXPECT_EQ(with("ID_V4L_CAPABILITIES", ":"), std::nullopt);
+    EXPECT_EQ(with("ID_V4L_CAPABILITIES", ":video_output:"), std::nullopt);
+    EXPECT_EQ(described({}), std::nullopt);
     EXPECT_TRUE(describeVideoDevices({"/dev/null", "absent"}).empty());
 }
 

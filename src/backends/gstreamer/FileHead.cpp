@@ -1,0 +1,100 @@
+#include "backends/gstreamer/FileHead.h"
+
+#include <gst/base/gsttypefindhelper.h>
+#include <gst/tag/tag.h>
+
+#include <array>
+#include <fstream>
+#include <span>
+#include <vector>
+
+#include "backends/gstreamer/Handles.h"
+
+namespace velmaro::gstreamer {
+
+namespace {
+
+constexpr std::size_t kLookedAt = 65536;
+/// Of a JPEG file: nothing that counts comes later.
+constexpr int kMostSegments = 500;
+
+using TagsHandle = std::unique_ptr<GstTagList, ReleaseMiniObject>;
+using BufferHandle = std::unique_ptr<GstBuffer, ReleaseMiniObject>;
+
+/// `exif` without the six bytes that mark it.
+GstVideoOrientationMethod orientationOf(std::span<const std::uint8_t> exif) {
+    const BufferHandle buffer(gst_buffer_new_memdup(exif.data(), exif.size()));
+    const TagsHandle tags(gst_tag_list_from_exif_buffer_with_tiff_header(buffer.get()));
+    GstVideoOrientationMethod method = GST_VIDEO_ORIENTATION_IDENTITY;
+    if (tags && gst_video_orientation_from_tag(tags.get(), &method) == FALSE) {
+        method = GST_VIDEO_ORIENTATION_IDENTITY;
+    }
+    return method;
+}
+
+/// The segments before the picture: its size and its orientation.
+void readJPEG(std::istream& file, FileHead& head) {
+    constexpr std::array<std::uint8_t, 6> kExif{'E', 'x', 'i', 'f', 0, 0};
+    file.clear();
+    file.seekg(2);
+    for (int count = 0; count < kMostSegments; ++count) {
+        std::array<std::uint8_t, 4> header{};
+        if (!file.read(reinterpret_cast<char*>(header.data()), 4) || header[0] != 0xff) {
+            return;
+        }
+        const int marker = header[1];
+        const int length = header[2] << 8 | header[3];
+        if (length < 2 || marker == 0xda) {
+            return;
+        }
+        std::vector<std::uint8_t> content(static_cast<std::size_t>(length) - 2);
+        if (!file.read(reinterpret_cast<char*>(content.data()),
+                       static_cast<std::streamsize>(content.size()))) {
+            return;
+        }
+        const bool isFrame =
+            marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
+        if (isFrame && content.size() >= 5) {
+            head.height = content[1] << 8 | content[2];
+            head.width = content[3] << 8 | content[4];
+        } else if (marker == 0xe1 && content.size() > kExif.size() &&
+                   std::equal(kExif.begin(), kExif.end(), content.begin())) {
+            head.orientation = orientationOf(std::span(content).subspan(kExif.size()));
+        }
+    }
+}
+
+}  // namespace
+
+std::optional<std::string> whyTooLarge(std::int64_t width, std::int64_t height) {
+    if (width * height <= kMaximalPixels) {
+        return std::nullopt;
+    }
+    return "it has " + std::to_string(width) + " x " + std::to_string(height) +
+           " pixels, more than the " + std::to_string(kMaximalPixels / 1'000'000) +
+           " million that can be played";
+}
+
+FileHead FileHead::read(const std::string& path) {
+    FileHead head;
+    std::ifstream file(path, std::ios::binary);
+    std::vector<std::uint8_t> data(kLookedAt);
+    file.read(reinterpret_cast<char*>(data.data()), kLookedAt);
+    data.resize(static_cast<std::size_t>(file.gcount()));
+    head.isWhole = data.size() < kLookedAt;
+    const CapsHandle caps(
+        gst_type_find_helper_for_data(nullptr, data.data(), data.size(), nullptr));
+    if (!caps) {
+        return head;
+    }
+    const GstStructure* const type = gst_caps_get_structure(caps.get(), 0);
+    head.mediaType = gst_structure_get_name(type);
+    gst_structure_get_int(type, "width", &head.width);
+    gst_structure_get_int(type, "height", &head.height);
+    if (head.mediaType == "image/jpeg") {
+        readJPEG(file, head);
+    }
+    return head;
+}
+
+}  // namespace velmaro::gstreamer
