@@ -44,9 +44,9 @@ void startToFirstFrame(benchmark::State& state) {
     // The allocator gives threads that come an arena each, until there are eight for each
     // processor, which would look like growth.
     ::mallopt(M_ARENA_MAX, 1);
-    Rig rig([](velmaro::NotificationCenter& notificationCenter) {
+    Rig rig([](velmaro::NotificationCenter& notificationCenter, velmaro::Diagnostics& diagnostics) {
         CaptureOptions options;
-        options.cameras = velmaro::cameras::makeLiveCameras(notificationCenter, 5s);
+        options.cameras = velmaro::cameras::makeLiveCameras(notificationCenter, diagnostics, 5s);
         return options;
     });
     const auto camera = rig.device();

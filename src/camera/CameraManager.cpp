@@ -7,7 +7,6 @@
 #include <span>
 #include <string>
 #include <utility>
-#include <variant>
 
 namespace velmaro {
 namespace {
@@ -170,13 +169,13 @@ void CameraManager::setupCaptureSession() {
     }
 
     const auto input = capture_.makeDeviceInput(camera);
-    if (const auto* error = std::get_if<Error>(&input)) {
-        log_.line("❌ Error creating camera input: " + error->description);
-        status("❌ Erreur: " + error->localizedDescription);
+    if (!input) {
+        log_.line("❌ Error creating camera input: " + input.error().description);
+        status("❌ Erreur: " + input.error().localizedDescription);
         captureSession->commitConfiguration();
         return;
     }
-    addInput(std::get<std::shared_ptr<CaptureDeviceInput>>(input));
+    addInput(*input);
     addOutput();
     captureSession->commitConfiguration();
     startSession();

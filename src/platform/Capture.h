@@ -7,13 +7,13 @@
 #include <span>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "platform/Dispatch.h"
 #include "platform/Error.h"
 #include "platform/NotificationCenter.h"
 #include "platform/PixelBuffer.h"
+#include "platform/Result.h"
 
 namespace velmaro {
 
@@ -137,7 +137,7 @@ public:
 
     virtual std::shared_ptr<CaptureSession> makeSession() = 0;
     /// The input, or why there is none.
-    virtual std::variant<std::shared_ptr<CaptureDeviceInput>, Error> makeDeviceInput(
+    virtual Result<std::shared_ptr<CaptureDeviceInput>> makeDeviceInput(
         const std::shared_ptr<CaptureDevice>& device) = 0;
     virtual std::shared_ptr<VideoDataOutput> makeVideoDataOutput() = 0;
 };

@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "platform/Capture.h"
@@ -135,11 +134,11 @@ public:
         pendingRequest = std::move(completion);
     }
     std::shared_ptr<CaptureSession> makeSession() override { return session; }
-    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> makeDeviceInput(
+    Result<std::shared_ptr<CaptureDeviceInput>> makeDeviceInput(
         const std::shared_ptr<CaptureDevice>& device) override {
         trace.push_back("makeDeviceInput " + device->uniqueID());
         if (inputError) {
-            return *inputError;
+            return tl::unexpected(*inputError);
         }
         return std::make_shared<ScriptedInput>(device);
     }

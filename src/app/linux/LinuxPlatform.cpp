@@ -38,7 +38,8 @@ constexpr std::chrono::milliseconds kLongCameraPatience{10000};
 
 /// Null if those of this computer are not even looked for.
 std::unique_ptr<gstreamer::DeviceProvider> makeCameras(LiveCameras liveCameras,
-                                                       NotificationCenter& notificationCenter) {
+                                                       NotificationCenter& notificationCenter,
+                                                       Diagnostics& diagnostics) {
     std::chrono::milliseconds patience{0};
     switch (liveCameras) {
         case LiveCameras::none:
@@ -52,7 +53,7 @@ std::unique_ptr<gstreamer::DeviceProvider> makeCameras(LiveCameras liveCameras,
             patience = kLongCameraPatience;
             break;
     }
-    return cameras::makeLiveCameras(notificationCenter, patience);
+    return cameras::makeLiveCameras(notificationCenter, diagnostics, patience);
 }
 
 std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& options) {
@@ -101,10 +102,10 @@ struct LinuxPlatform::Parts {
           network(&telemetry),
           receivers(network, diagnostics),
           capture(
-              *dispatch, notificationCenter, telemetry,
+              *dispatch, notificationCenter, telemetry, diagnostics,
               {.files = fileCameras(options),
                .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
-               .cameras = makeCameras(options.liveCameras, notificationCenter),
+               .cameras = makeCameras(options.liveCameras, notificationCenter, diagnostics),
                .playbackEnded = [this] { endPlayback(); }}),
           portal(needsPermission(options) ? std::make_unique<PortalCapture>(capture) : nullptr),
           faceLandmarks(makeFaceLandmarks(telemetry)),

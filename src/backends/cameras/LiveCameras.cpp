@@ -1,6 +1,5 @@
 #include "backends/cameras/LiveCameras.h"
 
-#include <iostream>
 #include <map>
 #include <string>
 #include <utility>
@@ -16,7 +15,8 @@ namespace {
 
 class LiveCameras : public gstreamer::DeviceProvider {
 public:
-    LiveCameras(NotificationCenter& notificationCenter, std::chrono::milliseconds patience);
+    LiveCameras(NotificationCenter& notificationCenter, Diagnostics& diagnostics,
+                std::chrono::milliseconds patience);
 
     [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> devices() override;
     [[nodiscard]] bool isForbidden() const override;
@@ -24,6 +24,7 @@ public:
 private:
     [[nodiscard]] std::vector<CameraDescription> forbiddenCameras();
 
+    Diagnostics& diagnostics_;
     const std::chrono::milliseconds patience_;
     CameraMonitor monitor_;
     bool hinted_ = false;
@@ -31,8 +32,11 @@ private:
     std::map<std::string, std::shared_ptr<CaptureDevice>> known_;
 };
 
-LiveCameras::LiveCameras(NotificationCenter& notificationCenter, std::chrono::milliseconds patience)
-    : patience_(patience), monitor_([&notificationCenter](CameraChange change) {
+LiveCameras::LiveCameras(NotificationCenter& notificationCenter, Diagnostics& diagnostics,
+                         std::chrono::milliseconds patience)
+    : diagnostics_(diagnostics),
+      patience_(patience),
+      monitor_([&notificationCenter](CameraChange change) {
           notificationCenter.post({change == CameraChange::connected
                                        ? kCaptureDeviceWasConnected
                                        : kCaptureDeviceWasDisconnected,
@@ -50,7 +54,7 @@ std::vector<std::shared_ptr<CaptureDevice>> LiveCameras::devices() {
     for (CameraDescription& camera : cameras) {
         std::shared_ptr<CaptureDevice>& device = known_[camera.uniqueID];
         if (!device || device->localizedName() != camera.localizedName) {
-            device = makeLiveDevice(std::move(camera), monitor_.registry());
+            device = makeLiveDevice(std::move(camera), monitor_.registry(), diagnostics_);
         }
         devices.push_back(device);
     }
@@ -62,8 +66,10 @@ std::vector<CameraDescription> LiveCameras::forbiddenCameras() {
     const auto forbidden = forbiddenVideoDevices();
     if (!forbidden.empty() && !hinted_) {
         hinted_ = true;
-        std::cerr << "velmaro: there are cameras, but this user may not open them: add the user to "
-                     "the group \"video\" (sudo usermod -aG video NAME) and log in again\n";
+        diagnostics_.report({Diagnostic::Kind::warning, Diagnostic::Subject::camera,
+                             "there are cameras, but this user may not open them",
+                             "add the user to the group \"video\" (sudo usermod -aG video NAME) "
+                             "and log in again"});
     }
     return describeVideoDevices(forbidden);
 }
@@ -75,8 +81,9 @@ bool LiveCameras::isForbidden() const {
 }  // namespace
 
 std::unique_ptr<gstreamer::DeviceProvider> makeLiveCameras(NotificationCenter& notificationCenter,
+                                                           Diagnostics& diagnostics,
                                                            std::chrono::milliseconds patience) {
-    return std::make_unique<LiveCameras>(notificationCenter, patience);
+    return std::make_unique<LiveCameras>(notificationCenter, diagnostics, patience);
 }
 
 }  // namespace velmaro::cameras

@@ -10,22 +10,23 @@ namespace {
 
 class LiveDevice : public gstreamer::PlayableDevice {
 public:
-    LiveDevice(CameraDescription camera, std::shared_ptr<CameraRegistry> registry)
-        : camera_(std::move(camera)), registry_(std::move(registry)) {}
+    LiveDevice(CameraDescription camera, std::shared_ptr<CameraRegistry> registry,
+               Diagnostics& diagnostics)
+        : camera_(std::move(camera)), registry_(std::move(registry)), diagnostics_(diagnostics) {}
 
     [[nodiscard]] const std::string& uniqueID() const override { return camera_.uniqueID; }
     [[nodiscard]] const std::string& localizedName() const override {
         return camera_.localizedName;
     }
 
-    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> open(
+    Result<std::shared_ptr<CaptureDeviceInput>> open(
         const std::shared_ptr<gstreamer::Workers>& workers) override {
         if (!registry_->find(camera_.uniqueID)) {
-            return absent(camera_);
+            return tl::unexpected(absent(camera_));
         }
         return std::make_shared<gstreamer::DeviceInput>(
-            [camera = camera_, registry = registry_] {
-                return std::make_unique<LiveSource>(camera, registry);
+            [camera = camera_, registry = registry_, &diagnostics = diagnostics_] {
+                return std::make_unique<LiveSource>(camera, registry, diagnostics);
             },
             workers);
     }
@@ -33,13 +34,15 @@ public:
 private:
     const CameraDescription camera_;
     const std::shared_ptr<CameraRegistry> registry_;
+    Diagnostics& diagnostics_;
 };
 
 }  // namespace
 
-std::shared_ptr<gstreamer::PlayableDevice> makeLiveDevice(
-    CameraDescription camera, std::shared_ptr<CameraRegistry> registry) {
-    return std::make_shared<LiveDevice>(std::move(camera), std::move(registry));
+std::shared_ptr<gstreamer::PlayableDevice> makeLiveDevice(CameraDescription camera,
+                                                          std::shared_ptr<CameraRegistry> registry,
+                                                          Diagnostics& diagnostics) {
+    return std::make_shared<LiveDevice>(std::move(camera), std::move(registry), diagnostics);
 }
 
 }  // namespace velmaro::cameras

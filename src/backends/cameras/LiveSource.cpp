@@ -1,6 +1,5 @@
 #include "backends/cameras/LiveSource.h"
 
-#include <iostream>
 #include <string_view>
 #include <utility>
 
@@ -33,10 +32,6 @@ void postGone(GstElement* element) {
                              gst_message_new_error(GST_OBJECT(element), error.get(), nullptr));
 }
 
-void say(const CameraDescription& camera, const std::string& text) {
-    std::cerr << "velmaro: the camera \"" + camera.localizedName + "\" " + text + "\n";
-}
-
 }  // namespace
 
 Error absent(const CameraDescription& camera) {
@@ -45,11 +40,12 @@ Error absent(const CameraDescription& camera) {
         "the camera \"" + camera.localizedName + "\" is not connected"};
 }
 
-LiveSource::LiveSource(CameraDescription camera, std::shared_ptr<CameraRegistry> registry)
-    : camera_(std::move(camera)), registry_(std::move(registry)) {}
+LiveSource::LiveSource(CameraDescription camera, std::shared_ptr<CameraRegistry> registry,
+                       Diagnostics& diagnostics)
+    : camera_(std::move(camera)), registry_(std::move(registry)), diagnostics_(diagnostics) {}
 
-std::string LiveSource::slowStart() const {
-    return "the camera \"" + camera_.localizedName + "\" has not answered for 2 seconds";
+std::optional<Diagnostic> LiveSource::slowStart() const {
+    return warning("has not answered for 2 seconds", "plug it in again, or choose another");
 }
 
 std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& sink) {
@@ -118,10 +114,12 @@ bool LiveSource::goOn(GstElement* pipeline, GstMessageType /*end*/, bool /*hasSt
 std::optional<Error> LiveSource::frameFlowChanged(gstreamer::FrameFlow flow) {
     switch (flow) {
         case gstreamer::FrameFlow::halted:
-            say(camera_, "has given no picture for 2 seconds");
+            diagnostics_.report(warning("has given no picture for 2 seconds",
+                                        "open its shutter, or plug it in again"));
             return std::nullopt;
         case gstreamer::FrameFlow::resumed:
-            say(camera_, "gives pictures again");
+            diagnostics_.report({Diagnostic::Kind::hint, Diagnostic::Subject::camera,
+                                 named("gives pictures again"), ""});
             return std::nullopt;
         case gstreamer::FrameFlow::stopped:
             return error("gives no more pictures");
@@ -150,8 +148,16 @@ Error LiveSource::explain(const GError& reason) const {
     return error("cannot be used: " + std::string(reason.message));
 }
 
+std::string LiveSource::named(const std::string& predicate) const {
+    return "the camera \"" + camera_.localizedName + "\" " + predicate;
+}
+
+Diagnostic LiveSource::warning(const std::string& predicate, const std::string& advice) const {
+    return {Diagnostic::Kind::warning, Diagnostic::Subject::camera, named(predicate), advice};
+}
+
 Error LiveSource::error(const std::string& predicate) const {
-    const std::string text = "the camera \"" + camera_.localizedName + "\" " + predicate;
+    const std::string text = named(predicate);
     return {text, text};
 }
 

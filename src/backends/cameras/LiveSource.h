@@ -13,10 +13,12 @@ namespace velmaro::cameras {
 /// Reads a live camera. Which device that is now is found out at every start.
 class LiveSource : public gstreamer::Source {
 public:
-    LiveSource(CameraDescription camera, std::shared_ptr<CameraRegistry> registry);
+    /// `diagnostics` outlives the source.
+    LiveSource(CameraDescription camera, std::shared_ptr<CameraRegistry> registry,
+               Diagnostics& diagnostics);
 
     [[nodiscard]] gstreamer::Pace pace() const override { return gstreamer::Pace::asTheyCome; }
-    [[nodiscard]] std::string slowStart() const override;
+    [[nodiscard]] std::optional<Diagnostic> slowStart() const override;
     std::optional<Error> build(GstBin* pipeline, gstreamer::FrameSink& sink) override;
     bool preroll(GstElement* pipeline) override;
     bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) override;
@@ -24,10 +26,15 @@ public:
     [[nodiscard]] Error explain(const GError& reason) const override;
 
 private:
+    /// The camera's name before `predicate`.
+    [[nodiscard]] std::string named(const std::string& predicate) const;
+    /// A warning about the camera, as `predicate` says it.
+    [[nodiscard]] Diagnostic warning(const std::string& predicate, const std::string& advice) const;
     [[nodiscard]] Error error(const std::string& predicate) const;
 
     const CameraDescription camera_;
     const std::shared_ptr<CameraRegistry> registry_;
+    Diagnostics& diagnostics_;
     std::optional<gstreamer::LatestFrame> latest_;
     std::shared_ptr<DeviceUse> use_;
 };

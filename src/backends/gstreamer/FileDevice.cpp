@@ -54,10 +54,10 @@ public:
         return camera_.localizedName;
     }
 
-    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> open(
+    Result<std::shared_ptr<CaptureDeviceInput>> open(
         const std::shared_ptr<Workers>& workers) override {
         if (auto error = ensureLibrary()) {
-            return *std::move(error);
+            return tl::unexpected(*std::move(error));
         }
         if (const auto reason = whyUnreadable(camera_.path)) {
             return error(*reason);
@@ -76,8 +76,8 @@ public:
     }
 
 private:
-    [[nodiscard]] Error error(const std::string& reason) const {
-        return {"cannot play \"" + camera_.path + "\": " + reason, reason};
+    [[nodiscard]] tl::unexpected<Error> error(const std::string& reason) const {
+        return tl::unexpected(Error{"cannot play \"" + camera_.path + "\": " + reason, reason});
     }
 
     const FileCamera camera_;

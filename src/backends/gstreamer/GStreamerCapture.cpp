@@ -18,9 +18,11 @@ constexpr std::chrono::milliseconds kCloseLimit{2000};
 }  // namespace
 
 GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notificationCenter,
-                                   Telemetry& telemetry, CaptureOptions options)
-    : services_(std::make_shared<const SessionServices>(SessionServices{
-          dispatch, notificationCenter, telemetry, std::move(options.playbackEnded)})),
+                                   Telemetry& telemetry, Diagnostics& diagnostics,
+                                   CaptureOptions options)
+    : messages_(diagnostics),
+      services_(std::make_shared<const SessionServices>(SessionServices{
+          dispatch, notificationCenter, telemetry, diagnostics, std::move(options.playbackEnded)})),
       workers_(std::make_shared<Workers>()),
       files_(makeFileDevices(options.files, options.playback)),
       cameras_(std::move(options.cameras)) {}
@@ -59,12 +61,13 @@ std::shared_ptr<CaptureSession> GStreamerCapture::makeSession() {
     return std::make_shared<GStreamerSession>(services_);
 }
 
-std::variant<std::shared_ptr<CaptureDeviceInput>, Error> GStreamerCapture::makeDeviceInput(
+Result<std::shared_ptr<CaptureDeviceInput>> GStreamerCapture::makeDeviceInput(
     const std::shared_ptr<CaptureDevice>& device) {
     if (const auto ours = std::dynamic_pointer_cast<PlayableDevice>(device)) {
         return ours->open(workers_);
     }
-    return Error{"the device is not one of this capture's", "This camera cannot be used"};
+    return tl::unexpected(
+        Error{"the device is not one of this capture's", "This camera cannot be used"});
 }
 
 std::shared_ptr<VideoDataOutput> GStreamerCapture::makeVideoDataOutput() {

@@ -6,6 +6,7 @@
 
 #include "backends/gstreamer/DeviceProvider.h"
 #include "backends/gstreamer/FileCamera.h"
+#include "backends/gstreamer/Library.h"
 #include "platform/Capture.h"
 #include "platform/Telemetry.h"
 
@@ -29,7 +30,7 @@ class GStreamerCapture : public Capture {
 public:
     /// The doors and the counters outlive everything made here.
     GStreamerCapture(Dispatch& dispatch, NotificationCenter& notificationCenter,
-                     Telemetry& telemetry, CaptureOptions options);
+                     Telemetry& telemetry, Diagnostics& diagnostics, CaptureOptions options);
     GStreamerCapture(const GStreamerCapture&) = delete;
     GStreamerCapture& operator=(const GStreamerCapture&) = delete;
     /// Closes what still runs and waits for it, but not for a device that hangs.
@@ -42,11 +43,12 @@ public:
     void requestAccess(std::function<void(bool granted)> completion) override;
 
     std::shared_ptr<CaptureSession> makeSession() override;
-    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> makeDeviceInput(
+    Result<std::shared_ptr<CaptureDeviceInput>> makeDeviceInput(
         const std::shared_ptr<CaptureDevice>& device) override;
     std::shared_ptr<VideoDataOutput> makeVideoDataOutput() override;
 
 private:
+    const LibraryMessages messages_;
     const std::shared_ptr<const SessionServices> services_;
     const std::shared_ptr<Workers> workers_;
     const std::vector<std::shared_ptr<CaptureDevice>> files_;

@@ -33,7 +33,9 @@ void GStreamerSession::startRunning() {
     const auto decided = [&] { return pipeline_ != pipeline || running_.load(); };
     if (!stateChanged_.wait_for(lock, kSlowStart, decided)) {
         lock.unlock();
-        pipeline->sayThatItIsSlow();
+        if (const auto& slow = pipeline->slowStart()) {
+            services_->diagnostics.report(*slow);
+        }
         lock.lock();
         stateChanged_.wait(lock, decided);
     }

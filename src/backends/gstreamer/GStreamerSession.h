@@ -20,6 +20,7 @@ struct SessionServices {
     Dispatch& dispatch;
     NotificationCenter& notificationCenter;
     Telemetry& telemetry;
+    Diagnostics& diagnostics;
     /// Called on the main queue when the frames ended and all were handled. May be empty.
     std::function<void()> playbackEnded;
 };

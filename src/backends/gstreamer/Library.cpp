@@ -3,10 +3,13 @@
 #include <gst/gst.h>
 #include <gst/pbutils/pbutils.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "backends/gstreamer/Handles.h"
 
@@ -14,30 +17,59 @@ namespace velmaro::gstreamer {
 
 namespace {
 
-void printToStandardError(const gchar* text) {
-    std::fputs(text, stderr);
+/// GLib's handlers are the process's own, so is whom they tell.
+struct Listeners {
+    std::mutex mutex;
+    std::vector<Diagnostics*> diagnostics;
+};
+Listeners& listeners() {
+    static auto* const shared = new Listeners;
+    return *shared;
 }
 
-/// GLib's own switch for this may not be thrown any more once another thread of GLib runs.
-GLogWriterOutput logToStandardError(GLogLevelFlags level, const GLogField* fields, gsize count,
-                                    gpointer /*data*/) {
-    const char* domain = nullptr;
-    for (const GLogField& field : std::span(fields, count)) {
-        if (std::string_view(field.key) == "GLIB_DOMAIN") {
-            domain = static_cast<const char*>(field.value);
-        }
+void report(Diagnostic::Kind kind, std::string text) {
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
     }
-    if (g_log_writer_default_would_drop(level, domain) == FALSE) {
-        const TextHandle text(g_log_writer_format_fields(level, fields, count, FALSE));
-        printToStandardError((std::string(text.get()) + "\n").c_str());
+    std::ranges::replace_if(
+        text, [](unsigned char c) { return c < ' '; }, ' ');
+    Listeners& shared = listeners();
+    const std::lock_guard lock(shared.mutex);
+    if (!shared.diagnostics.empty()) {
+        shared.diagnostics.back()->report(
+            {kind, Diagnostic::Subject::program, std::move(text), ""});
+    }
+}
+
+void reportPrinted(const gchar* text) {
+    report(Diagnostic::Kind::hint, text);
+}
+
+GLogWriterOutput reportLogged(GLogLevelFlags level, const GLogField* fields, gsize count,
+                              gpointer /*data*/) {
+    std::string domain = "GLib";
+    std::string message;
+    for (const GLogField& field : std::span(fields, count)) {
+        const std::string_view key = field.key;
+        if (field.length >= 0 || (key != "GLIB_DOMAIN" && key != "MESSAGE")) {
+            continue;
+        }
+        (key == "MESSAGE" ? message : domain) = static_cast<const char*>(field.value);
+    }
+    if (g_log_writer_default_would_drop(level, domain.c_str()) == FALSE) {
+        const bool isWarning =
+            (level & (G_LOG_LEVEL_ERROR | G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING)) != 0;
+        report(isWarning ? Diagnostic::Kind::warning : Diagnostic::Kind::hint,
+               "the library " + domain + " says: " + message);
     }
     return G_LOG_WRITER_HANDLED;
 }
 
 std::optional<Error> initialise() {
     // Standard output belongs to the program's own lines.
-    g_set_print_handler(printToStandardError);
-    g_log_set_writer_func(logToStandardError, nullptr, nullptr);
+    g_set_print_handler(reportPrinted);
+    g_set_printerr_handler(reportPrinted);
+    g_log_set_writer_func(reportLogged, nullptr, nullptr);
     // A crash should reach the debugger, not wait in GStreamer's handler.
     gst_segtrap_set_enabled(FALSE);
 
@@ -66,6 +98,18 @@ std::optional<Error> initialise() {
 std::optional<Error> ensureLibrary() {
     static const std::optional<Error> error = initialise();
     return error;
+}
+
+LibraryMessages::LibraryMessages(Diagnostics& diagnostics) : diagnostics_(diagnostics) {
+    Listeners& shared = listeners();
+    const std::lock_guard lock(shared.mutex);
+    shared.diagnostics.push_back(&diagnostics_);
+}
+
+LibraryMessages::~LibraryMessages() {
+    Listeners& shared = listeners();
+    const std::lock_guard lock(shared.mutex);
+    shared.diagnostics.erase(std::ranges::find(shared.diagnostics, &diagnostics_));
 }
 
 }  // namespace velmaro::gstreamer

@@ -3,7 +3,6 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <iostream>
 #include <thread>
 #include <utility>
 
@@ -90,12 +89,6 @@ std::optional<Error> Pipeline::play(std::shared_ptr<NewestFrame> target,
     }
     wake();
     return std::nullopt;
-}
-
-void Pipeline::sayThatItIsSlow() const {
-    if (!slowStart_.empty()) {
-        std::cerr << "velmaro: " + slowStart_ + "\n";
-    }
 }
 
 void Pipeline::close() {

@@ -6,7 +6,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "backends/gstreamer/FrameSink.h"
@@ -67,8 +66,8 @@ public:
     [[nodiscard]] std::optional<Error> play(std::shared_ptr<NewestFrame> target,
                                             std::weak_ptr<PipelineListener> listener);
 
-    /// Says on standard error that it has not started for a while. Any thread.
-    void sayThatItIsSlow() const;
+    /// What to tell people while the start takes long, if it may. Any thread.
+    [[nodiscard]] const std::optional<Diagnostic>& slowStart() const { return slowStart_; }
 
     /// Asks to close and returns at once. Any thread, any number of times.
     void close();
@@ -93,7 +92,7 @@ private:
     void enter(Stage stage);
     [[nodiscard]] std::shared_ptr<PipelineListener> listener();
 
-    const std::string slowStart_;
+    const std::optional<Diagnostic> slowStart_;
 
     // The worker's own, except that anybody may post to the bus.
     std::unique_ptr<Source> source_;

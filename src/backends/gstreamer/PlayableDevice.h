@@ -4,7 +4,6 @@
 #include <memory>
 #include <mutex>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "backends/gstreamer/Pipeline.h"
@@ -53,7 +52,7 @@ private:
 class PlayableDevice : public CaptureDevice {
 public:
     /// The input, or why the device cannot be used. Returns within a few seconds.
-    virtual std::variant<std::shared_ptr<CaptureDeviceInput>, Error> open(
+    virtual Result<std::shared_ptr<CaptureDeviceInput>> open(
         const std::shared_ptr<Workers>& workers) = 0;
 };
 

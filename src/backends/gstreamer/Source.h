@@ -3,10 +3,10 @@
 #include <gst/gst.h>
 
 #include <optional>
-#include <string>
 
 #include "backends/gstreamer/FrameSink.h"
 #include "backends/gstreamer/FrameWatch.h"
+#include "platform/Diagnostics.h"
 #include "platform/Error.h"
 
 namespace velmaro::gstreamer {
@@ -23,8 +23,8 @@ public:
 
     [[nodiscard]] virtual Pace pace() const = 0;
 
-    /// What to tell people while the start takes long; empty if it does not.
-    [[nodiscard]] virtual std::string slowStart() const { return {}; }
+    /// What to tell people while the start takes long, if it may.
+    [[nodiscard]] virtual std::optional<Diagnostic> slowStart() const { return std::nullopt; }
 
     /// Adds and links elements that lead to the element of `sink`, which is in the bin already.
     virtual std::optional<Error> build(GstBin* pipeline, FrameSink& sink) = 0;

@@ -29,7 +29,7 @@ std::shared_ptr<CaptureSession> PortalCapture::makeSession() {
     return cameras_.makeSession();
 }
 
-std::variant<std::shared_ptr<CaptureDeviceInput>, Error> PortalCapture::makeDeviceInput(
+Result<std::shared_ptr<CaptureDeviceInput>> PortalCapture::makeDeviceInput(
     const std::shared_ptr<CaptureDevice>& device) {
     return cameras_.makeDeviceInput(device);
 }

@@ -25,7 +25,7 @@ public:
     void requestAccess(std::function<void(bool granted)> completion) override;
 
     std::shared_ptr<CaptureSession> makeSession() override;
-    std::variant<std::shared_ptr<CaptureDeviceInput>, Error> makeDeviceInput(
+    Result<std::shared_ptr<CaptureDeviceInput>> makeDeviceInput(
         const std::shared_ptr<CaptureDevice>& device) override;
     std::shared_ptr<VideoDataOutput> makeVideoDataOutput() override;
 

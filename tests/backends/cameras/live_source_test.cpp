@@ -19,8 +19,8 @@ struct Camera {
         : device(scriptedDevice("node.name=a", caps, "Video/Source", content)) {
         registry->add(device.get());
     }
-    [[nodiscard]] std::shared_ptr<PlayableDevice> listed() const {
-        return makeLiveDevice({"a", "Name"}, registry);
+    [[nodiscard]] std::shared_ptr<PlayableDevice> listed() {
+        return makeLiveDevice({"a", "Name"}, registry, rig.diagnostics);
     }
 
     const std::shared_ptr<CameraRegistry> registry = std::make_shared<CameraRegistry>();
@@ -29,7 +29,8 @@ struct Camera {
 };
 
 std::string explained(GQuark domain, int code) {
-    const LiveSource source({"a", "Name"}, std::make_shared<CameraRegistry>());
+    fakes::CapturedDiagnostics diagnostics;
+    const LiveSource source({"a", "Name"}, std::make_shared<CameraRegistry>(), diagnostics);
     const ErrorHandle error(g_error_new_literal(domain, code, "reason"));
     return source.explain(*error).localizedDescription;
 }

@@ -9,11 +9,11 @@
 #include <string>
 #include <thread>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "Media.h"
 #include "backends/gstreamer/GStreamerCapture.h"
+#include "fakes/Diagnostics.h"
 #include "platform/Dispatch.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Telemetry.h"
@@ -188,13 +188,14 @@ public:
     explicit Rig(const std::string& file, Playback playback = Playback::looped)
         : Rig(CaptureOptions{{FileCamera::fromPath(file)}, playback, nullptr, {}}) {}
     explicit Rig(CaptureOptions options)
-        : Rig([&](NotificationCenter&) { return std::move(options); }) {}
+        : Rig([&](NotificationCenter&, Diagnostics&) { return std::move(options); }) {}
     /// For cameras that post to the rig's notification centre.
-    explicit Rig(const std::function<CaptureOptions(NotificationCenter&)>& makeOptions) {
-        CaptureOptions options = makeOptions(notificationCenter);
+    explicit Rig(
+        const std::function<CaptureOptions(NotificationCenter&, Diagnostics&)>& makeOptions) {
+        CaptureOptions options = makeOptions(notificationCenter, diagnostics);
         options.playbackEnded = [this] { ++ended; };
         capture = std::make_unique<GStreamerCapture>(dispatch, notificationCenter, telemetry,
-                                                     std::move(options));
+                                                     diagnostics, std::move(options));
         session = capture->makeSession();
         observer_ = std::make_shared<int>();
         notificationCenter.addObserver(observer_, kCaptureSessionDidStartRunning, session.get(),
@@ -233,11 +234,11 @@ public:
             session->removeOutput(output);
         }
         auto input = capture->makeDeviceInput(device);
-        if (const auto* error = std::get_if<Error>(&input)) {
+        if (!input) {
             session->commitConfiguration();
-            return error->localizedDescription;
+            return input.error().localizedDescription;
         }
-        session->addInput(std::get<0>(input));
+        session->addInput(*input);
         output = capture->makeVideoDataOutput();
         output->setVideoSettings({{kPixelFormatTypeKey, kPixelFormat32BGRA}});
         output->setAlwaysDiscardsLateVideoFrames(true);
@@ -255,6 +256,7 @@ public:
     ThreadDispatch dispatch;
     NotificationCenter notificationCenter;
     Telemetry telemetry;
+    fakes::CapturedDiagnostics diagnostics;
     std::shared_ptr<ThreadQueue> queue = std::make_shared<ThreadQueue>();
     std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
     std::atomic<int> ended = 0;

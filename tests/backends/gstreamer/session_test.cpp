@@ -25,12 +25,13 @@ TEST_F(SessionTest, TakesOneInputAndOneOutputThatAsksForBGRA) {
     Rig rig(video);
     const auto made = rig.capture->makeDeviceInput(rig.device());
     const auto other = rig.capture->makeDeviceInput(rig.device());
-    const auto input = std::get<0>(made);
+    ASSERT_TRUE(made && other);
+    const auto input = *made;
     EXPECT_FALSE(rig.session->canAddInput(nullptr));
     ASSERT_TRUE(rig.session->canAddInput(input));
     rig.session->addInput(input);
     EXPECT_FALSE(rig.session->canAddInput(input));
-    EXPECT_FALSE(rig.session->canAddInput(std::get<0>(other)));
+    EXPECT_FALSE(rig.session->canAddInput(*other));
     EXPECT_EQ(rig.session->inputs(), std::vector{input});
 
     const auto output = rig.capture->makeVideoDataOutput();

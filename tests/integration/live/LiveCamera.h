@@ -42,9 +42,9 @@ protected:
 };
 
 /// With the cameras of this process's session and no files.
-inline CaptureOptions live(NotificationCenter& notificationCenter) {
+inline CaptureOptions live(NotificationCenter& notificationCenter, Diagnostics& diagnostics) {
     CaptureOptions options;
-    options.cameras = cameras::makeLiveCameras(notificationCenter, 5s);
+    options.cameras = cameras::makeLiveCameras(notificationCenter, diagnostics, 5s);
     return options;
 }
 

@@ -56,13 +56,15 @@ TEST_F(LiveCamera, PicturesThatStopAreToldAndSoIsTheirReturn) {
         return Value(program.errors(), ContainsRegex("frames in [1-9]"));
     })) << program.errors();
     ASSERT_TRUE(session->freeze("front"));
-    ASSERT_TRUE(
-        says(program, "velmaro: the camera \"Camera-front\" has given no picture for 2 seconds\n"));
+    ASSERT_TRUE(says(
+        program,
+        "velmaro-cli: the camera \"Camera-front\" has given no picture for 2 seconds: open its "
+        "shutter, or plug it in again\n"));
     EXPECT_TRUE(program.waitForOutput(
         "❌ Capture session runtime error: the camera \"Camera-front\" gives no more pictures\n"));
     EXPECT_THAT(program.errors(), Not(HasSubstr("gives pictures again")));
     ASSERT_TRUE(session->thaw("front"));
-    EXPECT_TRUE(says(program, "velmaro: the camera \"Camera-front\" gives pictures again\n"));
+    EXPECT_TRUE(says(program, "velmaro-cli: the camera \"Camera-front\" gives pictures again\n"));
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
 }
@@ -95,7 +97,9 @@ TEST_F(LiveCamera, ADaemonThatHangsDoesNotKeepTheProgram) {
     ASSERT_TRUE(program.waitForOutput("🚀 Starting capture session...\n")) << program.errors();
     ASSERT_TRUE(session->hang());
     EXPECT_TRUE(
-        says(program, "velmaro: the camera \"Camera-front\" has not answered for 2 seconds\n"));
+        says(program,
+             "velmaro-cli: the camera \"Camera-front\" has not answered for 2 seconds: plug it in "
+             "again, or choose another\n"));
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(kEnd), 0) << program.output();
     EXPECT_THAT(program.output(), Not(HasSubstr("Session started running")));
