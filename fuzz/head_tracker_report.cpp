@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "Fuzz.h"
@@ -18,10 +17,10 @@ void fuzz(std::span<const std::uint8_t> input) {
     const std::size_t length = std::min<std::size_t>(input[0], input.size() - 1);
     const auto report = input.subspan(1 + length);
     auto descriptor = parseHidReportDescriptor(input.subspan(1, length));
-    if (!std::holds_alternative<HidReportDescriptor>(descriptor)) {
+    if (!descriptor) {
         return;
     }
-    const auto layout = HeadTrackerLayout::of(std::get<HidReportDescriptor>(std::move(descriptor)));
+    const auto layout = HeadTrackerLayout::of(std::move(*descriptor));
     if (!layout) {
         return;
     }

@@ -57,8 +57,10 @@ void addSourceOptions(CLI::App& app, std::span<const SourceOption> sourceOptions
         if (*each.needs != '\0') {
             option->needs(app.get_option(each.needs));
         }
-        if (*each.excludes != '\0') {
-            option->excludes(app.get_option(each.excludes));
+        for (const SourceOption& other : sourceOptions) {
+            if (each.standsAlone && &other != &each && *other.needs == '\0') {
+                option->excludes(app.get_option(other.name));
+            }
         }
     }
 }

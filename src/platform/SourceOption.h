@@ -20,8 +20,8 @@ struct SourceOption {
     const char* defaultValue = "";
     /// Another source option without which this one means nothing; empty if there is none.
     const char* needs = "";
-    /// Another source option that contradicts this one; empty if there is none.
-    const char* excludes = "";
+    /// Contradicts every other source option that needs none.
+    bool standsAlone = false;
     /// Who gives this option means the headphones, unless a source is named.
     bool choosesHeadphones = false;
     /// With this option the headphones may come later than the program, which then waits for them.

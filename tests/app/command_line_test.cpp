@@ -23,7 +23,14 @@ std::string requireColour(const std::string& text) {
 
 /// What sources may bring along.
 constexpr std::array kSourceOptions{
-    SourceOption{.name = "--sample", .valueName = "FILE", .description = "Play a sample"},
+    SourceOption{.name = "--sample",
+                 .valueName = "FILE",
+                 .description = "Play a sample",
+                 .standsAlone = true},
+    SourceOption{.name = "--sample-pace",
+                 .valueName = "PACE",
+                 .description = "At this pace",
+                 .needs = "--sample"},
     SourceOption{.name = "--colour",
                  .valueName = "COLOUR",
                  .description = "Listen for this colour",
@@ -32,8 +39,7 @@ constexpr std::array kSourceOptions{
                  .valueName = "SHADE",
                  .description = "In this shade",
                  .defaultValue = "bright",
-                 .needs = "--colour",
-                 .excludes = "--sample"},
+                 .needs = "--colour"},
 };
 
 tl::expected<Options, ExitStatus> parse(std::vector<const char*> arguments,
@@ -115,6 +121,9 @@ TEST(CommandLine, ReadsTheOptionsThatSourcesBring) {
     EXPECT_THAT(complaint({"--shade", "dark"}), HasSubstr("--colour"));
     EXPECT_THAT(complaint({"--colour", "red", "--shade", "dark", "--sample", "f"}),
                 HasSubstr("--sample"));
+    EXPECT_THAT(complaint({"--sample", "f", "--colour", "red"}), HasSubstr("--sample"));
+    EXPECT_EQ(parsed({"--sample", "f", "--sample-pace", "2"}).sourceValues,
+              (SourceValues{{"--sample", "f"}, {"--sample-pace", "2"}}));
     EXPECT_THAT(complaint({"--sample"}), HasSubstr("--sample"));
 }
 

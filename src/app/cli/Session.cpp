@@ -9,7 +9,7 @@
 #include "app/OutputOptions.h"
 #include "app/Startup.h"
 #include "app/linux/Files.h"
-#include "app/linux/HeadphoneMotionParts.h"
+#include "app/linux/MotionSources.h"
 #include "app/linux/PlatformOptions.h"
 
 namespace velmaro {
@@ -49,7 +49,7 @@ ExitStatus Session::run() {
     }
     platform_ = std::make_unique<LinuxPlatform>(platformOptions(Program::terminal, options_),
                                                 mainLoop_->queue(), telemetry_);
-    if (const auto& error = platform_->motionFileError()) {
+    if (const auto& error = platform_->headphonesError()) {
         say(error->description);
         return ExitStatus::couldNotRun;
     }
@@ -155,6 +155,7 @@ void Session::sayWhatIsSent() const {
 void Session::watch() {
     platform_->onRequest([this](Request request) { handle(request); });
     platform_->onPlaybackEnded([this] { stop(ExitStatus::success); });
+    platform_->onRecordingFailed([this] { stop(ExitStatus::couldNotRun); });
     if (options_.duration) {
         mainLoop_->queue().asyncAfter(std::chrono::duration<double>(*options_.duration),
                                       [this] { stop(ExitStatus::success); });

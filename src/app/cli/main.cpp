@@ -1,6 +1,6 @@
 #include "app/CommandLine.h"
 #include "app/cli/Session.h"
-#include "app/linux/HeadphoneMotionParts.h"
+#include "app/linux/MotionSources.h"
 
 int main(int argc, char** argv) {
     using namespace velmaro;

@@ -6,13 +6,14 @@
 #include <utility>
 #include <variant>
 
-#include "app/linux/HeadphoneMotionParts.h"
+#include "app/linux/MotionSources.h"
 #include "app/linux/Resources.h"
 #include "backends/cameras/LiveCameras.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
 #include "backends/log/StandardErrorDiagnostics.h"
 #include "backends/log/StandardOutputLog.h"
+#include "backends/motion/MotionChooser.h"
 #include "backends/net/AsioNetwork.h"
 #include "backends/portal/PortalCapture.h"
 #include "backends/queues/AsioDispatch.h"
@@ -97,7 +98,7 @@ struct LinuxPlatform::Parts {
     Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
         : diagnostics(options.programName),
           log(makeLog(options.logs)),
-          headphoneMotion(makeHeadphoneMotion(options, [this] { endPlayback(); })),
+          headphoneMotion(makeHeadphones(options)),
           dispatch(std::make_unique<AsioDispatch>(mainQueue)),
           network(&telemetry),
           receivers(network, diagnostics),
@@ -113,7 +114,7 @@ struct LinuxPlatform::Parts {
                 notificationCenter,
                 portal ? static_cast<Capture&>(*portal) : capture,
                 *faceLandmarks,
-                *headphoneMotion.door,
+                *headphoneMotion,
                 receivers,
                 userDefaults,
                 clock,
@@ -130,6 +131,23 @@ struct LinuxPlatform::Parts {
         return std::move(*made);
     }
 
+    std::unique_ptr<HeadphoneMotion> makeHeadphones(const LinuxPlatformOptions& options) {
+        auto made = makeHeadphoneMotion(options, diagnostics,
+                                        {.playbackEnded = [this] { endPlayback(); },
+                                         .recordingFailed = [this] { endRecording(); }});
+        if (!made) {
+            headphonesError = made.error();
+            return std::make_unique<MotionChooser>(std::vector<std::unique_ptr<HeadphoneMotion>>());
+        }
+        return std::move(*made);
+    }
+
+    void endRecording() const {
+        if (recordingFailed) {
+            recordingFailed();
+        }
+    }
+
     void endPlayback() const {
         if (playbackEnded) {
             playbackEnded();
@@ -137,14 +155,16 @@ struct LinuxPlatform::Parts {
     }
 
     std::function<void()> playbackEnded;
+    std::function<void()> recordingFailed;
     std::optional<Error> faceLandmarksError;
+    std::optional<Error> headphonesError;
 
     StandardErrorDiagnostics diagnostics;
     const std::unique_ptr<Log> log;
     SystemClock clock;
     NotificationCenter notificationCenter;
     SettingsStore userDefaults;
-    HeadphoneMotionParts headphoneMotion;
+    const std::unique_ptr<HeadphoneMotion> headphoneMotion;
     std::unique_ptr<AsioDispatch> dispatch;
     AsioNetwork network;
     ReceiverNetwork receivers;
@@ -169,12 +189,16 @@ const std::optional<Error>& LinuxPlatform::faceLandmarksError() const {
     return parts_->faceLandmarksError;
 }
 
-const std::optional<Error>& LinuxPlatform::motionFileError() const {
-    return parts_->headphoneMotion.error;
+const std::optional<Error>& LinuxPlatform::headphonesError() const {
+    return parts_->headphonesError;
 }
 
 void LinuxPlatform::onPlaybackEnded(std::function<void()> handler) {
     parts_->playbackEnded = std::move(handler);
+}
+
+void LinuxPlatform::onRecordingFailed(std::function<void()> handler) {
+    parts_->recordingFailed = std::move(handler);
 }
 
 void LinuxPlatform::shutDown() {

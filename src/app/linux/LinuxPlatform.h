@@ -83,11 +83,15 @@ public:
     [[nodiscard]] const std::optional<Error>& faceLandmarksError() const;
     /// Why the motion file, the UDP port, the AirPods' address or the recording that was asked for
     /// cannot be had, if it cannot.
-    [[nodiscard]] const std::optional<Error>& motionFileError() const;
+    [[nodiscard]] const std::optional<Error>& headphonesError() const;
 
     /// Calls `handler` on the main queue when a file that plays once has ended, its last frame
     /// handled.
     void onPlaybackEnded(std::function<void()> handler);
+
+    /// Calls `handler` on the main queue when the recording of the headphones' motion cannot go on,
+    /// which was reported.
+    void onRecordingFailed(std::function<void()> handler);
 
     /// Ends the global queues: waits for running work, drops the rest. After it, close the main
     /// queue, so that what its work still holds goes before the doors do.

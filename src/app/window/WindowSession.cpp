@@ -50,7 +50,7 @@ bool WindowSession::assemble() {
     }
     platform_ = std::make_unique<LinuxPlatform>(platformOptions(Program::window, options_),
                                                 mainQueue_, telemetry_);
-    if (const auto& error = platform_->motionFileError()) {
+    if (const auto& error = platform_->headphonesError()) {
         say(error->description);
         return false;
     }

@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "app/CommandLine.h"
-#include "app/linux/HeadphoneMotionParts.h"
+#include "app/linux/MotionSources.h"
 #include "app/linux/Resources.h"
 #include "app/window/ColorSchemeWatcher.h"
 #include "app/window/Colors.h"

@@ -4,8 +4,8 @@
 
 #include <array>
 #include <cerrno>
-#include <iostream>
 #include <span>
+#include <system_error>
 #include <utility>
 
 namespace velmaro {
@@ -21,9 +21,13 @@ std::string message(int error) {
 
 }  // namespace
 
-AirPods::AirPods(std::unique_ptr<AirPodsFinder> finder, Connect connect, const AngleSigns& signs,
-                 const AirPodsTiming& timing)
-    : finder_(std::move(finder)), connect_(std::move(connect)), timing_(timing), attitude_(signs) {}
+AirPods::AirPods(std::unique_ptr<AirPodsFinder> finder, Connect connect, Diagnostics& diagnostics,
+                 const AngleSigns& signs, const AirPodsTiming& timing)
+    : finder_(std::move(finder)),
+      connect_(std::move(connect)),
+      diagnostics_(diagnostics),
+      timing_(timing),
+      attitude_(signs) {}
 
 void AirPods::run(MotionThread& thread) {
     handleFinding(thread);
@@ -39,8 +43,10 @@ void AirPods::run(MotionThread& thread) {
             timeout = std::chrono::ceil<std::chrono::milliseconds>(due_ - Clock::now());
         }
         thread.wait(files, timeout);
-        if (files[0].revents != 0) {
-            handleChannel(files[0].revents, thread);
+        if (files[0].revents != 0 && stage_ == Stage::connecting) {
+            handleConnection(files[0].revents, thread);
+        } else if (files[0].revents != 0) {
+            handlePackets(thread);
         }
         if (files[1].revents != 0) {
             handleFinding(thread);
@@ -63,14 +69,14 @@ void AirPods::notifyReady(MotionThread& thread) {
     }
 }
 
-void AirPods::connect() {
+void AirPods::connect(MotionThread& thread) {
     due_ = Clock::now() + timing_.answer;
     auto channel = connect_(*finding_.address);
-    if (const auto* const error = std::get_if<std::error_code>(&channel)) {
-        close(error->message(), nullptr);
+    if (!channel) {
+        close(channel.error().description, thread);
         return;
     }
-    channel_.emplace(std::get<FileDescriptor>(std::move(channel)));
+    channel_.emplace(std::move(*channel));
     stage_ = Stage::connecting;
 }
 
@@ -86,6 +92,7 @@ void AirPods::handleFinding(MotionThread& thread) {
     service_ = AirPodsService::motion16;
     isServiceKnown_ = false;
     reported_.clear();
+    hangUp_.reset();
     thread.setAvailable(false);
 }
 
@@ -97,10 +104,7 @@ void AirPods::handleRequest(MotionThread& thread) {
     const bool wasRunning = std::exchange(request_, request) != 0;
     if (request == 0) {
         send(airPodsStop(service_));
-        return;
-    }
-    attitude_.forget();
-    if (!wasRunning) {
+    } else if (!wasRunning) {
         sendStart();
     }
 }
@@ -108,11 +112,14 @@ void AirPods::handleRequest(MotionThread& thread) {
 void AirPods::handleTimeout(MotionThread& thread) {
     switch (stage_) {
         case Stage::idle:
-            connect();
+            if (hangUp_) {
+                report(*std::exchange(hangUp_, std::nullopt));
+            }
+            connect(thread);
             break;
         case Stage::connecting:
         case Stage::greeting:
-            close("no answer", &thread);
+            close("no answer", thread);
             break;
         case Stage::ready:
             // A model without this service stays silent, as do headphones that are not worn.
@@ -125,51 +132,65 @@ void AirPods::handleTimeout(MotionThread& thread) {
     }
 }
 
-void AirPods::handleChannel(short events, MotionThread& thread) {
-    if (stage_ == Stage::connecting) {
-        int error = 0;
-        socklen_t size = sizeof error;
-        ::getsockopt(channel_->get(), SOL_SOCKET, SO_ERROR, &error, &size);
-        if (error != 0 || (events & POLLOUT) == 0) {
-            close(error != 0 ? message(error) : "the connection was refused", &thread);
-            return;
-        }
-        stage_ = Stage::greeting;
-        send(airPodsHandshake());
+void AirPods::handleConnection(short events, MotionThread& thread) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    ::getsockopt(channel_->get(), SOL_SOCKET, SO_ERROR, &error, &size);
+    if (error != 0 || (events & POLLOUT) == 0) {
+        close(error != 0 ? message(error) : "the connection was refused", thread);
         return;
     }
+    stage_ = Stage::greeting;
+    send(airPodsHandshake());
+}
+
+void AirPods::handlePackets(MotionThread& thread) {
     std::array<std::uint8_t, kLongestPacket> buffer;
     for (int i = 0; channel_ && i < kMostAtOnce; ++i) {
         const ssize_t size = ::recv(channel_->get(), buffer.data(), buffer.size(), 0);
         if (size > 0) {
-            receive({buffer.data(), static_cast<std::size_t>(size)}, thread);
+            handlePacket({buffer.data(), static_cast<std::size_t>(size)}, thread);
         } else if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
             return;
         } else {
-            close(size == 0 ? "they hung up" : message(errno), &thread);
+            close(size == 0 ? "they hung up" : message(errno), thread);
         }
     }
 }
 
-void AirPods::receive(std::span<const std::uint8_t> packet, MotionThread& thread) {
-    if (stage_ == Stage::greeting && isAirPodsHandshakeAnswer(packet)) {
-        send(airPodsNotifications());
-        stage_ = Stage::ready;
-        reported_.clear();
-        hasTried_ = true;
-        request_ = 0;
+void AirPods::handlePacket(std::span<const std::uint8_t> packet, MotionThread& thread) {
+    if (stage_ == Stage::greeting) {
+        if (isAirPodsHandshakeAnswer(packet)) {
+            greet(thread);
+        }
+    } else if (request_ != 0) {
+        if (const auto orientation = parseAirPodsMotion(packet)) {
+            deliver(*orientation, thread);
+        }
+    }
+}
+
+void AirPods::greet(MotionThread& thread) {
+    send(airPodsNotifications());
+    stage_ = Stage::ready;
+    reported_.clear();
+    hasTried_ = true;
+    request_ = 0;
+    thread.setAvailable(true);
+}
+
+void AirPods::deliver(const AirPodsOrientation& orientation, MotionThread& thread) {
+    isServiceKnown_ = true;
+    due_ = Clock::now() + timing_.silence;
+    if (frameOf_ != finding_.address) {
+        frameOf_ = finding_.address;
         attitude_.forget();
-        thread.setAvailable(true);
-        return;
+        diagnostics_.report({.kind = Diagnostic::Kind::warning,
+                             .subject = Diagnostic::Subject::headphones,
+                             .text = "the AirPods have a new frame of reference",
+                             .advice = "set the offset anew"});
     }
-    if (stage_ != Stage::ready || request_ == 0) {
-        return;
-    }
-    if (const auto orientation = parseAirPodsMotion(packet)) {
-        isServiceKnown_ = true;
-        due_ = Clock::now() + timing_.silence;
-        thread.deliver(attitude_.attitude(*orientation));
-    }
+    thread.deliver(attitude_.attitude(orientation));
 }
 
 void AirPods::send(std::span<const std::uint8_t> packet) {
@@ -189,18 +210,25 @@ void AirPods::leave() {
     }
 }
 
-void AirPods::close(const std::string& why, MotionThread* thread) {
+void AirPods::close(const std::string& why, MotionThread& thread) {
     channel_.reset();
-    stage_ = Stage::idle;
     due_ = Clock::now() + timing_.retry;
     hasTried_ = true;
+    if (std::exchange(stage_, Stage::idle) == Stage::ready && finder_->descriptor() >= 0) {
+        hangUp_ = why;
+    } else {
+        report(why);
+    }
+    thread.setAvailable(false);
+}
+
+void AirPods::report(const std::string& why) {
     if (reported_ != why) {
         reported_ = why;
-        std::cerr << "velmaro: no motion from the AirPods (experimental): " + why +
-                         "; trying again\n";
-    }
-    if (thread != nullptr) {
-        thread->setAvailable(false);
+        diagnostics_.report(
+            {.kind = Diagnostic::Kind::warning,
+             .subject = Diagnostic::Subject::headphones,
+             .text = "no motion from the AirPods (experimental): " + why + "; trying again"});
     }
 }
 

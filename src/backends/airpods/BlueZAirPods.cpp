@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -46,12 +45,14 @@ bool isTrue(GVariant* properties, const char* name) {
     return g_variant_lookup(properties, name, "b", &value) != 0 && value != FALSE;
 }
 
-void report(const BluetoothAddress& address) {
+Diagnostic found(const BluetoothAddress& address) {
     std::array<char, 18> text{};
     std::snprintf(text.data(), text.size(), "%02X:%02X:%02X:%02X:%02X:%02X", address[0], address[1],
                   address[2], address[3], address[4], address[5]);
-    std::cerr << std::string("velmaro: found AirPods at ") + text.data() +
-                     "; their motion is experimental, see docs/headphones.md\n";
+    return {.kind = Diagnostic::Kind::hint,
+            .subject = Diagnostic::Subject::headphones,
+            .text = std::string("found AirPods at ") + text.data() +
+                    "; their motion is experimental, see docs/headphones.md"};
 }
 
 /// The addresses of usable AirPods in the answer of BlueZ, in its order.
@@ -80,8 +81,9 @@ std::vector<BluetoothAddress> airPods(GVariant* answer) {
 /// again, so that there is no second picture of its devices here to keep right.
 class BlueZAirPods::Watch {
 public:
-    Watch(BlueZAirPods& finder, std::optional<std::string> busAddress)
+    Watch(BlueZAirPods& finder, Diagnostics& diagnostics, std::optional<std::string> busAddress)
         : finder_(finder),
+          diagnostics_(diagnostics),
           busAddress_(std::move(busAddress)),
           context_(g_main_context_new()),
           cancellable_(g_cancellable_new()) {}
@@ -152,7 +154,7 @@ private:
     }
 
     void handleChange(GVariant* parameters) {
-        // While it scans, BlueZ tells of every change of a signal's strength.
+        // While it scans, BlueZ reports every change of a signal's strength.
         if (g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)")) != 0) {
             const VariantHandle changed(g_variant_get_child_value(parameters, 1));
             const auto has = [&](const char* name) {
@@ -193,15 +195,15 @@ private:
         conclude(answer != nullptr ? airPods(answer) : std::vector<BluetoothAddress>());
     }
 
-    void conclude(const std::vector<BluetoothAddress>& found) {
+    void conclude(const std::vector<BluetoothAddress>& present) {
         const bool isStillThere =
-            current_ && std::find(found.begin(), found.end(), *current_) != found.end();
+            current_ && std::ranges::find(present, *current_) != present.end();
         if (!isStillThere) {
-            current_ = found.empty() ? std::nullopt : std::optional(found.front());
+            current_ = present.empty() ? std::nullopt : std::optional(present.front());
         }
         if (current_ && current_ != reported_) {
             reported_ = current_;
-            report(*current_);
+            diagnostics_.report(found(*current_));
         }
         finder_.publish(current_);
     }
@@ -224,6 +226,7 @@ private:
     }
 
     BlueZAirPods& finder_;
+    Diagnostics& diagnostics_;
     std::optional<std::string> busAddress_;
     const ContextHandle context_;
     const ObjectHandle<GCancellable> cancellable_;
@@ -237,9 +240,9 @@ private:
     std::optional<BluetoothAddress> reported_;
 };
 
-BlueZAirPods::BlueZAirPods(std::optional<std::string> busAddress)
+BlueZAirPods::BlueZAirPods(Diagnostics& diagnostics, std::optional<std::string> busAddress)
     : changed_(check(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")),
-      watch_(std::make_unique<Watch>(*this, std::move(busAddress))),
+      watch_(std::make_unique<Watch>(*this, diagnostics, std::move(busAddress))),
       thread_([this] {
           ::pthread_setname_np(::pthread_self(), "bluez");
           watch_->run();

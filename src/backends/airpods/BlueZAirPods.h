@@ -8,17 +8,19 @@
 
 #include "backends/airpods/AirPodsFinder.h"
 #include "backends/posix/FileDescriptor.h"
+#include "platform/Diagnostics.h"
 
 namespace velmaro {
 
 /// Finds AirPods that are paired and connected by asking BlueZ on the system's bus, and hears of
-/// changes from it. Where there is no bus, no BlueZ or no such device, it is silent and finds
-/// nothing. BlueZ is never started by it.
+/// changes from it. Those that it finds are reported. Where there is no bus, no BlueZ or no such
+/// device, it is silent and finds nothing. BlueZ is never started by it.
 class BlueZAirPods final : public AirPodsFinder {
 public:
     /// Starts to look on a thread of its own. `busAddress` is another bus than the system's. Throws
     /// std::system_error if the system has no descriptor left.
-    explicit BlueZAirPods(std::optional<std::string> busAddress = std::nullopt);
+    explicit BlueZAirPods(Diagnostics& diagnostics,
+                          std::optional<std::string> busAddress = std::nullopt);
     ~BlueZAirPods() override;
     BlueZAirPods(const BlueZAirPods&) = delete;
     BlueZAirPods& operator=(const BlueZAirPods&) = delete;

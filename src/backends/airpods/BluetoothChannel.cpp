@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <system_error>
 #include <utility>
 
 namespace velmaro {
@@ -15,8 +16,8 @@ namespace {
 constexpr std::uint16_t kAccessoryService = 0x1001;
 constexpr std::uint16_t kIncomingSize = 1691;
 
-std::error_code lastError() {
-    return {errno, std::generic_category()};
+tl::unexpected<Error> lastError() {
+    return failure(std::generic_category().message(errno));
 }
 
 }  // namespace
@@ -38,8 +39,7 @@ std::optional<BluetoothAddress> parseBluetoothAddress(std::string_view text) {
     return address;
 }
 
-std::variant<FileDescriptor, std::error_code> connectAccessoryChannel(
-    const BluetoothAddress& address) {
+Result<FileDescriptor> connectAccessoryChannel(const BluetoothAddress& address) {
     FileDescriptor channel(
         ::socket(AF_BLUETOOTH, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, BTPROTO_L2CAP));
     if (channel.get() < 0) {

@@ -4,10 +4,9 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <system_error>
-#include <variant>
 
 #include "backends/posix/FileDescriptor.h"
+#include "platform/Result.h"
 
 namespace velmaro {
 
@@ -19,7 +18,6 @@ using BluetoothAddress = std::array<std::uint8_t, 6>;
 
 /// A socket that is connecting to the accessory service of a paired device, not blocking: writable
 /// once connected. Fails at once without Bluetooth.
-[[nodiscard]] std::variant<FileDescriptor, std::error_code> connectAccessoryChannel(
-    const BluetoothAddress& address);
+[[nodiscard]] Result<FileDescriptor> connectAccessoryChannel(const BluetoothAddress& address);
 
 }  // namespace velmaro

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <iostream>
 #include <set>
 #include <utility>
 #include <vector>
@@ -17,21 +16,15 @@ namespace {
 
 /// Seconds; about the rate at which all head trackers seen so far report.
 constexpr double kInterval = 0.04;
-/// Bluetooth devices may need a moment after their node has come before they answer.
-constexpr int kMostTries = 5;
-constexpr std::chrono::milliseconds kRetryDelay{500};
+/// Some are slow to answer over Bluetooth; then a person hears of it.
+constexpr int kTriesBeforeReport = 5;
 constexpr std::size_t kLongestReport = 4096;
 /// So that a device that never pauses cannot keep the thread from its other duties.
 constexpr int kMostAtOnce = 64;
 
-void say(const std::string& text) {
-    std::cerr << "velmaro: " + text + "\n";
-}
-
 }  // namespace
 
-struct HeadTracker::Device {
-    std::string node;
+struct HeadTracker::Tracker {
     std::string name;
     std::unique_ptr<HidDevice> hid;
     HeadTrackerLayout layout;
@@ -42,7 +35,9 @@ struct HeadTracker::Device {
     std::optional<std::uint8_t> resetCounter;
 };
 
-HeadTracker::HeadTracker(std::unique_ptr<HidSystem> system) : system_(std::move(system)) {}
+HeadTracker::HeadTracker(std::unique_ptr<HidSystem> system, Diagnostics& diagnostics,
+                         const HeadTrackerTiming& timing)
+    : system_(std::move(system)), diagnostics_(diagnostics), timing_(timing) {}
 
 HeadTracker::~HeadTracker() = default;
 
@@ -53,10 +48,10 @@ void HeadTracker::run(MotionThread& thread) {
     while (!thread.isEnding()) {
         handleRequest(thread);
         std::array<pollfd, 2> files{{{folder_ ? folder_->get() : -1, POLLIN, 0},
-                                     {device_ ? device_->hid->descriptor() : -1, POLLIN, 0}}};
+                                     {tracker_ ? tracker_->hid->descriptor() : -1, POLLIN, 0}}};
         std::optional<std::chrono::milliseconds> timeout;
-        if (nextTry_) {
-            timeout = std::chrono::ceil<std::chrono::milliseconds>(*nextTry_ - Clock::now());
+        if (const auto next = nextTry()) {
+            timeout = std::chrono::ceil<std::chrono::milliseconds>(*next - Clock::now());
         }
         thread.wait(files, timeout);
         if (files[1].revents != 0) {
@@ -65,14 +60,11 @@ void HeadTracker::run(MotionThread& thread) {
         if (files[0].revents != 0) {
             handleFolder(thread);
         }
-        if (nextTry_ && Clock::now() >= *nextTry_) {
-            nextTry_.reset();
-            if (!device_) {
-                search(thread);
-            }
+        if (const auto next = nextTry(); next && Clock::now() >= *next) {
+            askAgain(thread);
         }
     }
-    if (device_ && device_->request != 0) {
+    if (tracker_ && tracker_->request != 0) {
         stop();
     }
 }
@@ -82,8 +74,10 @@ void HeadTracker::watchFolder() {
     // A change of attributes is how the access of the user to a node shows.
     if (folder_->get() < 0 ||
         ::inotify_add_watch(folder_->get(), system_->folder().c_str(), IN_CREATE | IN_ATTRIB) < 0) {
-        say(std::string("head trackers that connect later will not be noticed: ") +
-            std::strerror(errno));
+        diagnostics_.report({.kind = Diagnostic::Kind::warning,
+                             .subject = Diagnostic::Subject::headphones,
+                             .text = "head trackers that connect later will not be noticed: " +
+                                     std::generic_category().message(errno)});
         folder_.reset();
     }
 }
@@ -95,60 +89,108 @@ void HeadTracker::search(MotionThread& thread) {
          !error && entry != end; entry.increment(error)) {
         names.insert(entry->path().filename());
     }
+    std::erase_if(nodes_, [&](const auto& node) { return !names.contains(node.first); });
     for (const std::string& name : names) {
-        if (!device_) {
-            consider(name, thread);
-        }
+        consider(name, thread);
     }
 }
 
 void HeadTracker::consider(const std::string& name, MotionThread& thread) {
-    if (!system_->isNode(name)) {
+    if (tracker_ || !system_->isNode(name)) {
         return;
     }
     auto descriptor = parseHidReportDescriptor(system_->reportDescriptor(name));
-    if (std::holds_alternative<std::string>(descriptor)) {
+    if (!descriptor) {
         return;
     }
-    auto layout = HeadTrackerLayout::of(std::get<HidReportDescriptor>(std::move(descriptor)));
+    auto layout = HeadTrackerLayout::of(std::move(*descriptor));
     if (!layout) {
         return;
     }
+    Node& node = nodes_[name];
+    if (node.nextTry) {
+        return;
+    }
     const HidIdentity identity = system_->identity(name);
-    auto opened = system_->open(name);
-    if (const int* const error = std::get_if<int>(&opened)) {
-        const bool hasGone = *error == ENOENT || *error == ENODEV || *error == ENXIO;
-        if (!hasGone && !std::exchange(refused_[name], true)) {
-            say("the head tracker \"" + identity.name + "\" at " +
-                (system_->folder() / name).string() +
-                " cannot be opened: " + std::strerror(*error) +
-                (*error == EACCES ? "; install the udev rule of docs/headphones.md" : ""));
-        }
+    const std::string place =
+        "the head tracker \"" + identity.name + "\" at " + (system_->folder() / name).string();
+    auto hid = system_->open(name);
+    if (!hid) {
+        reportRefusal(node, place, hid.error());
         return;
     }
-    refused_.erase(name);
-    auto hid = std::get<std::unique_ptr<HidDevice>>(std::move(opened));
-    const auto report = layout->description();
-    auto description = hid->feature(report.id, report.size);
+    const auto request = layout->description();
+    auto description = (*hid)->feature(request.id, request.size);
     if (!description) {
-        if (silent_.try_emplace(name, kMostTries).first->second-- > 0) {
-            nextTry_ = Clock::now() + kRetryDelay;
-        }
+        askAgainLater(node, place);
         return;
     }
-    silent_.erase(name);
     if (!layout->isHeadTracker(*description)) {
+        report(node, place + " has no mark of a version of the protocol that is known",
+               "report it as docs/headphones.md describes");
         return;
     }
-    device_ =
-        std::make_unique<Device>(Device{.node = name,
-                                        .name = identity.name,
-                                        .hid = std::move(hid),
-                                        .layout = std::move(*layout),
-                                        .axes = headTrackerAxes(identity.vendor, identity.product),
-                                        .description = std::move(*description),
-                                        .resetCounter = std::nullopt});
+    tracker_ = std::make_unique<Tracker>(
+        Tracker{.name = identity.name,
+                .hid = std::move(*hid),
+                .layout = std::move(*layout),
+                .axes = headTrackerAxes(identity.vendor, identity.product, diagnostics_),
+                .description = std::move(*description),
+                .resetCounter = std::nullopt});
+    nodes_.erase(name);
     thread.setAvailable(true);
+}
+
+void HeadTracker::reportRefusal(Node& node, const std::string& place, int error) {
+    const bool hasGone = error == ENOENT || error == ENODEV || error == ENXIO;
+    if (!hasGone) {
+        report(node, place + " cannot be opened: " + std::generic_category().message(error),
+               error == EACCES ? "install the udev rule of docs/headphones.md" : "");
+    }
+}
+
+void HeadTracker::askAgainLater(Node& node, const std::string& place) {
+    std::chrono::milliseconds delay = timing_.retry;
+    for (int i = 0; i < node.failedTries && delay < timing_.longestRetry; ++i) {
+        delay *= 2;
+    }
+    node.nextTry = Clock::now() + std::min(delay, timing_.longestRetry);
+    if (++node.failedTries == kTriesBeforeReport) {
+        report(node, place + " does not answer; it will be asked again, ever more slowly",
+               "connect it anew if it stays silent");
+    }
+}
+
+void HeadTracker::askAgain(MotionThread& thread) {
+    for (auto& [name, node] : nodes_) {
+        if (node.nextTry && Clock::now() >= *node.nextTry) {
+            node.nextTry.reset();
+        }
+    }
+    search(thread);
+}
+
+void HeadTracker::report(Node& node, const std::string& text, const std::string& advice) {
+    if (node.reported != text) {
+        node.reported = text;
+        diagnostics_.report({.kind = Diagnostic::Kind::warning,
+                             .subject = Diagnostic::Subject::headphones,
+                             .text = text,
+                             .advice = advice});
+    }
+}
+
+std::optional<HeadTracker::Clock::time_point> HeadTracker::nextTry() const {
+    std::optional<Clock::time_point> first;
+    if (tracker_) {
+        return first;
+    }
+    for (const auto& [name, node] : nodes_) {
+        if (node.nextTry && (!first || *node.nextTry < *first)) {
+            first = node.nextTry;
+        }
+    }
+    return first;
 }
 
 void HeadTracker::handleFolder(MotionThread& thread) {
@@ -164,24 +206,21 @@ void HeadTracker::handleFolder(MotionThread& thread) {
             if (event->len > 0) {
                 names.insert(event->name);
                 if ((event->mask & IN_CREATE) != 0) {
-                    refused_.erase(event->name);
-                    silent_.erase(event->name);
+                    nodes_.erase(event->name);
                 }
             }
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
         }
     }
     for (const std::string& name : names) {
-        if (!device_) {
-            consider(name, thread);
-        }
+        consider(name, thread);
     }
 }
 
 void HeadTracker::read(MotionThread& thread) {
     std::array<std::uint8_t, kLongestReport> buffer;
     for (int i = 0; i < kMostAtOnce; ++i) {
-        const auto size = device_->hid->read(buffer);
+        const auto size = tracker_->hid->read(buffer);
         if (!size) {
             lose(thread);
             return;
@@ -189,59 +228,63 @@ void HeadTracker::read(MotionThread& thread) {
         if (*size == 0) {
             return;
         }
-        const auto report = device_->layout.decode({buffer.data(), *size});
-        if (!report || device_->request == 0) {
+        const auto report = tracker_->layout.decode({buffer.data(), *size});
+        if (!report || tracker_->request == 0) {
             continue;
         }
-        if (device_->resetCounter && report->resetCounter != device_->resetCounter) {
-            say("the head tracker has a new frame of reference; set the offset anew");
+        if (tracker_->resetCounter && report->resetCounter != tracker_->resetCounter) {
+            diagnostics_.report({.kind = Diagnostic::Kind::warning,
+                                 .subject = Diagnostic::Subject::headphones,
+                                 .text = "the head tracker has a new frame of reference",
+                                 .advice = "set the offset anew"});
         }
-        device_->resetCounter = report->resetCounter;
-        thread.deliver(attitudeFromRotationVector(device_->axes.apply(report->rotation)));
+        tracker_->resetCounter = report->resetCounter;
+        thread.deliver(attitudeFromRotationVector(tracker_->axes.apply(report->rotation)));
     }
 }
 
 void HeadTracker::handleRequest(MotionThread& thread) {
     const std::uint64_t request = thread.request();
-    if (!device_ || request == device_->request) {
+    if (!tracker_ || request == tracker_->request) {
         return;
     }
-    const bool wasRunning = std::exchange(device_->request, request) != 0;
+    const bool wasRunning = std::exchange(tracker_->request, request) != 0;
     if (request == 0) {
         stop();
     } else if (!wasRunning && !start()) {
-        thread.fail("the head tracker \"" + device_->name + "\" refuses to start; connect it anew");
+        thread.fail("the head tracker \"" + tracker_->name +
+                    "\" refuses to start; connect it anew");
     }
 }
 
 bool HeadTracker::start() {
-    device_->resetCounter.reset();
+    tracker_->resetCounter.reset();
     bool accepted = true;
-    for (const auto& control : device_->layout.controls()) {
+    for (const auto& control : tracker_->layout.controls()) {
         // What the device keeps there besides stays. One that cannot be asked gets zeros.
-        auto report = device_->hid->feature(control.id, control.size);
-        if (!report || !device_->layout.setStart(*report, kInterval, device_->description)) {
+        auto report = tracker_->hid->feature(control.id, control.size);
+        if (!report || !tracker_->layout.setStart(*report, kInterval, tracker_->description)) {
             report.emplace(control.size);
             report->front() = control.id;
             accepted =
-                device_->layout.setStart(*report, kInterval, device_->description) && accepted;
+                tracker_->layout.setStart(*report, kInterval, tracker_->description) && accepted;
         }
-        accepted = device_->hid->setFeature(*report) && accepted;
+        accepted = tracker_->hid->setFeature(*report) && accepted;
     }
     return accepted;
 }
 
 void HeadTracker::stop() {
-    for (const auto& control : device_->layout.controls()) {
-        auto report = device_->hid->feature(control.id, control.size);
-        if (report && device_->layout.setStop(*report)) {
-            device_->hid->setFeature(*report);
+    for (const auto& control : tracker_->layout.controls()) {
+        auto report = tracker_->hid->feature(control.id, control.size);
+        if (report && tracker_->layout.setStop(*report)) {
+            tracker_->hid->setFeature(*report);
         }
     }
 }
 
 void HeadTracker::lose(MotionThread& thread) {
-    device_.reset();
+    tracker_.reset();
     thread.setAvailable(false);
     search(thread);
 }

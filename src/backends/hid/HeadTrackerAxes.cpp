@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iostream>
 #include <utility>
 
 namespace velmaro {
@@ -48,13 +47,18 @@ std::optional<HeadTrackerAxes> HeadTrackerAxes::parse(std::string_view text) {
     return text.empty() ? std::optional(axes) : std::nullopt;
 }
 
-HeadTrackerAxes headTrackerAxes(std::uint32_t vendor, std::uint32_t product) {
+HeadTrackerAxes headTrackerAxes(std::uint32_t vendor, std::uint32_t product,
+                                Diagnostics& diagnostics) {
     if (const char* const text = std::getenv("VELMARO_HEAD_TRACKER_AXES")) {
         if (const auto axes = HeadTrackerAxes::parse(text)) {
             return *axes;
         }
-        std::cerr << "velmaro: VELMARO_HEAD_TRACKER_AXES is ignored: give x, y and z in the order "
-                     "right, nose, up, each with - if reversed, as in x-zy\n";
+        diagnostics.report(
+            {.kind = Diagnostic::Kind::warning,
+             .subject = Diagnostic::Subject::headphones,
+             .text = "VELMARO_HEAD_TRACKER_AXES is ignored",
+             .advice = "give x, y and z in the order right, nose, up, each with - if reversed, as "
+                       "in x-zy"});
     }
     const auto* const found = std::find_if(
         kDeviations.begin(), kDeviations.end(),

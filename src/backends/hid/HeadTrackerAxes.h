@@ -5,6 +5,8 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/Diagnostics.h"
+
 namespace velmaro {
 
 /// Radians about the axes right ear, nose and up.
@@ -26,7 +28,9 @@ struct HeadTrackerAxes {
 };
 
 /// The axes of a device by its Bluetooth or USB vendor and product. The environment variable
-/// VELMARO_HEAD_TRACKER_AXES, in the form of `HeadTrackerAxes::parse`, comes before the table.
-[[nodiscard]] HeadTrackerAxes headTrackerAxes(std::uint32_t vendor, std::uint32_t product);
+/// VELMARO_HEAD_TRACKER_AXES, in the form of `HeadTrackerAxes::parse`, comes before the table; a
+/// mistake in it is reported and it is ignored.
+[[nodiscard]] HeadTrackerAxes headTrackerAxes(std::uint32_t vendor, std::uint32_t product,
+                                              Diagnostics& diagnostics);
 
 }  // namespace velmaro

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
-#include <variant>
 #include <vector>
+
+#include "platform/Result.h"
 
 namespace velmaro {
 
@@ -73,7 +73,7 @@ struct HidReportDescriptor {
 };
 
 /// The descriptor in `bytes`, or what is wrong with it. Work and memory are bounded by its length.
-[[nodiscard]] std::variant<HidReportDescriptor, std::string> parseHidReportDescriptor(
+[[nodiscard]] Result<HidReportDescriptor> parseHidReportDescriptor(
     std::span<const std::uint8_t> bytes);
 
 }  // namespace velmaro

@@ -42,11 +42,11 @@ int exponentOf(const HidItemData& data) {
     return static_cast<int>(std::clamp<std::int64_t>(data.asSigned(), -8, 7));
 }
 
-class Parser {
+class HidReportDescriptorParser {
 public:
-    explicit Parser(std::span<const std::uint8_t> bytes) : items_(bytes) {}
+    explicit HidReportDescriptorParser(std::span<const std::uint8_t> bytes) : items_(bytes) {}
 
-    std::variant<HidReportDescriptor, std::string> parse() {
+    Result<HidReportDescriptor> parse() {
         while (error_.empty() && !items_.isAtEnd()) {
             takeItem();
         }
@@ -54,7 +54,7 @@ public:
             error_ = "a collection does not end";
         }
         if (!error_.empty()) {
-            return error_;
+            return failure(error_);
         }
         return std::move(result_);
     }
@@ -244,9 +244,8 @@ private:
 
 }  // namespace
 
-std::variant<HidReportDescriptor, std::string> parseHidReportDescriptor(
-    std::span<const std::uint8_t> bytes) {
-    return Parser(bytes).parse();
+Result<HidReportDescriptor> parseHidReportDescriptor(std::span<const std::uint8_t> bytes) {
+    return HidReportDescriptorParser(bytes).parse();
 }
 
 }  // namespace velmaro

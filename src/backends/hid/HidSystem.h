@@ -7,7 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <variant>
+#include <tl/expected.hpp>
 #include <vector>
 
 namespace velmaro {
@@ -49,7 +49,7 @@ public:
         const std::string& name) const = 0;
     [[nodiscard]] virtual HidIdentity identity(const std::string& name) const = 0;
     /// The device, or the `errno` of the refusal.
-    [[nodiscard]] virtual std::variant<std::unique_ptr<HidDevice>, int> open(
+    [[nodiscard]] virtual tl::expected<std::unique_ptr<HidDevice>, int> open(
         const std::string& name) const = 0;
 };
 

@@ -113,10 +113,10 @@ HidIdentity HidrawSystem::identity(const std::string& name) const {
     return parseHidUevent(content(device(name) / "uevent"));
 }
 
-std::variant<std::unique_ptr<HidDevice>, int> HidrawSystem::open(const std::string& name) const {
+tl::expected<std::unique_ptr<HidDevice>, int> HidrawSystem::open(const std::string& name) const {
     FileDescriptor file(::open((folder() / name).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
     if (file.get() < 0) {
-        return errno;
+        return tl::unexpected(errno);
     }
     return std::make_unique<HidrawDevice>(std::move(file));
 }

@@ -4,7 +4,9 @@
 
 namespace velmaro {
 
-/// Linux hidraw: nodes in /dev, descriptors and identities in sysfs.
+/// Linux hidraw: nodes in /dev, descriptors and identities in sysfs. By system calls of its own: a
+/// HID library would bring a second way to find devices, and reads neither the report descriptor
+/// of a node that may not be opened nor says when the user's access to it comes.
 class HidrawSystem : public HidSystem {
 public:
     [[nodiscard]] std::filesystem::path folder() const override;
@@ -12,7 +14,7 @@ public:
     [[nodiscard]] std::vector<std::uint8_t> reportDescriptor(
         const std::string& name) const override;
     [[nodiscard]] HidIdentity identity(const std::string& name) const override;
-    [[nodiscard]] std::variant<std::unique_ptr<HidDevice>, int> open(
+    [[nodiscard]] tl::expected<std::unique_ptr<HidDevice>, int> open(
         const std::string& name) const override;
 };
 

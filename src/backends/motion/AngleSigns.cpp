@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <iostream>
 #include <numbers>
+#include <string>
 
 #include "headphones/Quaternion.h"
 
@@ -39,7 +39,7 @@ std::optional<AngleSigns> AngleSigns::reversing(std::string_view text) {
     return signs;
 }
 
-AngleSigns AngleSigns::fromEnvironment(const char* variable) {
+AngleSigns AngleSigns::fromEnvironment(const char* variable, Diagnostics& diagnostics) {
     const char* const text = std::getenv(variable);
     if (text == nullptr) {
         return {};
@@ -47,8 +47,10 @@ AngleSigns AngleSigns::fromEnvironment(const char* variable) {
     if (const auto signs = reversing(text)) {
         return *signs;
     }
-    std::cerr << "velmaro: " << variable
-              << " is ignored: give some of yaw, pitch, roll, separated by commas\n";
+    diagnostics.report({.kind = Diagnostic::Kind::warning,
+                        .subject = Diagnostic::Subject::headphones,
+                        .text = std::string(variable) + " is ignored",
+                        .advice = "give some of yaw, pitch, roll, separated by commas"});
     return {};
 }
 

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/Diagnostics.h"
 #include "platform/HeadphoneMotion.h"
 
 namespace velmaro {
@@ -25,8 +26,8 @@ struct AngleSigns {
     [[nodiscard]] static std::optional<AngleSigns> reversing(std::string_view text);
 
     /// The same from an environment variable. Unset leaves all as they are; so does a mistake,
-    /// after a word on standard error.
-    [[nodiscard]] static AngleSigns fromEnvironment(const char* variable);
+    /// which is reported.
+    [[nodiscard]] static AngleSigns fromEnvironment(const char* variable, Diagnostics& diagnostics);
 };
 
 }  // namespace velmaro

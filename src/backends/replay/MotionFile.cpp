@@ -72,7 +72,7 @@ std::string shown(std::string_view field) {
     return text + (field.size() > 20 ? "...\"" : "\"");
 }
 
-class Parser {
+class MotionFileParser {
 public:
     /// Why the line is wrong, or nothing.
     std::optional<std::string> take(std::string_view line) {
@@ -155,27 +155,27 @@ private:
 
 }  // namespace
 
-std::variant<MotionTrack, MotionFileError> parseMotionFile(std::string_view text) {
-    Parser parser;
+tl::expected<MotionTrack, MotionFileError> parseMotionFile(std::string_view text) {
+    MotionFileParser parser;
     std::size_t line = 0;
     do {
         ++line;
         const std::size_t end = std::min(text.find('\n'), text.size());
         if (auto message = parser.take(text.substr(0, end))) {
-            return MotionFileError{line, std::move(*message)};
+            return tl::unexpected(MotionFileError{line, std::move(*message)});
         }
         text.remove_prefix(std::min(end + 1, text.size()));
     } while (!text.empty());
     if (parser.track.empty()) {
-        return MotionFileError{line, "the file ends before the first sample"};
+        return tl::unexpected(MotionFileError{line, "the file ends before the first sample"});
     }
     return std::move(parser.track);
 }
 
-std::variant<MotionTrack, Error> readMotionFile(const std::filesystem::path& path) {
+Result<MotionTrack> readMotionFile(const std::filesystem::path& path) {
     const auto refusal = [&path](const std::string& where, const std::string& why) {
-        return Error{.description = path.string() + where + ": " + why,
-                     .localizedDescription = why};
+        return tl::unexpected(
+            Error{.description = path.string() + where + ": " + why, .localizedDescription = why});
     };
     std::error_code status;
     if (std::filesystem::is_directory(path, status)) {
@@ -197,10 +197,10 @@ std::variant<MotionTrack, Error> readMotionFile(const std::filesystem::path& pat
         return refusal("", "it cannot be read to its end");
     }
     auto result = parseMotionFile(text);
-    if (const auto* error = std::get_if<MotionFileError>(&result)) {
-        return refusal(":" + std::to_string(error->line), error->message);
+    if (!result) {
+        return refusal(":" + std::to_string(result.error().line), result.error().message);
     }
-    return std::get<MotionTrack>(std::move(result));
+    return std::move(*result);
 }
 
 std::string_view motionFileBeginning() {

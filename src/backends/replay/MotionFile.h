@@ -4,11 +4,11 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
-#include <variant>
+#include <tl/expected.hpp>
 #include <vector>
 
-#include "platform/Error.h"
 #include "platform/HeadphoneMotion.h"
+#include "platform/Result.h"
 
 namespace velmaro {
 
@@ -30,10 +30,10 @@ struct MotionFileError {
 };
 
 /// The samples in `text`, whose format docs/motion-files.md describes, or the first mistake in it.
-[[nodiscard]] std::variant<MotionTrack, MotionFileError> parseMotionFile(std::string_view text);
+[[nodiscard]] tl::expected<MotionTrack, MotionFileError> parseMotionFile(std::string_view text);
 
 /// The samples in the file at `path`, or why there are none. Files above 64 MiB are refused.
-[[nodiscard]] std::variant<MotionTrack, Error> readMotionFile(const std::filesystem::path& path);
+[[nodiscard]] Result<MotionTrack> readMotionFile(const std::filesystem::path& path);
 
 /// What a motion file of quaternions begins with.
 [[nodiscard]] std::string_view motionFileBeginning();

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <iostream>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,7 +17,7 @@
 namespace velmaro {
 namespace {
 
-/// The smallest step that the file tells apart.
+/// The smallest step in time that the file keeps.
 constexpr double kTimeStep = 1e-6;
 
 struct Closer {
@@ -28,86 +27,135 @@ using File = std::unique_ptr<std::FILE, Closer>;
 
 }  // namespace
 
+/// Used on the delivery queue; ends with the recorder or with the last delivery that is queued.
 class MotionRecorder::Recording {
 public:
-    Recording(File file, std::filesystem::path path, MotionClock clock)
-        : file_(std::move(file)), path_(std::move(path)), clock_(std::move(clock)) {
-        // A line goes to the file at once and as a whole.
-        std::setvbuf(file_.get(), nullptr, _IONBF, 0);
-        write(motionFileBeginning());
-    }
+    Recording(std::filesystem::path path, Diagnostics& diagnostics, std::function<void()> onFailure,
+              MotionClock clock)
+        : path_(std::move(path)),
+          diagnostics_(diagnostics),
+          onFailure_(std::move(onFailure)),
+          clock_(std::move(clock)) {}
 
     void add(const CMQuaternion& attitude) {
-        if (failed_) {
-            return;
-        }
         const double now = clock_().count();
         if (!beginning_) {
             beginning_ = now;
+            begin();
         }
         time_ = std::max(now - *beginning_, time_ + kTimeStep);
         write(motionFileLine({time_, attitude}));
     }
 
+    void end() const {
+        if (!beginning_) {
+            report(Diagnostic::Kind::warning, "nothing was recorded, since no motion came");
+        }
+    }
+
 private:
+    void begin() {
+        file_.reset(std::fopen(path_.c_str(), "wxe"));
+        if (!file_) {
+            fail("cannot be made: " + lastError());
+            return;
+        }
+        // A line goes to the file at once and as a whole.
+        std::setvbuf(file_.get(), nullptr, _IONBF, 0);
+        write(motionFileBeginning());
+    }
+
     void write(std::string_view text) {
+        if (!file_) {
+            return;
+        }
         if (std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size()) {
             length_ += static_cast<off_t>(text.size());
             return;
         }
-        failed_ = true;
-        std::cerr << "velmaro: the recording " << path_
-                  << " ends here: " << std::generic_category().message(errno) << ".\n";
+        const std::string why = lastError();
         // Without the part of a line that the disk still took.
         if (::ftruncate(::fileno(file_.get()), length_) != 0) {
-            std::cerr << "velmaro: its last line is not whole; remove it before a replay.\n";
+            report(Diagnostic::Kind::warning, "the last line of the recording is not whole",
+                   "remove it before a replay");
+        }
+        file_.reset();
+        fail("ends here: " + why);
+    }
+
+    void fail(const std::string& how) const {
+        report(Diagnostic::Kind::failure, "the recording \"" + path_.string() + "\" " + how);
+        if (onFailure_) {
+            onFailure_();
         }
     }
 
+    void report(Diagnostic::Kind kind, const std::string& text,
+                const std::string& advice = {}) const {
+        diagnostics_.report({.kind = kind,
+                             .subject = Diagnostic::Subject::recording,
+                             .text = text,
+                             .advice = advice});
+    }
+
+    static std::string lastError() { return std::generic_category().message(errno); }
+
+    const std::filesystem::path path_;
+    Diagnostics& diagnostics_;
+    const std::function<void()> onFailure_;
+    const MotionClock clock_;
     File file_;
-    std::filesystem::path path_;
-    MotionClock clock_;
     std::optional<double> beginning_;
     double time_ = -kTimeStep;
     off_t length_ = 0;
-    bool failed_ = false;
 };
 
-std::variant<std::unique_ptr<MotionRecorder>, Error> MotionRecorder::open(
-    const std::filesystem::path& path, HeadphoneMotion& source, MotionClock clock) {
-    File file(std::fopen(path.c_str(), "wxe"));
-    if (!file) {
-        const std::string why = errno == EEXIST ? "the file exists; remove it or name another"
-                                                : std::generic_category().message(errno);
-        return Error{.description = path.string() + ": " + why, .localizedDescription = why};
+Result<std::unique_ptr<MotionRecorder>> MotionRecorder::open(
+    const std::filesystem::path& path, std::unique_ptr<HeadphoneMotion> source,
+    Diagnostics& diagnostics, std::function<void()> onFailure, MotionClock clock) {
+    const auto refusal = [&path](const std::string& why) {
+        return tl::unexpected(
+            Error{.description = path.string() + ": " + why, .localizedDescription = why});
+    };
+    std::error_code none;
+    if (std::filesystem::exists(std::filesystem::symlink_status(path, none))) {
+        return refusal("the file exists; remove it or name another");
     }
-    auto recording = std::make_shared<Recording>(std::move(file), path, std::move(clock));
-    return std::unique_ptr<MotionRecorder>(new MotionRecorder(source, std::move(recording)));
+    // The file itself comes later, but a folder without room for it is a mistake now.
+    if (::access((std::filesystem::absolute(path).parent_path() / ".").c_str(), W_OK | X_OK) != 0) {
+        return refusal(std::generic_category().message(errno));
+    }
+    auto recording =
+        std::make_shared<Recording>(path, diagnostics, std::move(onFailure), std::move(clock));
+    return std::unique_ptr<MotionRecorder>(
+        new MotionRecorder(std::move(source), std::move(recording)));
 }
 
-MotionRecorder::MotionRecorder(HeadphoneMotion& source, std::shared_ptr<Recording> recording)
-    : source_(source), recording_(std::move(recording)) {}
+MotionRecorder::MotionRecorder(std::unique_ptr<HeadphoneMotion> source,
+                               std::shared_ptr<Recording> recording)
+    : source_(std::move(source)), recording_(std::move(recording)) {}
 
 MotionRecorder::~MotionRecorder() {
-    source_.stopDeviceMotionUpdates();
+    source_->stopDeviceMotionUpdates();
+    recording_->end();
 }
 
 void MotionRecorder::setDelegate(std::weak_ptr<HeadphoneMotionDelegate> delegate) {
-    source_.setDelegate(std::move(delegate));
+    source_->setDelegate(std::move(delegate));
 }
 
 bool MotionRecorder::isDeviceMotionAvailable() const {
-    return source_.isDeviceMotionAvailable();
+    return source_->isDeviceMotionAvailable();
 }
 
 bool MotionRecorder::isDeviceMotionActive() const {
-    return source_.isDeviceMotionActive();
+    return source_->isDeviceMotionActive();
 }
 
 void MotionRecorder::startDeviceMotionUpdates(DispatchQueue& queue, Handler handler) {
-    source_.startDeviceMotionUpdates(queue, [recording = recording_, handler = std::move(handler)](
-                                                const std::shared_ptr<const DeviceMotion>& sample,
-                                                const std::optional<Error>& error) {
+    source_->startDeviceMotionUpdates(queue, [recording = recording_, handler = std::move(handler)](
+                                                 const std::shared_ptr<const DeviceMotion>& sample,
+                                                 const std::optional<Error>& error) {
         if (sample && !error) {
             recording->add(sample->attitude.quaternion);
         }
@@ -116,7 +164,7 @@ void MotionRecorder::startDeviceMotionUpdates(DispatchQueue& queue, Handler hand
 }
 
 void MotionRecorder::stopDeviceMotionUpdates() {
-    source_.stopDeviceMotionUpdates();
+    source_->stopDeviceMotionUpdates();
 }
 
 }  // namespace velmaro

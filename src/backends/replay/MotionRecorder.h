@@ -1,26 +1,30 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
-#include <variant>
 
 #include "backends/replay/MotionClock.h"
-#include "platform/Error.h"
+#include "platform/Diagnostics.h"
 #include "platform/HeadphoneMotion.h"
+#include "platform/Result.h"
 
 namespace velmaro {
 
-/// Headphones whose every sample also goes into a motion file, at the time of its delivery. Whole
-/// lines reach the file at once, so that it can be replayed however the recording ended. A file
-/// that can no longer be written is told once on standard error, and the motion goes on.
+/// Headphones whose every sample also goes into a motion file, at the time of its delivery. The
+/// file appears with the first sample, and whole lines reach it at once, so that it can be replayed
+/// however the recording ended. A recording that ends empty is reported; so is a file that can not
+/// be written any more, once, and the motion goes on.
 class MotionRecorder : public HeadphoneMotion {
 public:
-    /// A recorder of `source`, which outlives it, into a new file at `path`; or why the file could
-    /// not be made. A file that is already there is not touched. `clock` is read on the delivery
-    /// queue.
-    static std::variant<std::unique_ptr<MotionRecorder>, Error> open(
-        const std::filesystem::path& path, HeadphoneMotion& source,
-        MotionClock clock = steadyMotionClock);
+    /// A recorder of `source` into a new file at `path`; or why there can be no such file. One that
+    /// is already there is not touched, even if it came in the meantime. `onFailure` is called on
+    /// the delivery queue when the file cannot be written, after the report. `clock` is read there.
+    static Result<std::unique_ptr<MotionRecorder>> open(const std::filesystem::path& path,
+                                                        std::unique_ptr<HeadphoneMotion> source,
+                                                        Diagnostics& diagnostics,
+                                                        std::function<void()> onFailure = nullptr,
+                                                        MotionClock clock = steadyMotionClock);
 
     ~MotionRecorder() override;
 
@@ -33,10 +37,10 @@ public:
 private:
     class Recording;
 
-    MotionRecorder(HeadphoneMotion& source, std::shared_ptr<Recording> recording);
+    MotionRecorder(std::unique_ptr<HeadphoneMotion> source, std::shared_ptr<Recording> recording);
 
-    HeadphoneMotion& source_;
-    std::shared_ptr<Recording> recording_;
+    const std::unique_ptr<HeadphoneMotion> source_;
+    const std::shared_ptr<Recording> recording_;
 };
 
 }  // namespace velmaro

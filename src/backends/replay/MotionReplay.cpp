@@ -39,9 +39,9 @@ struct MotionReplay::Plan {
 };
 
 /// One replay from a start to its stop.
-class MotionReplay::Run : public std::enable_shared_from_this<Run> {
+class MotionReplay::Pass : public std::enable_shared_from_this<Pass> {
 public:
-    Run(std::shared_ptr<const Plan> plan, DispatchQueue& queue, Handler handler)
+    Pass(std::shared_ptr<const Plan> plan, DispatchQueue& queue, Handler handler)
         : plan_(std::move(plan)),
           queue_(queue),
           handler_(std::move(handler)),
@@ -101,23 +101,23 @@ MotionReplay::MotionReplay(MotionTrack track, Ending ending, std::function<void(
 }
 
 MotionReplay::~MotionReplay() {
-    if (run_) {
-        run_->stop();
+    if (pass_) {
+        pass_->stop();
     }
 }
 
 void MotionReplay::startDeviceMotionUpdates(DispatchQueue& queue, Handler handler) {
-    if (run_) {
+    if (pass_) {
         return;
     }
-    run_ = std::make_shared<Run>(plan_, queue, std::move(handler));
-    run_->schedule();
+    pass_ = std::make_shared<Pass>(plan_, queue, std::move(handler));
+    pass_->schedule();
 }
 
 void MotionReplay::stopDeviceMotionUpdates() {
-    if (run_) {
-        run_->stop();
-        run_.reset();
+    if (pass_) {
+        pass_->stop();
+        pass_.reset();
     }
 }
 

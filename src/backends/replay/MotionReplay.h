@@ -24,20 +24,20 @@ public:
     MotionReplay& operator=(const MotionReplay&) = delete;
     ~MotionReplay() override;
 
-    /// Recorded headphones neither come nor go, so that there is nothing to tell a delegate.
+    /// Recorded headphones neither come nor go, so that there is nothing for a delegate to hear.
     void setDelegate(std::weak_ptr<HeadphoneMotionDelegate> /*delegate*/) override {}
     [[nodiscard]] bool isDeviceMotionAvailable() const override { return true; }
-    [[nodiscard]] bool isDeviceMotionActive() const override { return run_ != nullptr; }
+    [[nodiscard]] bool isDeviceMotionActive() const override { return pass_ != nullptr; }
     /// Nothing if it is already active.
     void startDeviceMotionUpdates(DispatchQueue& queue, Handler handler) override;
     void stopDeviceMotionUpdates() override;
 
 private:
     struct Plan;
-    class Run;
+    class Pass;
 
     std::shared_ptr<const Plan> plan_;
-    std::shared_ptr<Run> run_;
+    std::shared_ptr<Pass> pass_;
 };
 
 }  // namespace velmaro

@@ -19,10 +19,9 @@ using Clock = std::chrono::steady_clock;
 /// Packets taken in one go, so that a flood cannot keep the thread from its other duties.
 constexpr int kMostAtOnce = 64;
 
-Error refusal(const UDPMotionOptions& options, const std::string& why) {
-    const std::string text = "cannot receive motion at " + options.address + " port " +
-                             std::to_string(options.port) + ": " + why;
-    return {.description = text, .localizedDescription = text};
+tl::unexpected<Error> refusal(const UDPMotionOptions& options, const std::string& why) {
+    return failure("cannot receive motion at " + options.address + " port " +
+                   std::to_string(options.port) + ": " + why);
 }
 
 struct AddressList {
@@ -36,7 +35,7 @@ struct AddressList {
 
 }  // namespace
 
-std::variant<std::unique_ptr<UDPMotion>, Error> UDPMotion::listen(const UDPMotionOptions& options) {
+Result<std::unique_ptr<UDPMotion>> UDPMotion::listen(const UDPMotionOptions& options) {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
     hints.ai_socktype = SOCK_DGRAM;
@@ -91,7 +90,7 @@ void UDPMotion::run(MotionThread& thread) {
 bool UDPMotion::receive(MotionThread& thread) {
     bool any = false;
     for (int i = 0; i < kMostAtOnce; ++i) {
-        // One byte more tells a packet that is too long.
+        // One byte more shows a packet that is too long.
         std::array<std::uint8_t, kMotionPacketSize + 1> bytes{};
         const ssize_t size = ::recv(socket_.get(), bytes.data(), bytes.size(), 0);
         if (size < 0) {

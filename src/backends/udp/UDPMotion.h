@@ -4,11 +4,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <variant>
 
 #include "backends/motion/AngleSigns.h"
 #include "backends/motion/MotionThread.h"
-#include "platform/Error.h"
+#include "platform/Result.h"
 
 namespace velmaro {
 
@@ -26,8 +25,8 @@ struct UDPMotionOptions {
 /// come. Anybody who can reach the port can move the head, hence the loopback by default.
 class UDPMotion : public MotionDriver {
 public:
-    /// Listens from now on, or tells why it cannot.
-    static std::variant<std::unique_ptr<UDPMotion>, Error> listen(const UDPMotionOptions& options);
+    /// Listens from now on, or says why it cannot.
+    static Result<std::unique_ptr<UDPMotion>> listen(const UDPMotionOptions& options);
 
     [[nodiscard]] std::uint16_t port() const;
 

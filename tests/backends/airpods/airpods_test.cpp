@@ -14,6 +14,7 @@
 
 #include "backends/airpods/Packets.h"
 #include "backends/motion/Live.h"
+#include "fakes/Diagnostics.h"
 #include "headphones/Quaternion.h"
 
 namespace velmaro {
@@ -75,17 +76,17 @@ protected:
             "test",
             std::make_unique<AirPods>(
                 std::move(finder),
-                [this](const BluetoothAddress& address) { return connect(address); }, AngleSigns{},
-                timing),
+                [this](const BluetoothAddress& address) { return connect(address); }, diagnostics,
+                AngleSigns{}, timing),
             patience);
         motion->setDelegate(listener);
     }
-    std::variant<FileDescriptor, std::error_code> connect(const BluetoothAddress& address) {
+    Result<FileDescriptor> connect(const BluetoothAddress& address) {
         const std::lock_guard lock(mutex);
         ++attempts;
         last = address;
         if (refusal != 0) {
-            return std::error_code(refusal, std::generic_category());
+            return failure(std::generic_category().message(refusal));
         }
         std::array<int, 2> ends{};
         check(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends.data()),
@@ -136,6 +137,12 @@ protected:
         });
     }
 
+    int newFrames() {
+        const auto lines = diagnostics.lines();
+        return static_cast<int>(std::ranges::count(
+            lines, "the AirPods have a new frame of reference: set the offset anew"));
+    }
+
     std::mutex mutex;
     int attempts = 0;
     int refusal = 0;
@@ -145,6 +152,7 @@ protected:
     const std::shared_ptr<live::Listener> listener = std::make_shared<live::Listener>();
     std::vector<CMQuaternion> received;
     Findings findings;
+    fakes::CapturedDiagnostics diagnostics;
     std::unique_ptr<MotionThread> motion;
 };
 
@@ -188,18 +196,18 @@ TEST_F(Headset, ConnectsAnewAfterALoss) {
     greet();
     start();
     ASSERT_EQ(next(), bytes(airPodsStart(AirPodsService::motion16)));
-    testing::internal::CaptureStderr();
     hangUp();
     ASSERT_TRUE(eventually([&] { return listener->disconnections == 1; }));
     greet();
     EXPECT_TRUE(eventually([this] { return listener->connections == 2; }));
     EXPECT_EQ(next(), bytes(airPodsStart(AirPodsService::motion16))) << "motion goes on by itself";
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("experimental"), std::string::npos);
+    EXPECT_EQ(diagnostics.lines(),
+              (std::vector<std::string>{
+                  "no motion from the AirPods (experimental): they hung up; trying again"}));
 }
 
-TEST_F(Headset, TellsOnceWhyItCannotConnect) {
+TEST_F(Headset, ReportsOnceWhyItCannotConnect) {
     refusal = EHOSTDOWN;
-    testing::internal::CaptureStderr();
     make();
     ASSERT_TRUE(eventually([this] {
         const std::lock_guard lock(mutex);
@@ -210,33 +218,32 @@ TEST_F(Headset, TellsOnceWhyItCannotConnect) {
         refusal = 0;
     }
     greet();
-    const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
-    EXPECT_NE(told.find("Host is down"), std::string::npos) << told;
+    EXPECT_EQ(diagnostics.lines(),
+              (std::vector<std::string>{
+                  "no motion from the AirPods (experimental): Host is down; trying again"}));
 }
 
 TEST_F(Headset, GivesUpOnADeviceThatDoesNotAnswer) {
-    testing::internal::CaptureStderr();
     make({.silence = 10s, .retry = 20ms, .answer = 50ms});
     ASSERT_TRUE(eventually([this] {
         const std::lock_guard lock(mutex);
         return attempts >= 2;
     }));
     motion.reset();
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("no answer"), std::string::npos);
+    ASSERT_EQ(diagnostics.lines().size(), 1U);
+    EXPECT_NE(diagnostics.lines()[0].find("no answer"), std::string::npos);
     EXPECT_EQ(listener->connections, 0);
 }
 
 TEST_F(Headset, NothingFoundIsNothingTried) {
     findings.set(std::nullopt);
-    testing::internal::CaptureStderr();
     const auto begin = std::chrono::steady_clock::now();
     makeWith(std::make_unique<ScriptedFinder>(findings), kPatient, 10s);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s) << "there is nothing to wait for";
     EXPECT_FALSE(motion->isDeviceMotionAvailable());
     motion.reset();
     EXPECT_EQ(attempts, 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_TRUE(diagnostics.all().empty());
 }
 
 TEST_F(Headset, WhatIsThereFromTheBeginningIsAwaited) {
@@ -253,18 +260,17 @@ TEST_F(Headset, WhatIsThereFromTheBeginningIsAwaited) {
 TEST_F(Headset, AnAttemptThatFailsIsAwaitedNoLonger) {
     findings.set(kAddress);
     refusal = EHOSTDOWN;
-    testing::internal::CaptureStderr();
     const auto begin = std::chrono::steady_clock::now();
     makeWith(std::make_unique<ScriptedFinder>(findings), kPatient, 10s);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
     EXPECT_FALSE(motion->isDeviceMotionAvailable());
     motion.reset();
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("Host is down"), std::string::npos);
+    ASSERT_EQ(diagnostics.lines().size(), 1U);
+    EXPECT_NE(diagnostics.lines()[0].find("Host is down"), std::string::npos);
 }
 
 TEST_F(Headset, WhatIsNoLongerFoundIsLeftInSilence) {
     makeWith(std::make_unique<ScriptedFinder>(findings), kPatient);
-    testing::internal::CaptureStderr();
     for (int i = 1; i <= 2; ++i) {
         findings.set(kAddress);
         greet();
@@ -278,7 +284,75 @@ TEST_F(Headset, WhatIsNoLongerFoundIsLeftInSilence) {
     }
     motion.reset();
     EXPECT_EQ(attempts, 2);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_TRUE(diagnostics.all().empty());
+}
+
+TEST_F(Headset, KeepsItsFrameOfReferenceOverStopsAndLosses) {
+    make();
+    greet();
+    start();
+    ASSERT_EQ(next(), bytes(airPodsStart(AirPodsService::motion16)));
+    send(motionPacket({0, 1000, 1000}, 16));
+    ASSERT_TRUE(receives(1));
+    motion->stopDeviceMotionUpdates();
+    ASSERT_EQ(next(), bytes(airPodsStop(AirPodsService::motion16)));
+    start();
+    ASSERT_EQ(next(), bytes(airPodsStart(AirPodsService::motion16)));
+    send(motionPacket({1600, 2600, 2600}, 16));
+    ASSERT_TRUE(receives(2));
+    EXPECT_EQ(received[1], attitudeFromAngles(0, 9, 0)) << "relative to the first of all";
+    hangUp();
+    ASSERT_TRUE(eventually([&] { return listener->disconnections == 1; }));
+    greet();
+    ASSERT_EQ(next(), bytes(airPodsStart(AirPodsService::motion16)));
+    send(motionPacket({1600, 2600, 2600}, 16));
+    ASSERT_TRUE(receives(3));
+    EXPECT_EQ(received[2], attitudeFromAngles(0, 9, 0)) << "after a loss too";
+    EXPECT_EQ(newFrames(), 1) << "the first sample of all begins one";
+}
+
+TEST_F(Headset, OtherOnesBeginANewFrameOfReference) {
+    makeWith(std::make_unique<ScriptedFinder>(findings), kPatient);
+    for (const auto& address : {kAddress, kOther, kOther}) {
+        findings.set(address);
+        greet();
+        start();
+        ASSERT_EQ(next(), bytes(airPodsStart(AirPodsService::motion16)));
+        const std::size_t before = received.size();
+        send(motionPacket({0, 1000, 1000}, 16));
+        ASSERT_TRUE(receives(before + 1));
+        EXPECT_EQ(received.back(), (CMQuaternion{0, 0, 0, 1}));
+        motion->stopDeviceMotionUpdates();
+        ASSERT_EQ(next(), bytes(airPodsStop(AirPodsService::motion16)));
+        findings.set(std::nullopt);
+        ASSERT_TRUE(eventually([&] { return !motion->isDeviceMotionAvailable(); }));
+        hangUp();
+    }
+    EXPECT_EQ(newFrames(), 2) << "not when the same ones come back";
+}
+
+TEST_F(Headset, ThoseThatAreGoneAreNotSaidToBeTriedAgain) {
+    makeWith(std::make_unique<ScriptedFinder>(findings), kPatient);
+    findings.set(kAddress);
+    greet();
+    hangUp();
+    ASSERT_TRUE(eventually([&] { return listener->disconnections == 1; }));
+    findings.set(std::nullopt);
+    findings.set(kOther);
+    greet();
+    EXPECT_TRUE(diagnostics.all().empty()) << diagnostics.lines().front();
+}
+
+TEST_F(Headset, ThoseThatAreStillFoundAreTriedAgainWithAWordOnIt) {
+    makeWith(std::make_unique<ScriptedFinder>(findings),
+             {.silence = 10s, .retry = 20ms, .answer = 10s});
+    findings.set(kAddress);
+    greet();
+    hangUp();
+    greet();
+    EXPECT_EQ(diagnostics.lines(),
+              (std::vector<std::string>{
+                  "no motion from the AirPods (experimental): they hung up; trying again"}));
 }
 
 TEST_F(Headset, OtherOnesFoundAreSpokenToInstead) {

@@ -3,14 +3,16 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
-#include <algorithm>
 #include <chrono>
 #include <optional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "backends/airpods/BlueZAirPods.h"
 #include "backends/airpods/FakeBlueZ.h"
 #include "backends/airpods/PrivateBus.h"
+#include "fakes/Diagnostics.h"
 
 namespace velmaro {
 namespace {
@@ -25,14 +27,7 @@ const FakeDevice kOther{.address = "00:11:22:AA:BB:DD"};
 
 class Finder : public testing::Test {
 protected:
-    void SetUp() override { testing::internal::CaptureStderr(); }
-    void TearDown() override {
-        if (finder) {
-            finder.reset();
-            testing::internal::GetCapturedStderr();
-        }
-    }
-    void look() { finder.emplace(bus.address()); }
+    void look() { finder.emplace(diagnostics, bus.address()); }
     /// Whether the finder tells of this, by its descriptor, within 10 s.
     testing::AssertionResult finds(const std::optional<BluetoothAddress>& expected) {
         const auto deadline = std::chrono::steady_clock::now() + 10s;
@@ -51,42 +46,43 @@ protected:
         }
         return testing::AssertionSuccess();
     }
-    /// What it has said until its end.
-    std::string said() {
+    /// What it has reported until its end.
+    std::vector<std::string> reported() {
         finder.reset();
-        return testing::internal::GetCapturedStderr();
+        return diagnostics.lines();
     }
 
     PrivateBus bus;
+    fakes::CapturedDiagnostics diagnostics;
     std::optional<BlueZAirPods> finder;
 };
 
 TEST_F(Finder, WithoutABusFindsNothing) {
-    finder.emplace("unix:path=/nonexistent/bus");
+    finder.emplace(diagnostics, "unix:path=/nonexistent/bus");
     EXPECT_TRUE(finds(std::nullopt));
-    EXPECT_EQ(said(), "");
+    EXPECT_TRUE(reported().empty());
 }
 
 TEST_F(Finder, WithoutBlueZFindsNothing) {
     look();
     EXPECT_TRUE(finds(std::nullopt));
-    EXPECT_EQ(said(), "");
+    EXPECT_TRUE(reported().empty());
 }
 
 TEST_F(Finder, WithoutDevicesFindsNothing) {
     const FakeBlueZ bluez(bus.address());
     look();
     EXPECT_TRUE(finds(std::nullopt));
-    EXPECT_EQ(said(), "");
+    EXPECT_TRUE(reported().empty());
 }
 
 TEST_F(Finder, FindsWhatIsConnectedAndSaysThatItIsExperimental) {
     const FakeBlueZ bluez(bus.address(), {{kPath, {}}});
     look();
     EXPECT_TRUE(finds(kAddress));
-    EXPECT_EQ(said(),
-              "velmaro: found AirPods at 00:11:22:AA:BB:CC; their motion is experimental, see "
-              "docs/headphones.md\n");
+    EXPECT_EQ(reported(), (std::vector<std::string>{
+                              "found AirPods at 00:11:22:AA:BB:CC; their motion is experimental, "
+                              "see docs/headphones.md"}));
 }
 
 TEST_F(Finder, PassesOverOtherDevices) {
@@ -102,7 +98,7 @@ TEST_F(Finder, PassesOverOtherDevices) {
                            {"/org/bluez/hci0/dev_5", {.address = "no address"}}});
     look();
     EXPECT_TRUE(finds(std::nullopt));
-    EXPECT_EQ(said(), "");
+    EXPECT_TRUE(reported().empty());
 }
 
 TEST_F(Finder, HearsOfADeviceThatComesAndGoes) {
@@ -115,7 +111,7 @@ TEST_F(Finder, HearsOfADeviceThatComesAndGoes) {
     EXPECT_TRUE(finds(std::nullopt));
 }
 
-TEST_F(Finder, HearsOfConnectionsAndSaysItOnce) {
+TEST_F(Finder, HearsOfConnectionsAndReportsThemOnce) {
     FakeDevice device;
     device.isConnected = false;
     FakeBlueZ bluez(bus.address(), {{kPath, device}});
@@ -129,8 +125,7 @@ TEST_F(Finder, HearsOfConnectionsAndSaysItOnce) {
         bluez.set(kPath, device);
         EXPECT_TRUE(finds(std::nullopt));
     }
-    const std::string text = said();
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    EXPECT_EQ(reported().size(), 1U);
 }
 
 TEST_F(Finder, LearnsTheModelLate) {

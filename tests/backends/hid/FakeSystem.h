@@ -16,7 +16,6 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "backends/hid/Descriptors.h"
@@ -138,12 +137,17 @@ public:
         }
         tracker->unplug();
     }
+    [[nodiscard]] std::string path(const std::string& name) const { return folder_ / name; }
+    /// Changes the attributes of a node, as udev does.
+    void touch(const std::string& name) {
+        std::filesystem::permissions(folder_ / name, std::filesystem::perms::owner_all);
+    }
     void grantAccess(const std::string& name) {
         {
             const std::lock_guard lock(mutex_);
             trackers_.at(name)->openError = 0;
         }
-        std::filesystem::permissions(folder_ / name, std::filesystem::perms::owner_all);
+        touch(name);
     }
 
     /// The system for a driver; this outlives it.
@@ -166,19 +170,19 @@ private:
         [[nodiscard]] HidIdentity identity(const std::string& name) const override {
             return {0x1234, 0x5678, "Tracker at " + name};
         }
-        [[nodiscard]] std::variant<std::unique_ptr<HidDevice>, int> open(
+        [[nodiscard]] tl::expected<std::unique_ptr<HidDevice>, int> open(
             const std::string& name) const override {
             const std::lock_guard lock(system_.mutex_);
             const auto found = system_.trackers_.find(name);
             if (found == system_.trackers_.end()) {
-                return ENOENT;
+                return tl::unexpected(ENOENT);
             }
             if (found->second->openError != 0) {
-                return found->second->openError;
+                return tl::unexpected(found->second->openError);
             }
             std::array<int, 2> ends{};
             if (::pipe2(ends.data(), O_NONBLOCK | O_CLOEXEC) != 0) {
-                return errno;
+                return tl::unexpected(errno);
             }
             const std::lock_guard trackerLock(found->second->mutex);
             found->second->input.emplace(ends[1]);

@@ -4,6 +4,7 @@
 
 #include "backends/hid/HeadTrackerAxes.h"
 #include "backends/hid/HidrawSystem.h"
+#include "fakes/Diagnostics.h"
 
 namespace velmaro {
 namespace {
@@ -20,13 +21,16 @@ TEST(HeadTrackerAxes, ParseAndApply) {
 
 TEST(HeadTrackerAxes, TheEnvironmentComesFirst) {
     ::unsetenv("VELMARO_HEAD_TRACKER_AXES");
-    EXPECT_EQ(headTrackerAxes(1, 2), HeadTrackerAxes{});
+    fakes::CapturedDiagnostics diagnostics;
+    EXPECT_EQ(headTrackerAxes(1, 2, diagnostics), HeadTrackerAxes{});
     ::setenv("VELMARO_HEAD_TRACKER_AXES", "-x-yz", 1);
-    EXPECT_EQ(headTrackerAxes(1, 2).sign, (std::array<double, 3>{-1, -1, 1}));
+    EXPECT_EQ(headTrackerAxes(1, 2, diagnostics).sign, (std::array<double, 3>{-1, -1, 1}));
     ::setenv("VELMARO_HEAD_TRACKER_AXES", "left", 1);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(headTrackerAxes(1, 2), HeadTrackerAxes{});
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("ignored"), std::string::npos);
+    EXPECT_TRUE(diagnostics.all().empty());
+    EXPECT_EQ(headTrackerAxes(1, 2, diagnostics), HeadTrackerAxes{});
+    ASSERT_EQ(diagnostics.lines().size(), 1U);
+    EXPECT_NE(diagnostics.lines()[0].find("VELMARO_HEAD_TRACKER_AXES is ignored: give x"),
+              std::string::npos);
     ::unsetenv("VELMARO_HEAD_TRACKER_AXES");
 }
 

@@ -16,10 +16,7 @@ namespace {
 
 std::optional<HeadTrackerLayout> layoutOf(const Bytes& bytes) {
     auto descriptor = parseHidReportDescriptor(bytes);
-    if (std::holds_alternative<std::string>(descriptor)) {
-        return std::nullopt;
-    }
-    return HeadTrackerLayout::of(std::get<HidReportDescriptor>(std::move(descriptor)));
+    return descriptor ? HeadTrackerLayout::of(std::move(*descriptor)) : std::nullopt;
 }
 
 const Bytes kTurned = fromHex("01 00 00 00 00 1C 07 00 00 00 00 00 00 00");

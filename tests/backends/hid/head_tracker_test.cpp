@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "backends/hid/FakeSystem.h"
 #include "backends/hid/HeadTracker.h"
 #include "backends/motion/Live.h"
+#include "fakes/Diagnostics.h"
 
 namespace velmaro {
 namespace {
@@ -19,8 +19,8 @@ const Bytes kTurned = fromHex("01 00 00 00 00 1C 07 00 00 00 00 00 00 00");
 class Tracker : public testing::Test {
 protected:
     MotionThread& make() {
-        motion = std::make_unique<MotionThread>("test",
-                                                std::make_unique<HeadTracker>(system.door()), 10s);
+        motion = std::make_unique<MotionThread>(
+            "test", std::make_unique<HeadTracker>(system.door(), diagnostics, timing), 10s);
         motion->setDelegate(listener);
         return *motion;
     }
@@ -42,6 +42,8 @@ protected:
     static std::shared_ptr<FakeTracker> tracker() { return std::make_shared<FakeTracker>(); }
 
     FakeSystem system;
+    fakes::CapturedDiagnostics diagnostics;
+    HeadTrackerTiming timing;
     live::LockedQueue queue;
     const std::shared_ptr<live::Listener> listener = std::make_shared<live::Listener>();
     std::vector<double> turns;
@@ -114,27 +116,74 @@ TEST_F(Tracker, TakesTheNextWhenOneGoes) {
     EXPECT_TRUE(eventually([&] { return second->isOpen() && motion->isDeviceMotionAvailable(); }));
 }
 
-TEST_F(Tracker, TellsARefusalOnceAndSeesItLifted) {
+TEST_F(Tracker, ReportsARefusalOnceAndSeesItLifted) {
     const auto device = tracker();
     device->openError = EACCES;
-    testing::internal::CaptureStderr();
     system.plug("hidraw0", device);
     EXPECT_FALSE(make().isDeviceMotionAvailable());
     system.grantAccess("hidraw0");
     EXPECT_TRUE(eventually([&] { return motion->isDeviceMotionAvailable(); }));
     motion.reset();
-    const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_NE(told.find("Tracker at hidraw0"), std::string::npos) << told;
-    EXPECT_NE(told.find("udev rule"), std::string::npos) << told;
-    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
+    ASSERT_EQ(diagnostics.all().size(), 1U);
+    const Diagnostic reported = diagnostics.all().front();
+    EXPECT_NE(reported.text.find("Tracker at hidraw0"), std::string::npos) << reported.text;
+    EXPECT_NE(reported.text.find("cannot be opened: Permission denied"), std::string::npos);
+    EXPECT_EQ(reported.advice, "install the udev rule of docs/headphones.md");
 }
 
 TEST_F(Tracker, AsksAgainWhatDoesNotAnswerYet) {
+    timing = {.retry = 10ms};
     const auto device = tracker();
     device->refusedFeatures = 2;
     system.plug("hidraw0", device);
+    make();
+    EXPECT_TRUE(eventually([&] { return motion->isDeviceMotionAvailable(); }));
+    EXPECT_TRUE(diagnostics.all().empty());
+}
+
+TEST_F(Tracker, AsksOnAndOnWhatIsSilentAndReportsItOnce) {
+    timing = {.retry = 1ms, .longestRetry = 4ms};
+    const auto device = tracker();
+    device->refusedFeatures = 20;
+    system.plug("hidraw0", device);
     EXPECT_FALSE(make().isDeviceMotionAvailable());
     EXPECT_TRUE(eventually([&] { return motion->isDeviceMotionAvailable(); }));
+    ASSERT_EQ(diagnostics.lines().size(), 1U);
+    EXPECT_EQ(diagnostics.lines()[0],
+              "the head tracker \"Tracker at hidraw0\" at " + system.path("hidraw0") +
+                  " does not answer; it will be asked again, ever more slowly: connect it anew if "
+                  "it stays silent");
+}
+
+TEST_F(Tracker, AsksEverMoreSlowly) {
+    timing = {.retry = 1ms, .longestRetry = 1h};
+    const auto device = tracker();
+    device->refusedFeatures = 7;
+    system.plug("hidraw0", device);
+    const auto begin = std::chrono::steady_clock::now();
+    make();
+    ASSERT_TRUE(eventually([&] { return motion->isDeviceMotionAvailable(); }));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 127ms) << "1 + 2 + 4 + ... + 64";
+}
+
+TEST_F(Tracker, AnUnknownMarkIsReportedOnceForEachConnection) {
+    const auto other = [] {
+        return std::make_shared<FakeTracker>(trackerDescriptor(), "#AndroidHeadTracker#9.0");
+    };
+    system.plug("hidraw0", other());
+    EXPECT_FALSE(make().isDeviceMotionAvailable());
+    system.touch("hidraw0");
+    system.plug("hidraw1", tracker());
+    ASSERT_TRUE(eventually([&] { return motion->isDeviceMotionAvailable(); }));
+    ASSERT_EQ(diagnostics.lines().size(), 1U);
+    EXPECT_NE(diagnostics.lines()[0].find("\"Tracker at hidraw0\""), std::string::npos);
+    EXPECT_NE(diagnostics.lines()[0].find("no mark of a version of the protocol that is known"),
+              std::string::npos);
+    system.unplug("hidraw0");
+    system.unplug("hidraw1");
+    ASSERT_TRUE(eventually([&] { return !motion->isDeviceMotionAvailable(); }));
+    system.plug("hidraw0", other());
+    EXPECT_TRUE(eventually([&] { return diagnostics.lines().size() == 2; }));
 }
 
 TEST_F(Tracker, AControlThatCannotBeReadIsStillWritten) {
@@ -159,21 +208,20 @@ TEST_F(Tracker, ARefusedStartIsAnError) {
     EXPECT_NE(errors.at(0).find("Tracker at hidraw0"), std::string::npos);
 }
 
-TEST_F(Tracker, ANewFrameOfReferenceIsTold) {
+TEST_F(Tracker, ANewFrameOfReferenceIsReported) {
     const auto device = system.plug("hidraw0", tracker());
     make();
     start();
     ASSERT_TRUE(eventually([&] { return device->control() == Bytes{1, 21 << 2 | 3}; }));
-    testing::internal::CaptureStderr();
     device->send(kTurned);
     Bytes reset = kTurned;
     reset.back() = 1;
     device->send(reset);
     device->send(reset);
     EXPECT_TRUE(receives(3));
-    const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_NE(told.find("frame of reference"), std::string::npos);
-    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1) << told;
+    EXPECT_EQ(diagnostics.lines(),
+              (std::vector<std::string>{
+                  "the head tracker has a new frame of reference: set the offset anew"}));
 }
 
 TEST_F(Tracker, OtherReportsArePassedOver) {

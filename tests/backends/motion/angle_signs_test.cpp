@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "backends/motion/AngleSigns.h"
+#include "fakes/Diagnostics.h"
 #include "headphones/Quaternion.h"
 
 namespace velmaro {
@@ -19,14 +20,18 @@ TEST(AngleSigns, ReverseWhatIsListed) {
 
 TEST(AngleSigns, ComeFromTheEnvironment) {
     constexpr const char* kVariable = "VELMARO_TEST_REVERSE";
+    fakes::CapturedDiagnostics diagnostics;
     ::unsetenv(kVariable);
-    EXPECT_EQ(AngleSigns::fromEnvironment(kVariable), AngleSigns{});
+    EXPECT_EQ(AngleSigns::fromEnvironment(kVariable, diagnostics), AngleSigns{});
     ::setenv(kVariable, "pitch", 1);
-    EXPECT_EQ(AngleSigns::fromEnvironment(kVariable), (AngleSigns{1, -1, 1}));
+    EXPECT_EQ(AngleSigns::fromEnvironment(kVariable, diagnostics), (AngleSigns{1, -1, 1}));
     ::setenv(kVariable, "upside down", 1);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(AngleSigns::fromEnvironment(kVariable), AngleSigns{});
-    EXPECT_NE(testing::internal::GetCapturedStderr().find(kVariable), std::string::npos);
+    EXPECT_TRUE(diagnostics.all().empty());
+    EXPECT_EQ(AngleSigns::fromEnvironment(kVariable, diagnostics), AngleSigns{});
+    EXPECT_EQ(diagnostics.lines(),
+              (std::vector<std::string>{std::string(kVariable) +
+                                        " is ignored: give some of yaw, pitch, roll, separated by "
+                                        "commas"}));
     ::unsetenv(kVariable);
 }
 

@@ -20,18 +20,17 @@ const std::string kQuaternions = "# velmaro motion 1\ntime x y z w\n";
 
 MotionTrack track(const std::string& text) {
     auto result = parseMotionFile(text);
-    if (const auto* error = std::get_if<MotionFileError>(&result)) {
-        ADD_FAILURE() << error->line << ": " << error->message << "\nin\n" << text;
+    if (!result) {
+        ADD_FAILURE() << result.error().line << ": " << result.error().message << "\nin\n" << text;
         return {};
     }
-    return std::get<MotionTrack>(result);
+    return std::move(*result);
 }
 
 /// The line and the message of the mistake in `text`.
 std::string mistake(std::string_view text) {
     const auto result = parseMotionFile(text);
-    const auto* error = std::get_if<MotionFileError>(&result);
-    return error == nullptr ? "none" : std::to_string(error->line) + ": " + error->message;
+    return result ? "none" : std::to_string(result.error().line) + ": " + result.error().message;
 }
 
 TEST(MotionFile, ReadsQuaternionsToTheBit) {
@@ -154,8 +153,7 @@ protected:
 
     static std::string refusal(const std::filesystem::path& path) {
         const auto result = readMotionFile(path);
-        const auto* error = std::get_if<Error>(&result);
-        return error == nullptr ? "none" : error->description;
+        return result ? "none" : result.error().description;
     }
 
     std::filesystem::path folder;
@@ -164,8 +162,8 @@ protected:
 TEST_F(MotionFileOnDisk, IsRead) {
     std::ofstream(folder / "a.txt") << kAngles << "0 0 0 0\n1 2 3 4\n";
     const auto result = readMotionFile(folder / "a.txt");
-    ASSERT_TRUE(std::holds_alternative<MotionTrack>(result));
-    EXPECT_EQ(std::get<MotionTrack>(result).size(), 2U);
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->size(), 2U);
 }
 
 TEST_F(MotionFileOnDisk, ThatCannotBeReadIsNamedWithTheReason) {

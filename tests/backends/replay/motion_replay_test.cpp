@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "backends/replay/MotionReplay.h"
-#include "backends/replay/NoHeadphoneMotion.h"
 #include "fakes/Dispatch.h"
 #include "fakes/Log.h"
 #include "fakes/UserDefaults.h"
@@ -159,8 +158,8 @@ TEST_F(Replay, ComesOutOfTheTrackerAsTheAnglesOfTheFile) {
     const auto parsed = parseMotionFile(
         "# velmaro motion 1\ntime yaw pitch roll\n0 0 0 0\n1 10 0 0\n2 0 10 0\n3 0 0 10\n"
         "4 -35 20 5\n5 170 -60 -45\n6 -90 80 120\n");
-    ASSERT_TRUE(std::holds_alternative<MotionTrack>(parsed));
-    MotionReplay replay = make(std::get<MotionTrack>(parsed), Ending::once);
+    ASSERT_TRUE(parsed.has_value());
+    MotionReplay replay = make(*parsed, Ending::once);
     fakes::MemoryUserDefaults settings;
     fakes::HandCrankedDispatch dispatch;
     fakes::CapturedLog log;
@@ -185,18 +184,6 @@ TEST_F(Replay, ComesOutOfTheTrackerAsTheAnglesOfTheFile) {
         }
     }
     EXPECT_TRUE(log.lines.empty());
-}
-
-TEST(NoHeadphoneMotion, IsNeverThere) {
-    NoHeadphoneMotion none;
-    fakes::MemoryUserDefaults settings;
-    fakes::HandCrankedDispatch dispatch;
-    fakes::CapturedLog log;
-    const auto tracker = HeadphoneMotionManager::create(none, settings, dispatch, log);
-    EXPECT_FALSE(tracker->isConnected.get());
-    tracker->start();
-    EXPECT_FALSE(none.isDeviceMotionActive());
-    EXPECT_EQ(log.lines, (std::vector<std::string>{"⚠️ Headphone motion is not available"}));
 }
 
 }  // namespace

@@ -97,8 +97,8 @@ TEST_F(AirPodsDevice, ItsMotionIsSentAsOSC) {
     ASSERT_NO_FATAL_FAILURE(greet());
     EXPECT_TRUE(program.waitForOutput("🎧 Headphones connected\n"));
     ASSERT_EQ(headset->next(), kStart14) << "motion goes on by itself";
-    EXPECT_TRUE(tells(motionPacket({0, 0, 0}), {0, 0, 0}));
-    EXPECT_TRUE(tells(motionPacket({800, 1600, 1600}), {0, 9, -2.25F}));
+    EXPECT_TRUE(tells(motionPacket({100, 200, 300}), {0, 0, 0})) << "in the same frame";
+    EXPECT_TRUE(tells(motionPacket({900, 1800, 1900}), {0, 9, -2.25F}));
 
     program.signal(SIGTERM);
     EXPECT_EQ(headset->next(), kStop14);
@@ -109,7 +109,7 @@ TEST_F(AirPodsDevice, SaysWhyThereIsNoMotion) {
     const Program program({"--airpods-address", address, "--input", "airpods"});
     EXPECT_TRUE(eventually([&] {
         return program.errors().find(
-                   "velmaro: no motion from the AirPods (experimental): Connection "
+                   "velmaro-cli: no motion from the AirPods (experimental): Connection "
                    "refused; trying again\n") != std::string::npos;
     })) << program.errors();
 }
@@ -127,7 +127,7 @@ TEST_F(FoundAirPodsDevice, ItsMotionIsSentAsOSC) {
                     {{"DBUS_SYSTEM_BUS_ADDRESS", bluez->busAddress()}});
     ASSERT_NO_FATAL_FAILURE(greet());
     ASSERT_EQ(headset->next(), kStart16) << program.errors();
-    EXPECT_THAT(program.errors(), testing::HasSubstr("velmaro: found AirPods at 00:AA:01:"));
+    EXPECT_THAT(program.errors(), testing::HasSubstr("velmaro-cli: found AirPods at 00:AA:01:"));
     EXPECT_TRUE(tells(motionPacket({0, 0, 0}, 16), {0, 0, 0}));
     EXPECT_TRUE(tells(motionPacket({0, 1600, 65536 - 1600}, 16), {9, 0, 0}));
     bluez.reset();

@@ -112,10 +112,11 @@ TEST(HeadTrackerDevice, TheRuleOpensItToTheUserAtTheSeat) {
         const Answer refused = shell(list);
         EXPECT_EQ(refused.status, 0);
         EXPECT_THAT(refused.text, Not(HasSubstr("airpods")));
+        EXPECT_THAT(
+            refused.text,
+            HasSubstr("velmaro-cli: the head tracker \"Virtual Head Tracker\" at /dev/hidraw"));
         EXPECT_THAT(refused.text,
-                    HasSubstr("velmaro: the head tracker \"Virtual Head Tracker\" at /dev/hidraw"));
-        EXPECT_THAT(refused.text,
-                    HasSubstr("cannot be opened: Permission denied; install the udev rule of "
+                    HasSubstr("cannot be opened: Permission denied: install the udev rule of "
                               "docs/headphones.md\n"));
     }
     // What the login service writes down of the user at the seat.

@@ -39,10 +39,10 @@ TEST_F(FoundAirPods, AreSpokenToAndCalledExperimental) {
     EXPECT_THAT(program.errors(), Not(HasSubstr("AirPods")));
     bluez.set(kPath, airPods());
     EXPECT_TRUE(
-        program.waitForErrors("velmaro: found AirPods at 00:00:00:00:00:00; their motion is "
+        program.waitForErrors("velmaro-cli: found AirPods at 00:00:00:00:00:00; their motion is "
                               "experimental, see docs/headphones.md\n"))
         << program.errors();
-    EXPECT_TRUE(program.waitForErrors("velmaro: no motion from the AirPods (experimental): "))
+    EXPECT_TRUE(program.waitForErrors("velmaro-cli: no motion from the AirPods (experimental): "))
         << program.errors();
 }
 
@@ -52,7 +52,7 @@ TEST_F(FoundAirPods, AreNoSourceUnlessTheyAnswer) {
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, HasSubstr("camera_demo\tDemonstration\n"));
     EXPECT_THAT(run.output, Not(HasSubstr("airpods")));
-    EXPECT_THAT(run.errors, HasSubstr("velmaro: found AirPods at 00:00:00:00:00:00"));
+    EXPECT_THAT(run.errors, HasSubstr("velmaro-cli: found AirPods at 00:00:00:00:00:00"));
 }
 
 TEST_F(FoundAirPods, AreNotLookedForWhereAnotherTrackerIsNamed) {

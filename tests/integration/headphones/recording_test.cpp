@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 
 #include "integration/headphones/UDPTracker.h"
 #include "integration/support/Program.h"
@@ -46,6 +48,53 @@ TEST(RecordMotion, NeverOverwritesAFile) {
     EXPECT_THAT(run.errors, testing::AllOf(HasSubstr(file), HasSubstr("exists")));
     std::ifstream stream(file);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), "mine");
+}
+
+TEST(RecordMotion, WhatRecordedNothingSaysSoAndLeavesNothing) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path() / "none.txt";
+    const Finished run = runProgram({"--motion-udp", std::to_string(freePort()), "--input",
+                                     "airpods", "--record-motion", file, "--duration", "0.3"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.errors, HasSubstr("velmaro-cli: nothing was recorded, since no motion came\n"));
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+/// Files of this process, and of those that it starts, end after a few lines, as on a full disk.
+class SmallFiles {
+public:
+    SmallFiles() : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit small{.rlim_cur = 4096, .rlim_max = before_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~SmallFiles() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+    SmallFiles(const SmallFiles&) = delete;
+    SmallFiles& operator=(const SmallFiles&) = delete;
+
+private:
+    void (*handler_)(int);
+    rlimit before_{};
+};
+
+TEST(RecordMotion, ADiskThatFillsEndsTheRunWithOne) {
+    const TemporaryFolder folder;
+    const std::string file = folder.path() / "full.txt";
+    const std::uint16_t port = freePort();
+    const Receiver receiver;
+    std::optional<SmallFiles> small(std::in_place);
+    Program program({"--motion-udp", std::to_string(port), "--input", "airpods", "--port",
+                     receiver.port(), "--record-motion", file});
+    small.reset();
+    const UDPTracker tracker(port, sixDoubles({0, 0, 0, -35, 20, 5}));
+    EXPECT_EQ(program.wait(), 1) << program.errors();
+    EXPECT_THAT(program.errors(), HasSubstr("velmaro-cli: the recording \"" + file +
+                                            "\" ends here: File too large\n"));
+    const Finished replay = runProgram({"--motion-file", file, "--once", "--input", "airpods"});
+    EXPECT_EQ(replay.status, 0) << "whole lines only: " << replay.errors;
 }
 
 TEST(RecordMotion, AListingRecordsNothing) {
