@@ -151,6 +151,7 @@ void SourcePicker::wheelEvent(QWheelEvent* event) {
 void SourcePicker::paintEvent(QPaintEvent* /*event*/) {
     const Colors& colors = colorsFor(palette());
     QPainter painter(this);
+    painter.setLayoutDirection(Qt::LeftToRight);
     paintBody(painter, *this, colors.control, colors.controlEdge);
     if (underMouse()) {
         paintBody(painter, *this, withOpacity(colors.primary, 0.04), Qt::transparent);

@@ -31,6 +31,8 @@ void TextLabel::setTextIfDifferent(const QString& text) {
 void TextLabel::paintEvent(QPaintEvent* /*event*/) {
     const Colors& colors = colorsFor(palette());
     QPainter painter(this);
+    // A painter goes by the application's direction, whatever that of the widget is.
+    painter.setLayoutDirection(Qt::LeftToRight);
     painter.setPen(ink_ == Ink::primary     ? colors.primary
                    : ink_ == Ink::secondary ? colors.secondary
                                             : colors.gray);

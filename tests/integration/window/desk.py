@@ -75,14 +75,25 @@ class Screen:
         self.manager.wait()
         self.manager = None
 
-    def pixel(self, x, y):
-        """Red, green and blue."""
+    def rows(self, left, top, width, height):
+        """The rows of a part of the picture, each a byte of red, green and blue for every pixel."""
         with open(os.path.join(self.folder, "Xvfb_screen0"), "rb") as file:
             dump = file.read()
         header = struct.unpack(">25I", dump[:100])
         size, row_bytes, colors = header[0], header[12], header[19]
-        start = size + 12 * colors + y * row_bytes + 4 * x
-        return dump[start + 2], dump[start + 1], dump[start]
+        rows = []
+        for row in range(top, top + height):
+            start = size + 12 * colors + row * row_bytes + 4 * left
+            pixels = dump[start:start + 4 * width]
+            line = bytearray(3 * width)
+            for color in range(3):
+                line[color::3] = pixels[2 - color::4]
+            rows.append(bytes(line))
+        return rows
+
+    def pixel(self, x, y):
+        """Red, green and blue."""
+        return tuple(self.rows(x, y, 1, 1)[0])
 
     def close(self):
         if self.manager:
@@ -231,10 +242,14 @@ class Program:
 
     # By pointer and keys
 
-    def origin(self):
+    def geometry(self):
+        """Left, top, width and height on the screen."""
         values = dict(line.split("=") for line in
                       run("xdotool", "getwindowgeometry", "--shell", self.window).split() if "=" in line)
-        return int(values["X"]), int(values["Y"])
+        return tuple(int(values[name]) for name in ("X", "Y", "WIDTH", "HEIGHT"))
+
+    def origin(self):
+        return self.geometry()[:2]
 
     def click(self, role, name=None):
         from gi.repository import Atspi
