@@ -16,6 +16,7 @@ struct Colors {
     QColor secondary;
     QColor green;
     QColor red;
+    QColor orange;
     QColor blue;
     QColor gray;
     /// What is pressed, and its edge.

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "app/ReceiverMonitor.h"
 #include "app/window/Button.h"
+#include "app/window/DestinationNotes.h"
 #include "app/window/Fonts.h"
 #include "app/window/Gauge.h"
 #include "app/window/Grid.h"
@@ -28,6 +30,7 @@ constexpr int kFontSize = 11;
 constexpr int kIpWidth = 80;
 constexpr int kPortWidth = 45;
 constexpr std::chrono::milliseconds kRefreshInterval{16};
+constexpr std::chrono::milliseconds kNoteInterval{250};
 
 constexpr QKeyCombination kStartKeys = Qt::CTRL | Qt::Key_R;
 constexpr QKeyCombination kSetKeys = Qt::CTRL | Qt::Key_S;
@@ -46,7 +49,8 @@ QHBoxLayout* addRow(QVBoxLayout* stack, std::initializer_list<QWidget*> widgets)
 
 }  // namespace
 
-ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, QWidget* parent)
+ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, const ReceiverMonitor* receiver,
+                           QWidget* parent)
     : QWidget(parent),
       sourcePicker(new SourcePicker(this)),
       ipField(new TextField(tr("IP"), this)),
@@ -60,7 +64,8 @@ ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, QWidget* parent)
       readout(new Readout(this)),
       gauge(new Gauge(this)),
       statusRow(new StatusRow(this)),
-      view_(std::move(view)) {
+      view_(std::move(view)),
+      receiver_(receiver) {
     new HeldKeys(this);
     layOut();
     describe();
@@ -129,6 +134,8 @@ void ControlPanel::bind() {
     refreshTimer_.setSingleShot(true);
     refreshTimer_.setTimerType(Qt::PreciseTimer);
     connect(&refreshTimer_, &QTimer::timeout, this, [this] { refresh(); });
+    connect(&noteTimer_, &QTimer::timeout, this, [this] { refreshNotes(); });
+    noteTimer_.setInterval(kNoteInterval);
 }
 
 void ControlPanel::bindDestination() {
@@ -159,9 +166,11 @@ void ControlPanel::describe() {
     ipField->setAccessibleName(tr("IP address"));
     ipField->setHelp(tr("The receiver's IP address or host name; taken at the next start"));
     portField->setAccessibleName(tr("Port"));
-    portField->setHelp(tr("The receiver's UDP port; taken at the next start"));
+    portField->setHelp(
+        tr("The receiver's UDP port; taken at the next start, but nothing is sent while it is no "
+           "port"));
     oscField->setAccessibleName(tr("OSC address"));
-    oscField->setHelp(tr("The OSC address of every message; ASCII only"));
+    oscField->setHelp(tr("The OSC address of every message, ASCII only; acts at once"));
     setButton->setAccessibleName(tr("Set zero pose"));
     resetButton->setAccessibleName(tr("Reset zero pose"));
     tiltButton->setAccessibleName(tr("Tilt"));
@@ -242,6 +251,16 @@ void ControlPanel::refresh() {
                                               : QStringLiteral("Stopped"));
 }
 
+void ControlPanel::refreshNotes() {
+    const DestinationState state{
+        *view_->oscManager.ipAddress.snapshot(), *view_->oscManager.port.snapshot(),
+        *view_->oscManager.oscMessage.snapshot(),
+        receiver_ != nullptr ? receiver_->status() : ReceiverMonitor::Status{}};
+    ipField->setNote(noteOnHost(state));
+    portField->setNote(noteOnPort(state));
+    oscField->setNote(noteOnOSCAddress(state));
+}
+
 void ControlPanel::showStartButton(bool isRunning) {
     startButton->setSymbol(isRunning ? Button::Symbol::stop : Button::Symbol::play);
     startButton->setTint(isRunning ? Button::Tint::red : Button::Tint::green);
@@ -255,12 +274,18 @@ void ControlPanel::refreshControls() {
     portField->setTextIfDifferent(QString::fromStdString(*view_->oscManager.port.snapshot()));
     oscField->setTextIfDifferent(QString::fromStdString(*view_->oscManager.oscMessage.snapshot()));
     ratePicker->setRate(view_->oscManager.frameRate.get());
+    refreshNotes();
 
     showStartButton(isRunning);
     tiltButton->setTint(tiltEnabled ? Button::Tint::blue : Button::Tint::gray);
     tiltButton->setChecked(tiltEnabled);
     for (Button* const button : {setButton, resetButton, tiltButton}) {
         button->setEnabled(isRunning);
+    }
+    if (isRunning && !noteTimer_.isActive()) {
+        noteTimer_.start();
+    } else if (!isRunning) {
+        noteTimer_.stop();
     }
     const std::optional<InputSource> source = view_->selectedInput();
     const Described now{isRunning, source && source->isAirpods()};

@@ -16,6 +16,7 @@ namespace velmaro {
 class Button;
 class Gauge;
 class RatePicker;
+class ReceiverMonitor;
 class Readout;
 class SourcePicker;
 class StatusRow;
@@ -26,7 +27,9 @@ class ControlPanel final : public QWidget {
     Q_OBJECT
 
 public:
-    explicit ControlPanel(std::shared_ptr<ContentView> view, QWidget* parent = nullptr);
+    /// Shows what becomes of the datagrams where `receiver` is given, which outlives the panel.
+    explicit ControlPanel(std::shared_ptr<ContentView> view,
+                          const ReceiverMonitor* receiver = nullptr, QWidget* parent = nullptr);
     ~ControlPanel() override;
 
     /// Shows the state as it is now.
@@ -62,12 +65,16 @@ private:
     void refreshSoon();
     void showStartButton(bool isRunning);
     void refreshControls();
+    void refreshNotes();
     void updateToolTips();
     [[nodiscard]] bool isExposed() const;
 
     std::shared_ptr<ContentView> view_;
+    const ReceiverMonitor* const receiver_;
     std::vector<Subscription> subscriptions_;
     QTimer refreshTimer_;
+    /// For what changes by the mere passing of time.
+    QTimer noteTimer_;
     std::chrono::steady_clock::time_point lastRefresh_;
     /// Something changed while nobody could see it.
     bool isStale_ = false;

@@ -72,7 +72,7 @@ void RatePicker::addSegment(std::int64_t rate, int left) {
     segment->setObjectName(QString::number(rate));
     segment->setGeometry(left, kInset, kWidth / 2 - kInset, kControlHeight - 2 * kInset);
     segment->setAccessibleName(tr("%1 messages per second").arg(rate));
-    segment->setToolTip(tr("Send at most %1 messages per second").arg(rate));
+    segment->setToolTip(tr("Send at most %1 messages per second; acts at once").arg(rate));
     connect(segment, &QRadioButton::clicked, this, [this, rate] {
         if (onPick) {
             onPick(rate);

@@ -28,17 +28,26 @@ TextField::TextField(const QString& placeholder, QWidget* parent) : QLineEdit(pa
     setFixedHeight(kControlHeight);
     setTextMargins(kTextMargin, 0, kTextMargin, 0);
     clearBackground();
-    connect(this, &QLineEdit::textChanged, this, [this] { updateToolTip(); });
+    connect(this, &QLineEdit::textChanged, this, [this] { describe(); });
 }
 
 void TextField::setHelp(const QString& help) {
     help_ = help;
-    setAccessibleDescription(help);
-    updateToolTip();
+    describe();
 }
 
-void TextField::updateToolTip() {
-    setToolTip(plainToolTip(fits() ? help_ : text() + '\n' + help_));
+void TextField::setNote(const FieldNote& note) {
+    if (note != note_) {
+        note_ = note;
+        describe();
+        update();
+    }
+}
+
+void TextField::describe() {
+    const QString known = note_.text.isEmpty() ? help_ : note_.text + '\n' + help_;
+    setAccessibleDescription(known);
+    setToolTip(plainToolTip(fits() ? known : text() + '\n' + known));
 }
 
 void TextField::setTextIfDifferent(const QString& text) {
@@ -67,12 +76,7 @@ void TextField::paintEvent(QPaintEvent* event) {
     {
         QPainter painter(this);
         paintBody(painter, *this, colors.field, colors.controlEdge);
-        if (hasFocus()) {
-            painter.setBrush(Qt::NoBrush);
-            painter.setPen(QPen(colors.blue, 2));
-            painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), kCornerRadius - 1,
-                                    kCornerRadius - 1);
-        }
+        paintOutline(painter);
     }
     if (hasFocus() || fits()) {
         QLineEdit::paintEvent(event);
@@ -81,9 +85,32 @@ void TextField::paintEvent(QPaintEvent* event) {
     }
 }
 
+void TextField::paintOutline(QPainter& painter) {
+    const Colors& colors = colorsFor(palette());
+    QPen pen(colors.blue, 2);
+    switch (note_.kind) {
+        case FieldNote::Kind::none:
+            if (!hasFocus()) {
+                return;
+            }
+            break;
+        case FieldNote::Kind::pending:
+            // Unlike the others in more than its colour.
+            pen = QPen(colors.orange, 2, Qt::DashLine);
+            break;
+        case FieldNote::Kind::wrong:
+            pen.setColor(colors.red);
+            break;
+    }
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(pen);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), kCornerRadius - 1,
+                            kCornerRadius - 1);
+}
+
 void TextField::resizeEvent(QResizeEvent* event) {
     QLineEdit::resizeEvent(event);
-    updateToolTip();
+    describe();
 }
 
 QRect TextField::textArea() const {
@@ -104,6 +131,7 @@ void TextField::paintFading() {
     fade.setColorAt(0, ink);
     fade.setColorAt(1, withOpacity(ink, 0));
     QPainter painter(this);
+    painter.setLayoutDirection(Qt::LeftToRight);
     painter.setPen(QPen(fade, 1));
     painter.drawText(area, Qt::AlignLeft | Qt::AlignTop, text());
 }

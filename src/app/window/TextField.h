@@ -2,6 +2,8 @@
 
 #include <QLineEdit>
 
+#include "app/window/DestinationNotes.h"
+
 namespace velmaro {
 
 /// A text field with a rounded border. While nobody types into it, a text that is too long for it
@@ -16,6 +18,10 @@ public:
 
     /// What the field is for: its tool tip and description.
     void setHelp(const QString& help);
+    /// What is to be known of what stands in it: an outline, and before the help.
+    void setNote(const FieldNote& note);
+
+    [[nodiscard]] const FieldNote& note() const { return note_; }
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -28,9 +34,11 @@ private:
     [[nodiscard]] QRect textArea() const;
     [[nodiscard]] bool fits() const;
     void paintFading();
-    void updateToolTip();
+    void paintOutline(QPainter& painter);
+    void describe();
 
     QString help_;
+    FieldNote note_;
 };
 
 }  // namespace velmaro

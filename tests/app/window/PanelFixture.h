@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "app/ContentViewFixture.h"
+#include "app/ReceiverMonitor.h"
 #include "app/window/Button.h"
 #include "app/window/ControlPanel.h"
 #include "app/window/Gauge.h"
@@ -21,9 +22,9 @@ namespace velmaro {
 class PanelTest : public ContentViewTest {
 protected:
     void makePanel() {
-        makeView();
+        view = ContentView::create(watched);
         view->appear();
-        panel = std::make_unique<ControlPanel>(view);
+        panel = std::make_unique<ControlPanel>(view, &receiver);
         panel->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(panel.get()));
     }
@@ -47,6 +48,9 @@ protected:
         return labels;
     }
 
+    ReceiverMonitor::Clock::time_point now;
+    ReceiverMonitor receiver{network, [this] { return now; }};
+    Platform watched{dispatch, center, capture, faces, headphones, receiver, defaults, clock, log};
     std::unique_ptr<ControlPanel> panel;
 };
 

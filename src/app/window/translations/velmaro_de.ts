@@ -48,16 +48,8 @@
         <translation>IP-Adresse oder Rechnername des Empfängers; gilt ab dem nächsten Start</translation>
     </message>
     <message>
-        <source>The receiver&apos;s UDP port; taken at the next start</source>
-        <translation>UDP-Port des Empfängers; gilt ab dem nächsten Start</translation>
-    </message>
-    <message>
         <source>OSC address</source>
         <translation>OSC-Adresse</translation>
-    </message>
-    <message>
-        <source>The OSC address of every message; ASCII only</source>
-        <translation>Die OSC-Adresse jeder Nachricht; nur ASCII</translation>
     </message>
     <message>
         <source>Set zero pose</source>
@@ -95,6 +87,61 @@
         <source>Go back to the zero pose that was kept last</source>
         <translation>Zurück zur zuletzt behaltenen Nullstellung</translation>
     </message>
+    <message>
+        <source>The receiver&apos;s UDP port; taken at the next start, but nothing is sent while it is no port</source>
+        <translation>UDP-Port des Empfängers; gilt ab dem nächsten Start, doch ohne gültigen Port wird nichts gesendet</translation>
+    </message>
+    <message>
+        <source>The OSC address of every message, ASCII only; acts at once</source>
+        <translation>Die OSC-Adresse jeder Nachricht, nur ASCII; wirkt sofort</translation>
+    </message>
+</context>
+<context>
+    <name>velmaro::DestinationNotes</name>
+    <message>
+        <source>%1, port %2</source>
+        <translation>%1, Port %2</translation>
+    </message>
+    <message>
+        <source>Takes effect at the next start. Until then everything goes to %1.</source>
+        <translation>Gilt ab dem nächsten Start. Bis dahin geht alles an %1.</translation>
+    </message>
+    <message>
+        <source>Nothing arrives at %1 (%2): start the receiver, or correct address and port for the next start.</source>
+        <translation>Bei %1 kommt nichts an (%2): den Empfänger starten, oder Adresse und Port für den nächsten Start berichtigen.</translation>
+    </message>
+    <message>
+        <source>There is no address: type that of the receiver.</source>
+        <translation>Die Adresse fehlt: die des Empfängers eingeben.</translation>
+    </message>
+    <message>
+        <source>There is a blank in the address: remove it.</source>
+        <translation>In der Adresse steht ein Leerzeichen: es entfernen.</translation>
+    </message>
+    <message>
+        <source>“%1” cannot be reached (%2): correct the address.</source>
+        <translation>„%1“ ist nicht erreichbar (%2): die Adresse berichtigen.</translation>
+    </message>
+    <message>
+        <source>There is a blank in the port: remove it. Until then nothing is sent.</source>
+        <translation>Im Port steht ein Leerzeichen: es entfernen. Bis dahin wird nichts gesendet.</translation>
+    </message>
+    <message>
+        <source>This is no port: type a number from 1 to 65535. Until then nothing is sent.</source>
+        <translation>Das ist kein Port: eine Zahl von 1 bis 65535 eingeben. Bis dahin wird nichts gesendet.</translation>
+    </message>
+    <message>
+        <source>Nobody can listen at port 0: type a number from 1 to 65535.</source>
+        <translation>An Port 0 kann niemand hören: eine Zahl von 1 bis 65535 eingeben.</translation>
+    </message>
+    <message>
+        <source>There is a blank in the OSC address: remove it, since receivers take it for a part of the address.</source>
+        <translation>In der OSC-Adresse steht ein Leerzeichen: es entfernen, denn Empfänger halten es für einen Teil der Adresse.</translation>
+    </message>
+    <message>
+        <source>An OSC address begins with a slash: type one such as /ypr.</source>
+        <translation>Eine OSC-Adresse beginnt mit einem Schrägstrich: etwa /ypr eingeben.</translation>
+    </message>
 </context>
 <context>
     <name>velmaro::Gauge</name>
@@ -118,8 +165,8 @@
         <translation>%1 Nachrichten pro Sekunde</translation>
     </message>
     <message>
-        <source>Send at most %1 messages per second</source>
-        <translation>Höchstens %1 Nachrichten pro Sekunde senden</translation>
+        <source>Send at most %1 messages per second; acts at once</source>
+        <translation>Höchstens %1 Nachrichten pro Sekunde senden; wirkt sofort</translation>
     </message>
 </context>
 <context>

@@ -48,16 +48,8 @@
         <translation>Adresse IP ou nom du récepteur ; pris en compte au prochain démarrage</translation>
     </message>
     <message>
-        <source>The receiver&apos;s UDP port; taken at the next start</source>
-        <translation>Port UDP du récepteur ; pris en compte au prochain démarrage</translation>
-    </message>
-    <message>
         <source>OSC address</source>
         <translation>Adresse OSC</translation>
-    </message>
-    <message>
-        <source>The OSC address of every message; ASCII only</source>
-        <translation>L’adresse OSC de chaque message ; ASCII seulement</translation>
     </message>
     <message>
         <source>Set zero pose</source>
@@ -95,6 +87,61 @@
         <source>Go back to the zero pose that was kept last</source>
         <translation>Revenir à la dernière position zéro conservée</translation>
     </message>
+    <message>
+        <source>The receiver&apos;s UDP port; taken at the next start, but nothing is sent while it is no port</source>
+        <translation>Port UDP du récepteur ; pris en compte au prochain démarrage, mais rien n’est envoyé sans port valable</translation>
+    </message>
+    <message>
+        <source>The OSC address of every message, ASCII only; acts at once</source>
+        <translation>L’adresse OSC de chaque message, ASCII seulement ; agit aussitôt</translation>
+    </message>
+</context>
+<context>
+    <name>velmaro::DestinationNotes</name>
+    <message>
+        <source>%1, port %2</source>
+        <translation>%1, port %2</translation>
+    </message>
+    <message>
+        <source>Takes effect at the next start. Until then everything goes to %1.</source>
+        <translation>Pris en compte au prochain démarrage. D’ici là, tout va à %1.</translation>
+    </message>
+    <message>
+        <source>Nothing arrives at %1 (%2): start the receiver, or correct address and port for the next start.</source>
+        <translation>Rien n’arrive à %1 (%2) : démarrez le récepteur, ou corrigez l’adresse et le port pour le prochain démarrage.</translation>
+    </message>
+    <message>
+        <source>There is no address: type that of the receiver.</source>
+        <translation>L’adresse manque : saisissez celle du récepteur.</translation>
+    </message>
+    <message>
+        <source>There is a blank in the address: remove it.</source>
+        <translation>Il y a une espace dans l’adresse : supprimez-la.</translation>
+    </message>
+    <message>
+        <source>“%1” cannot be reached (%2): correct the address.</source>
+        <translation>« %1 » est introuvable (%2) : corrigez l’adresse.</translation>
+    </message>
+    <message>
+        <source>There is a blank in the port: remove it. Until then nothing is sent.</source>
+        <translation>Il y a une espace dans le port : supprimez-la. D’ici là, rien n’est envoyé.</translation>
+    </message>
+    <message>
+        <source>This is no port: type a number from 1 to 65535. Until then nothing is sent.</source>
+        <translation>Ce n’est pas un port : saisissez un nombre de 1 à 65535. D’ici là, rien n’est envoyé.</translation>
+    </message>
+    <message>
+        <source>Nobody can listen at port 0: type a number from 1 to 65535.</source>
+        <translation>Personne ne peut écouter sur le port 0 : saisissez un nombre de 1 à 65535.</translation>
+    </message>
+    <message>
+        <source>There is a blank in the OSC address: remove it, since receivers take it for a part of the address.</source>
+        <translation>Il y a une espace dans l’adresse OSC : supprimez-la, car les récepteurs la prennent pour une partie de l’adresse.</translation>
+    </message>
+    <message>
+        <source>An OSC address begins with a slash: type one such as /ypr.</source>
+        <translation>Une adresse OSC commence par une barre oblique : saisissez par exemple /ypr.</translation>
+    </message>
 </context>
 <context>
     <name>velmaro::Gauge</name>
@@ -118,8 +165,8 @@
         <translation>%1 messages par seconde</translation>
     </message>
     <message>
-        <source>Send at most %1 messages per second</source>
-        <translation>Envoyer au plus %1 messages par seconde</translation>
+        <source>Send at most %1 messages per second; acts at once</source>
+        <translation>Envoyer au plus %1 messages par seconde ; agit aussitôt</translation>
     </message>
 </context>
 <context>
