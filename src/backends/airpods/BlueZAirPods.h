@@ -1,12 +1,12 @@
 #pragma once
 
-#include <atomic>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
+#include <vector>
 
 #include "backends/airpods/AirPodsFinder.h"
+#include "backends/glib/BusThread.h"
 #include "backends/posix/FileDescriptor.h"
 #include "platform/Diagnostics.h"
 
@@ -21,23 +21,29 @@ public:
     /// std::system_error if the system has no descriptor left.
     explicit BlueZAirPods(Diagnostics& diagnostics,
                           std::optional<std::string> busAddress = std::nullopt);
-    ~BlueZAirPods() override;
-    BlueZAirPods(const BlueZAirPods&) = delete;
-    BlueZAirPods& operator=(const BlueZAirPods&) = delete;
 
     [[nodiscard]] int descriptor() const override { return changed_.get(); }
     AirPodsFinding find() override;
 
 private:
-    class Watch;
+    // On the bus's thread. Whatever BlueZ reports, it is asked for everything again, so that there
+    // is no second picture of its devices here to keep right.
 
-    void publish(const std::optional<BluetoothAddress>& address);
+    void begin();
+    void handleChange(GVariant* parameters);
+    void ask();
+    void handleAnswer(GVariant* answer);
+    void conclude(const std::vector<BluetoothAddress>& present);
 
+    Diagnostics& diagnostics_;
     const FileDescriptor changed_;
     std::mutex mutex_;
     AirPodsFinding finding_;
-    std::unique_ptr<Watch> watch_;
-    std::thread thread_;
+    bool isAsking_ = false;
+    bool asksAgain_ = false;
+    std::optional<BluetoothAddress> current_;
+    std::optional<BluetoothAddress> reported_;
+    glib::BusThread bus_;
 };
 
 }  // namespace velmaro
