@@ -147,32 +147,44 @@ private:
                 globals_.reportCount = data.bits;
                 break;
             case HidTag::reportID:
-                if (data.bits == 0 || data.bits > 0xFF) {
-                    error_ = "a report id is out of range";
-                }
-                if (!result_.hasReportIDs && !result_.fields.empty()) {
-                    error_ = "some reports have an id and some have none";
-                }
-                globals_.reportID = static_cast<std::uint8_t>(data.bits);
-                result_.hasReportIDs = true;
+                beginReport(data.bits);
                 break;
             case HidTag::push:
-                if (pushed_.size() == kMostNesting) {
-                    error_ = "it pushes too often";
-                } else {
-                    pushed_.push_back(globals_);
-                }
+                push();
                 break;
             case HidTag::pop:
-                if (pushed_.empty()) {
-                    error_ = "it pops what it did not push";
-                } else {
-                    globals_ = pushed_.back();
-                    pushed_.pop_back();
-                }
+                pop();
                 break;
             default:
                 break;
+        }
+    }
+
+    void beginReport(std::uint32_t id) {
+        if (id == 0 || id > 0xFF) {
+            error_ = "a report id is out of range";
+        }
+        if (!result_.hasReportIDs && !result_.fields.empty()) {
+            error_ = "some reports have an id and some have none";
+        }
+        globals_.reportID = static_cast<std::uint8_t>(id);
+        result_.hasReportIDs = true;
+    }
+
+    void push() {
+        if (pushed_.size() == kMostNesting) {
+            error_ = "it pushes too often";
+        } else {
+            pushed_.push_back(globals_);
+        }
+    }
+
+    void pop() {
+        if (pushed_.empty()) {
+            error_ = "it pops what it did not push";
+        } else {
+            globals_ = pushed_.back();
+            pushed_.pop_back();
         }
     }
 
