@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -17,15 +18,24 @@ public:
     ScriptedConnection(std::string toHost, Port toPort) : host(std::move(toHost)), port(toPort) {}
 
     void setStateUpdateHandler(StateUpdateHandler newHandler) override {
+        note("setStateUpdateHandler");
         handler = std::move(newHandler);
     }
-    void start(DispatchQueue& queue) override { startedOn = &queue; }
+    void start(DispatchQueue& queue) override {
+        note("start");
+        startedOn = &queue;
+        if (onStart) {
+            onStart();
+        }
+    }
     [[nodiscard]] State state() const override { return currentState; }
     void send(std::span<const std::byte> content, const SendErrorHandler& onError) override {
+        note("send");
         sent.emplace_back(content.begin(), content.end());
         errorHandlers.push_back(onError);
     }
     void cancel() override {
+        note("cancel");
         ++cancelCount;
         currentState = State::cancelled;
     }
@@ -37,8 +47,16 @@ public:
         }
     }
 
+    void note(const char* call) const {
+        if (trace) {
+            trace->emplace_back(call);
+        }
+    }
+
     std::string host;
     Port port;
+    std::vector<std::string>* trace = nullptr;
+    std::function<void()> onStart;
     StateUpdateHandler handler;
     DispatchQueue* startedOn = nullptr;
     State currentState = State::setup;
@@ -50,6 +68,9 @@ public:
 class ScriptedNetwork : public Network {
 public:
     [[nodiscard]] std::optional<Port> makePort(std::uint16_t rawValue) const override {
+        if (onMakePort) {
+            onMakePort();
+        }
         if (refusedPort == rawValue) {
             return std::nullopt;
         }
@@ -57,10 +78,18 @@ public:
     }
     std::shared_ptr<UDPConnection> makeUDPConnection(const std::string& host, Port port) override {
         connections.push_back(std::make_shared<ScriptedConnection>(host, port));
+        connections.back()->trace = trace;
+        connections.back()->onStart = onStart;
+        connections.back()->note("makeUDPConnection");
         return connections.back();
     }
 
     std::optional<std::uint16_t> refusedPort;
+    /// Where the calls of new connections are noted, if anywhere.
+    std::vector<std::string>* trace = nullptr;
+    /// Called while a port is made, and while a new connection is started.
+    std::function<void()> onMakePort;
+    std::function<void()> onStart;
     std::vector<std::shared_ptr<ScriptedConnection>> connections;
 };
 

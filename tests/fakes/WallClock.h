@@ -4,12 +4,19 @@
 
 namespace velmaro::fakes {
 
-/// A clock that stands still until a test sets it.
+/// A clock that stands still until a test sets it, or goes on by `tick` after each look at it.
 class ManualClock : public WallClock {
 public:
-    [[nodiscard]] WallTime now() const override { return time; }
+    [[nodiscard]] WallTime now() const override {
+        const WallTime current = time;
+        time += tick;
+        ++looks;
+        return current;
+    }
 
-    WallTime time = 0;
+    mutable WallTime time = 0;
+    mutable int looks = 0;
+    WallTime tick = 0;
 };
 
 }  // namespace velmaro::fakes

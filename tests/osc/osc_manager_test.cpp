@@ -126,6 +126,26 @@ TEST_F(OSCManagerTest, ListOfAnyLengthAndAddressOfAnyLengthGoOut) {
     EXPECT_THAT(connection().sent, ElementsAre(message("/" + std::string(1000, 'x'), values)));
 }
 
+TEST_F(OSCManagerTest, FiveHundredValuesGoOutByteForByte) {
+    std::vector<float> values(500, 1.5F);
+    values.front() = -2.5F;
+    values.back() = 10;
+    OSCManagerTestAccess::sendValues(*manager, values);
+    std::vector<unsigned> expected{0x2F, 0x79, 0x70, 0x72, 0, 0, 0, 0, 0x2C};
+    expected.insert(expected.end(), 500, 0x66);
+    expected.insert(expected.end(), {0, 0, 0, 0xC0, 0x20, 0, 0});
+    for (int count = 0; count < 498; ++count) {
+        expected.insert(expected.end(), {0x3F, 0xC0, 0, 0});
+    }
+    expected.insert(expected.end(), {0x41, 0x20, 0, 0});
+    ASSERT_THAT(connection().sent, SizeIs(1));
+    std::vector<unsigned> sent;
+    for (const std::byte byte : connection().sent[0]) {
+        sent.push_back(std::to_integer<unsigned>(byte));
+    }
+    EXPECT_EQ(sent, expected);
+}
+
 TEST_F(OSCManagerTest, AddressIsReadForEverySend) {
     sendAt(0);
     manager->oscMessage = "/head";
@@ -203,6 +223,52 @@ TEST_F(OSCManagerTest, NegativeRateHasNoLimit) {
         }
         EXPECT_EQ(sentInAll() - before, 5U) << rate;
     }
+}
+
+TEST_F(OSCManagerTest, QuaternionsAreHeldToTheSameRate) {
+    manager->sendQuaternion(1, 0, 0, 0);
+    clock.time = kStart + 0.02;
+    manager->sendQuaternion(1, 0, 0, 0);
+    manager->sendOSC(1, 2, 3);
+    EXPECT_EQ(sentInAll(), 1U);
+    clock.time = kStart + 0.034;
+    manager->sendQuaternion(1, 0, 0, 0);
+    clock.time = kStart + 0.04;
+    manager->sendOSC(1, 2, 3);
+    EXPECT_EQ(sentInAll(), 2U);
+}
+
+TEST_F(OSCManagerTest, TheClockIsReadOncePerSample) {
+    clock.tick = 0.01;
+    const int before = clock.looks;
+    sendAt(0);
+    EXPECT_EQ(clock.looks, before + 1);
+    // The stamp is what was compared: 34 ms after it, not 24 ms after a later look.
+    sendAt(0.034);
+    EXPECT_EQ(sentInAll(), 2U);
+    EXPECT_EQ(clock.looks, before + 2);
+}
+
+TEST_F(OSCManagerTest, ANegativeRateLetsAnEarlierTimePass) {
+    manager->frameRate = -2;
+    sendAt(0);
+    sendAt(-0.25);
+    sendAt(-0.5);
+    EXPECT_EQ(sentInAll(), 3U);
+}
+
+TEST_F(OSCManagerTest, TwoThousandASecondAreTwoThousand) {
+    clock.time = 0;
+    manager->frameRate = 2000;
+    manager->sendOSC(1, 2, 3);
+    clock.time = 0.0004;
+    manager->sendOSC(1, 2, 3);
+    EXPECT_EQ(sentInAll(), 1U);
+    clock.time = 0.0005;
+    manager->sendOSC(1, 2, 3);
+    clock.time = 0.001;
+    manager->sendOSC(1, 2, 3);
+    EXPECT_EQ(sentInAll(), 3U);
 }
 
 TEST_F(OSCManagerTest, RateIsReadForEverySend) {
@@ -357,6 +423,70 @@ TEST_F(OSCManagerTest, DestinationThatKeepsFailingIsTriedAgainWithEverySend) {
     EXPECT_THAT(log.lines, ElementsAre("❌ OSC connection failed: No route to host",
                                        "❌ OSC connection failed: No route to host",
                                        "❌ OSC connection failed: No route to host"));
+}
+
+TEST_F(OSCManagerTest, ToldOfAFailureItKeepsTheConnectionUntilTheNextSend) {
+    for (const State state : {State::failed, State::cancelled}) {
+        network.connections.clear();
+        manager.emplace(network, dispatch, clock, log);
+        sendAt(0);
+        connection().enter(state, Error{"gone", ""});
+        EXPECT_EQ(network.connections[0].use_count(), 2);
+        EXPECT_EQ(connection().cancelCount, 0);
+        manager->disconnect();
+        EXPECT_EQ(connection().cancelCount, 1);
+        EXPECT_EQ(network.connections[0].use_count(), 1);
+    }
+}
+
+TEST_F(OSCManagerTest, AnEarlierConnectionsFailureLeavesTheNewOneAlone) {
+    sendAt(0);
+    const auto earlier = network.connections[0];
+    earlier->currentState = State::failed;
+    sendAt(1);
+    ASSERT_THAT(network.connections, SizeIs(2));
+    earlier->enter(State::failed, Error{"late", ""});
+    earlier->enter(State::cancelled);
+    sendAt(2);
+    EXPECT_THAT(network.connections, SizeIs(2));
+    EXPECT_THAT(latest().sent, SizeIs(2));
+}
+
+TEST_F(OSCManagerTest, TheHandlerHoldsNoManager) {
+    sendAt(0);
+    const auto earlier = network.connections[0];
+    // The next manager lives where the first one did, which a handler that held it would touch.
+    manager.emplace(network, dispatch, clock, log);
+    sendAt(1);
+    earlier->enter(State::ready);
+    earlier->enter(State::failed, Error{"late", ""});
+    EXPECT_EQ(network.connections[1].use_count(), 2);
+    sendAt(2);
+    EXPECT_THAT(network.connections, SizeIs(2));
+    EXPECT_EQ(manager->frameRate.get(), 30);
+}
+
+TEST_F(OSCManagerTest, AConnectionIsStoredBeforeItIsStarted) {
+    std::vector<std::string> trace;
+    network.trace = &trace;
+    network.onStart = [this] { manager->disconnect(); };
+    sendAt(0);
+    EXPECT_EQ(connection().cancelCount, 1);
+    EXPECT_THAT(trace, ElementsAre("makeUDPConnection", "setStateUpdateHandler", "start", "cancel",
+                                   "send"));
+}
+
+TEST_F(OSCManagerTest, EachSettingIsReadAtItsStep) {
+    network.onMakePort = [this] { manager->ipAddress = "10.0.0.1"; };
+    network.onStart = [this] {
+        manager->ipAddress = "too late";
+        manager->port = "9000";
+        manager->oscMessage = "/late";
+    };
+    sendAt(0);
+    EXPECT_EQ(connection().host, "10.0.0.1");
+    EXPECT_EQ(connection().port, Port{8000});
+    EXPECT_THAT(connection().sent, ElementsAre(message("/late", std::array{1.0F, 2.0F, 3.0F})));
 }
 
 TEST_F(OSCManagerTest, DisconnectCancelsAndForgets) {

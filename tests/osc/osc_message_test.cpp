@@ -108,5 +108,17 @@ TEST(OSCMessageDeathTest, NonASCIIAddressEndsTheProcessWithoutAMessage) {
     }
 }
 
+TEST(OSCMessageDeathTest, EveryByteOfALongAddressIsLookedAt) {
+    for (const std::size_t position : {15U, 16U, 17U, 31U, 32U, 63U, 299U}) {
+        std::string address(300, 'x');
+        address[position] = '\x80';
+        EXPECT_EXIT((void)createOSCMessage(address, {}), testing::KilledBySignal(SIGABRT),
+                    IsEmpty())
+            << position;
+    }
+    std::string ascii(300, '\x7F');
+    EXPECT_EQ(createOSCMessage(ascii, {}).size(), 308U);
+}
+
 }  // namespace
 }  // namespace velmaro
