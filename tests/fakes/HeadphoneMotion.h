@@ -1,8 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/HeadphoneMotion.h"
 
@@ -12,17 +15,29 @@ namespace velmaro::fakes {
 class ScriptedHeadphoneMotion : public HeadphoneMotion {
 public:
     void setDelegate(std::weak_ptr<HeadphoneMotionDelegate> newDelegate) override {
+        note("setDelegate");
         delegate = std::move(newDelegate);
     }
-    [[nodiscard]] bool isDeviceMotionAvailable() const override { return available; }
+    [[nodiscard]] bool isDeviceMotionAvailable() const override {
+        note("isDeviceMotionAvailable");
+        return available;
+    }
     [[nodiscard]] bool isDeviceMotionActive() const override { return active; }
     void startDeviceMotionUpdates(DispatchQueue& queue, Handler newHandler) override {
+        note("startDeviceMotionUpdates");
+        if (onStart) {
+            onStart();
+        }
         ++startCount;
         active = true;
         startedOn = &queue;
         handler = std::move(newHandler);
     }
     void stopDeviceMotionUpdates() override {
+        note("stopDeviceMotionUpdates");
+        if (onStop) {
+            onStop();
+        }
         ++stopCount;
         active = false;
         handler = nullptr;
@@ -50,6 +65,17 @@ public:
         }
     }
 
+    void note(const char* call) const {
+        if (trace) {
+            trace->emplace_back(call);
+        }
+    }
+
+    /// Where the calls are noted, if anywhere.
+    std::vector<std::string>* trace = nullptr;
+    /// Called while a start and a stop are under way.
+    std::function<void()> onStart;
+    std::function<void()> onStop;
     bool available = false;
     bool active = false;
     std::weak_ptr<HeadphoneMotionDelegate> delegate;

@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/UserDefaults.h"
 
@@ -18,12 +19,17 @@ public:
     }
     void setData(std::string_view key, std::string_view bytes) override {
         ++storeCount;
+        if (trace) {
+            trace->emplace_back("setData");
+        }
         if (writable) {
             values.insert_or_assign(std::string(key), std::string(bytes));
         }
     }
 
     std::map<std::string, std::string, std::less<>> values;
+    /// Where a store is noted, if anywhere.
+    std::vector<std::string>* trace = nullptr;
     bool writable = true;
     int storeCount = 0;
 };

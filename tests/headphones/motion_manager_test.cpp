@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <string>
 #include <thread>
@@ -17,6 +19,10 @@ namespace velmaro {
 namespace {
 
 using Angles = std::vector<float>;
+
+std::uint32_t bits(float value) {
+    return std::bit_cast<std::uint32_t>(value);
+}
 
 /// A rotation of `degrees` about one axis.
 CMQuaternion about(char axis, double degrees) {
@@ -211,6 +217,133 @@ TEST_F(MotionManager, ConvertsInDoubleMultiplyingFirst) {
         (std::vector<Angles>{{static_cast<float>((angles.yaw * -180.0) / 3.141592653589793),
                               static_cast<float>((angles.pitch * -180.0) / 3.141592653589793),
                               static_cast<float>((angles.roll * 180.0) / 3.141592653589793)}}));
+}
+
+TEST_F(MotionManager, AnglesAreTheseToTheBit) {
+    const auto tracker = makeStarted();
+    motion.deliver(CMQuaternion{0.1, -0.25, 0.31, 0.9113});
+    motion.deliver(CMQuaternion{-0.41, 0.12, 0.73, -0.53});
+    tracker->calibration.idleQuaternion = {-0.2, 0.33, 0.9, 0.11};
+    tracker->calibration.calibration = {0.1, 0.7, -0.3, 0.61};
+    motion.deliver(CMQuaternion{0.3, 0.4, -0.5, 0.6});
+    const std::vector<std::vector<std::uint32_t>> expected{
+        // About -37.978, 1.562 and -31.192 degrees,
+        {0xC217E94C, 0x3FC7F21F, 0xC1F989E5},
+        // 120.761, 37.575 and 36.589,
+        {0x42F185C0, 0x42164CD8, 0x42125AEE},
+        // 104.117, -5.151 and -26.988.
+        {0x42D03BCA, 0xC0A4D3FA, 0xC1D7E798}};
+    ASSERT_EQ(updates.size(), expected.size());
+    for (std::size_t sample = 0; sample < expected.size(); ++sample) {
+        for (std::size_t angle = 0; angle < 3; ++angle) {
+            EXPECT_EQ(bits(updates[sample][angle]), expected[sample][angle])
+                << updates[sample][angle];
+        }
+    }
+}
+
+TEST_F(MotionManager, PanAndRollChangeTheirSignAtTheSeamBehind) {
+    const auto tracker = makeStarted();
+    const double straight = 1;
+    const double little = 1e-4;
+    motion.deliver(CMQuaternion{0, 0, straight, 0});
+    EXPECT_EQ(bits(updates.back()[0]), bits(-180.0F));
+    motion.deliver(CMQuaternion{0, 0, -straight, 0});
+    EXPECT_EQ(bits(updates.back()[0]), bits(180.0F));
+    motion.deliver(CMQuaternion{0, 0, straight, little});
+    EXPECT_EQ(bits(updates.back()[0]), 0xC333FD11U) << "-179.98854";
+    motion.deliver(CMQuaternion{0, 0, straight, -little});
+    EXPECT_EQ(bits(updates.back()[0]), 0x4333FD11U) << "179.98854";
+    motion.deliver(CMQuaternion{0, straight, 0, 0});
+    EXPECT_EQ(bits(updates.back()[2]), bits(180.0F));
+    motion.deliver(CMQuaternion{0, straight, 0, little});
+    EXPECT_EQ(bits(updates.back()[2]), 0x4333FD11U) << "179.98854";
+    motion.deliver(CMQuaternion{0, straight, 0, -little});
+    EXPECT_EQ(bits(updates.back()[2]), 0xC333FD11U) << "-179.98854";
+}
+
+TEST_F(MotionManager, IsMadeStartedAndStoppedInOrder) {
+    std::vector<std::string> trace;
+    motion.trace = &trace;
+    motion.available = true;
+    auto tracker = make();
+    EXPECT_EQ(trace, (std::vector<std::string>{"setDelegate", "isDeviceMotionAvailable",
+                                               "isDeviceMotionAvailable"}));
+    tracker->onMotionUpdate = [](float, float, float) {};
+    tracker->onConnectionChanged = [](bool) {};
+    trace.clear();
+    tracker->start();
+    EXPECT_EQ(trace,
+              (std::vector<std::string>{"isDeviceMotionAvailable", "startDeviceMotionUpdates"}));
+    trace.clear();
+    motion.onStop = [&] {
+        EXPECT_TRUE(tracker->onMotionUpdate) << "removed before the motion was stopped";
+        EXPECT_TRUE(tracker->onConnectionChanged) << "removed before the motion was stopped";
+    };
+    tracker->stop();
+    motion.onStop = nullptr;
+    EXPECT_EQ(trace, (std::vector<std::string>{"stopDeviceMotionUpdates"}));
+    trace.clear();
+    tracker.reset();
+    EXPECT_EQ(trace, (std::vector<std::string>{"stopDeviceMotionUpdates"}));
+}
+
+TEST_F(MotionManager, PublishesAvailabilityThenConnectionBeforeAnyCallback) {
+    const auto tracker = make();
+    motion.available = true;
+    std::string order;
+    const Subscription connection =
+        tracker->isConnected.observe([&](bool) { order += "published "; });
+    tracker->onConnectionChanged = [&](bool) { order += "told "; };
+    order.clear();
+    tracker->checkConnectionStatus();
+    motion.disconnect();
+    dispatch.main.run();
+    EXPECT_EQ(order, "published told published told ");
+}
+
+TEST_F(MotionManager, ThePrintedLineComesBeforeThePost) {
+    const auto tracker = make();
+    struct QueueLog : Log {
+        explicit QueueLog(fakes::HandCrankedQueue& queueToCount) : queue(queueToCount) {}
+        void line(std::string_view) override { pending.push_back(queue.pending()); }
+        fakes::HandCrankedQueue& queue;
+        std::vector<std::size_t> pending;
+    } queueLog(dispatch.main);
+    const auto other = HeadphoneMotionManager::create(motion, settings, dispatch, queueLog);
+    motion.connect();
+    dispatch.main.run();
+    motion.disconnect();
+    EXPECT_EQ(queueLog.pending, (std::vector<std::size_t>{0, 0}));
+}
+
+TEST_F(MotionManager, TheSampleIsKeptBeforeItsAnglesArePublished) {
+    const auto tracker = makeStarted();
+    bool kept = false;
+    const Subscription pan = tracker->pan.observe([&](float) {
+        kept = tracker->calibration.data &&
+               tracker->calibration.data->attitude.quaternion == about('z', 30);
+    });
+    motion.deliver(about('z', 30));
+    EXPECT_TRUE(kept);
+}
+
+TEST_F(MotionManager, TheRestPoseIsSetBeforeItIsStoredAndNothingElseChanges) {
+    const auto tracker = makeStarted();
+    tracker->calibration.calibration = {0, 0, 1, 1};
+    // Not of unit length, and so it stays.
+    motion.deliver(CMQuaternion{0.5, -1, 2, 3});
+    std::vector<std::string> trace;
+    settings.trace = &trace;
+    tracker->setOffset();
+    EXPECT_EQ(trace, (std::vector<std::string>{"setData"}));
+    EXPECT_EQ(tracker->calibration.idleQuaternion, (CMQuaternion{-0.5, 1, -2, 3}));
+    EXPECT_EQ(tracker->calibration.calibration, (CMQuaternion{0, 0, 1, 1}));
+    EXPECT_EQ(settings.values["headphoneCalibration"],
+              R"({"calibrationW":1,"calibrationX":0,"calibrationY":0,"calibrationZ":1,)"
+              R"("idleW":3,"idleX":-0.5,"idleY":1,"idleZ":-2})");
+    tracker->resetOffset();
+    EXPECT_EQ(settings.storeCount, 1);
 }
 
 TEST_F(MotionManager, PublishesPanThenTiltThenRollThenCallsBack) {

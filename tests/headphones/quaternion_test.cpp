@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numbers>
 #include <type_traits>
@@ -53,6 +55,24 @@ TEST(Quaternion, MultipliesInHamiltonsWay) {
     EXPECT_EQ(b * a, (CMQuaternion{129, 127, 221, -13}));
     EXPECT_EQ(a * CMQuaternion{}, a);
     EXPECT_EQ(CMQuaternion{} * a, a);
+}
+
+// Values whose product differs in its last bits as soon as the four terms are added in another
+// order.
+TEST(Quaternion, AddsTheTermsOfAProductInTheirOrder) {
+    const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
+    const CMQuaternion first = CMQuaternion{0.421622, 0.550212, -0.084623, 0.113512} *
+                               CMQuaternion{0.569792, 0.445344, 0.812299, -0.368263};
+    EXPECT_EQ(bits(first.x), 0x3fd937d812e8eb80U);
+    EXPECT_EQ(bits(first.y), 0xbfe15e6246a7b8bfU);
+    EXPECT_EQ(bits(first.z), 0xbf636b037b5ec910U);
+    EXPECT_EQ(bits(first.w), 0xbfdd55563aae9ce7U);
+    const CMQuaternion second = CMQuaternion{-0.628336, 0.876891, -0.24487, 0.887725} *
+                                CMQuaternion{-0.467905, 0.375027, -0.116632, 0.979403};
+    EXPECT_EQ(bits(second.x), 0xbff0a8c76edacf53U);
+    EXPECT_EQ(bits(second.y), 0x3ff3ba8a98d4c51cU);
+    EXPECT_EQ(bits(second.z), 0xbfc5981ebdc7be2dU);
+    EXPECT_EQ(bits(second.w), 0x3fcbe820d78e24c3U);
 }
 
 TEST(Quaternion, ConjugateNegatesAllButTheScalar) {
