@@ -33,6 +33,30 @@ protected:
         }
     }
 
+    /// From now on `capture.trace` holds the calls of every door, the log's lines, what is posted
+    /// to the main queue and each status, in the order in which they happen.
+    void traceEverything() {
+        capture.trace.clear();
+        headphones.trace = network.trace = defaults.trace = log.trace = &capture.trace;
+        dispatch.main.trace = &capture.trace;
+        for (const auto& connection : network.connections) {
+            connection->trace = &capture.trace;
+        }
+        statuses = view->debugText.observe(
+            [this](const std::string& text) { capture.trace.push_back("status: " + text); });
+        capture.trace.clear();
+    }
+
+    /// The bit patterns of the latest datagram's floats.
+    [[nodiscard]] std::vector<std::uint32_t> sentBits() const {
+        std::vector<std::uint32_t> bits;
+        const std::vector<float> latest = sentValues().back();
+        for (const float value : latest) {
+            bits.push_back(std::bit_cast<std::uint32_t>(value));
+        }
+        return bits;
+    }
+
     /// The floats of each datagram so far, over all connections.
     [[nodiscard]] std::vector<std::vector<float>> sentValues() const {
         std::vector<std::vector<float>> all;
@@ -70,6 +94,7 @@ protected:
     fakes::CapturedLog log;
     Platform platform{dispatch, center, capture, faces, headphones, network, defaults, clock, log};
     std::shared_ptr<ContentView> view;
+    Subscription statuses;
 
 private:
     /// The floats behind the type tags of "/ypr".

@@ -72,10 +72,16 @@ public:
     [[nodiscard]] bool isRunning() const override { return running; }
     void startRunning() override {
         trace_.emplace_back("startRunning");
+        if (onStart) {
+            onStart();
+        }
         running = starts;
     }
     void stopRunning() override {
         trace_.emplace_back("stopRunning");
+        if (onStop) {
+            onStop();
+        }
         running = false;
     }
     void beginConfiguration() override { trace_.emplace_back("beginConfiguration"); }
@@ -109,6 +115,9 @@ public:
         sessionOutputs.push_back(output);
     }
 
+    /// Called while a start and a stop are under way.
+    std::function<void()> onStart;
+    std::function<void()> onStop;
     bool running = false;
     bool starts = true;
     bool acceptsInput = true;
@@ -129,7 +138,12 @@ public:
         queries.emplace_back(types.begin(), types.end());
         return answers[queries.back()];
     }
-    [[nodiscard]] AuthorizationStatus authorizationStatus() const override { return status; }
+    [[nodiscard]] AuthorizationStatus authorizationStatus() const override {
+        if (onAuthorizationStatus) {
+            onAuthorizationStatus();
+        }
+        return status;
+    }
     void requestAccess(std::function<void(bool)> completion) override {
         pendingRequest = std::move(completion);
     }
@@ -166,6 +180,8 @@ public:
     std::map<Types, std::vector<std::shared_ptr<CaptureDevice>>> answers;
     std::vector<Types> queries;
     AuthorizationStatus status = AuthorizationStatus::authorized;
+    /// Called when the permission is asked for: the first step of a start.
+    std::function<void()> onAuthorizationStatus;
     std::function<void(bool)> pendingRequest;
     std::optional<Error> inputError;
     bool makesConnection = true;

@@ -17,7 +17,12 @@ class HandCrankedQueue : public DispatchQueue {
 public:
     explicit HandCrankedQueue(std::string label) : label_(std::move(label)) {}
 
-    void async(Work work) override { ready_.push_back(std::move(work)); }
+    void async(Work work) override {
+        if (trace) {
+            trace->push_back("post to " + label_);
+        }
+        ready_.push_back(std::move(work));
+    }
 
     void asyncAfter(std::chrono::duration<double> delay, Work work) override {
         delayed_.emplace(now_ + delay.count(), std::move(work));
@@ -64,6 +69,8 @@ public:
     [[nodiscard]] std::size_t pendingDelayed() const { return delayed_.size(); }
     [[nodiscard]] const std::string& label() const { return label_; }
 
+    /// Where what is queued is noted, if anywhere.
+    std::vector<std::string>* trace = nullptr;
     /// A test's own thread plays the main thread.
     bool alwaysCurrent = false;
 
