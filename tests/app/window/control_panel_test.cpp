@@ -168,13 +168,18 @@ TEST_F(PanelTest, AnglesOfTheHeadphonesAreShownWithTheirSigns) {
     headphones.available = true;
     makePanel();
     QTest::mouseClick(panel->startButton, Qt::LeftButton);
-    // A quarter turn about the vertical.
+    // A quarter turn to the left, which is sent as -90 and shown the other way round.
     motion({0, 0, std::sqrt(0.5), std::sqrt(0.5)});
     catchUp();
-    EXPECT_EQ(readout().at(1)->text().toStdString(), formatAngle(view->currentPan()).toStdString());
-    EXPECT_EQ(std::abs(std::lround(view->currentPan())), 90);
-    EXPECT_EQ(panel->gauge->pan(), view->currentPan());
-    EXPECT_EQ(panel->gauge->tilt(), view->currentTilt());
+    EXPECT_NEAR(sentValues().back()[0], -90, 1e-4);
+    EXPECT_EQ(readout().at(1)->text(), "90.0");
+    EXPECT_NEAR(panel->gauge->pan(), 90, 1e-4);
+    // Looking up by 30 degrees, which is shown as it is sent.
+    motion({std::sin(M_PI / 12), 0, 0, std::cos(M_PI / 12)});
+    catchUp();
+    EXPECT_NEAR(sentValues().back()[1], 30, 1e-4);
+    EXPECT_EQ(readout().at(3)->text(), "30.0");
+    EXPECT_NEAR(panel->gauge->tilt(), 30, 1e-4);
     EXPECT_EQ(status(), "Running (AirPods)");
 }
 
