@@ -73,9 +73,9 @@ bool needsPermission(const LinuxPlatformOptions& options) {
     return options.liveCameras != LiveCameras::none && !options.demo && options.cameraFiles.empty();
 }
 
-std::unique_ptr<Log> makeLog(bool logs) {
+std::unique_ptr<Log> makeLog(bool logs, Diagnostics& diagnostics) {
     if (logs) {
-        return std::make_unique<StandardOutputLog>();
+        return std::make_unique<StandardOutputLog>(diagnostics);
     }
     return std::make_unique<SilentLog>();
 }
@@ -97,7 +97,7 @@ Request requestOf(int signal) {
 struct LinuxPlatform::Parts {
     Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
         : diagnostics(options.programName),
-          log(makeLog(options.logs)),
+          log(makeLog(options.logs, diagnostics)),
           headphoneMotion(makeHeadphones(options)),
           dispatch(std::make_unique<AsioDispatch>(mainQueue)),
           network(&telemetry),

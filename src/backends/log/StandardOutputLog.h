@@ -2,15 +2,22 @@
 
 #include <string_view>
 
+#include "backends/log/LineWriter.h"
+#include "platform/Diagnostics.h"
 #include "platform/Log.h"
 
 namespace velmaro {
 
-/// Lines on standard output, each written with one system call, so that it is out at once and
-/// whole among the lines of other threads.
+/// Lines on standard output, each whole among those of other threads, that nobody waits for. How
+/// many were left out while nobody read them is told to `diagnostics`, which outlives the log.
 class StandardOutputLog final : public Log {
 public:
-    void line(std::string_view text) override;
+    explicit StandardOutputLog(Diagnostics& diagnostics);
+
+    void line(std::string_view text) override { writer_.line(text); }
+
+private:
+    LineWriter writer_;
 };
 
 /// Writes nothing: for when standard output carries an answer that scripts read.

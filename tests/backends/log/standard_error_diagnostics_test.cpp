@@ -6,9 +6,8 @@ namespace velmaro {
 namespace {
 
 std::string printed(const Diagnostic& diagnostic) {
-    StandardErrorDiagnostics diagnostics("velmaro-cli");
     testing::internal::CaptureStderr();
-    diagnostics.report(diagnostic);
+    StandardErrorDiagnostics("velmaro-cli").report(diagnostic);
     return testing::internal::GetCapturedStderr();
 }
 

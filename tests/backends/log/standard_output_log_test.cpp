@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "backends/log/StandardOutputLog.h"
+#include "fakes/Diagnostics.h"
 
 namespace velmaro {
 namespace {
@@ -47,7 +49,8 @@ private:
 
 TEST(StandardOutputLog, WritesALineAtOnce) {
     RedirectedOutput output;
-    StandardOutputLog log;
+    fakes::CapturedDiagnostics diagnostics;
+    StandardOutputLog log(diagnostics);
     log.line("✅ Video output added");
     EXPECT_EQ(output.read(), "✅ Video output added\n");
     log.line("");
@@ -58,19 +61,22 @@ TEST(StandardOutputLog, LinesOfDifferentThreadsNeverMix) {
     std::string text;
     {
         RedirectedOutput output;
-        StandardOutputLog log;
+        fakes::CapturedDiagnostics diagnostics;
+        std::optional<StandardOutputLog> log(diagnostics);
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 4; ++thread) {
             threads.emplace_back([&log, thread] {
                 for (int count = 0; count < 200; ++count) {
-                    log.line(std::string(100, static_cast<char>('a' + thread)));
+                    log->line(std::string(100, static_cast<char>('a' + thread)));
                 }
             });
         }
         for (std::thread& thread : threads) {
             thread.join();
         }
+        log.reset();
         text = output.read();
+        EXPECT_TRUE(diagnostics.all().empty());
     }
     std::istringstream lines(text);
     int count = 0;
@@ -81,11 +87,31 @@ TEST(StandardOutputLog, LinesOfDifferentThreadsNeverMix) {
     EXPECT_EQ(count, 800);
 }
 
+TEST(StandardOutputLog, SaysHowManyLinesNobodyRead) {
+    RedirectedOutput output;
+    fakes::CapturedDiagnostics diagnostics;
+    StandardOutputLog log(diagnostics);
+    for (int count = 0; count < 20'000; ++count) {
+        log.line(std::string(100, 'x'));
+    }
+    std::thread reader([&output] {
+        while (!output.read().ends_with("end\n")) {
+        }
+    });
+    diagnostics.waitFor(
+        " lines of the log were left out since nobody read it: "
+        "read standard output, or send it to /dev/null");
+    EXPECT_EQ(diagnostics.all()[0].kind, Diagnostic::Kind::warning);
+    log.line("end");
+    reader.join();
+}
+
 TEST(SilentLog, WritesNothing) {
     RedirectedOutput output;
     SilentLog log;
     log.line("unheard");
-    StandardOutputLog().line("heard");
+    fakes::CapturedDiagnostics diagnostics;
+    StandardOutputLog(diagnostics).line("heard");
     EXPECT_EQ(output.read(), "heard\n");
 }
 
