@@ -3,16 +3,19 @@
 #include <memory>
 #include <string>
 
+#include "backends/queues/AsioThreadPool.h"
+#include "backends/queues/GlobalQueue.h"
 #include "platform/Dispatch.h"
 
 namespace velmaro {
 
-/// The process's queues. Each global queue grows to at most 16 threads; each serial queue has one.
-/// The quality of service only tells the global queues apart: ordinary Linux users may not raise a
-/// thread's priority.
+/// The process's queues. The global queues share threads, each at most 16 at once; each serial
+/// queue has one of its own. The quality of service only tells the global queues apart: ordinary
+/// Linux users may not raise a thread's priority.
 class AsioDispatch : public Dispatch {
 public:
     /// The entry brings the main queue, an `AsioMainQueue` or that of a window; it outlives this.
+    /// Throws std::system_error if the system has no thread to give. Later, work waits for one.
     explicit AsioDispatch(DispatchQueue& mainQueue);
     /// Waits for running work of the global queues; what is still queued there never runs.
     ~AsioDispatch() override;
@@ -24,8 +27,9 @@ public:
 
 private:
     DispatchQueue& mainQueue_;
-    const std::unique_ptr<DispatchQueue> userInitiated_;
-    const std::unique_ptr<DispatchQueue> standard_;
+    AsioThreadPool threads_;
+    GlobalQueue userInitiated_;
+    GlobalQueue standard_;
 };
 
 }  // namespace velmaro

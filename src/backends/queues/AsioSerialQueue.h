@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -9,8 +10,9 @@
 
 namespace velmaro {
 
-/// A serial queue with a thread of its own. Its release waits for the work that is running, unless
-/// it is that work which releases it; later work is destroyed without running.
+/// A serial queue with a thread of its own. Where the system has none to give, work waits until it
+/// has, which is tried with each piece. Its release waits for the work that is running, unless it
+/// is that work which releases it; later work is destroyed without running.
 class AsioSerialQueue : public DispatchQueue {
 public:
     explicit AsioSerialQueue(const std::string& label);
@@ -23,8 +25,12 @@ public:
     [[nodiscard]] bool isCurrent() const override;
 
 private:
+    void startThread();
+
+    const std::string label_;
     /// Shared with the thread, which goes on for a moment when the queue is released on it.
     const std::shared_ptr<EventLoop> loop_;
+    std::mutex mutex_;
     std::thread thread_;
 };
 

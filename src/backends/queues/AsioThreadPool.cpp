@@ -5,34 +5,33 @@
 
 namespace velmaro {
 
-AsioThreadPool::AsioThreadPool(std::string name, std::size_t mostThreads)
-    : name_(std::move(name)), mostThreads_(mostThreads) {}
+AsioThreadPool::AsioThreadPool(std::size_t mostThreads) : mostThreads_(mostThreads) {
+    const std::lock_guard lock(mutex_);
+    addThread();
+}
 
 AsioThreadPool::~AsioThreadPool() {
+    shutDown();
+}
+
+void AsioThreadPool::post(Work work) {
+    loop_.post([this, work = std::move(work)] { perform(work); });
+}
+
+void AsioThreadPool::postAfter(std::chrono::duration<double> delay, Work work) {
+    loop_.postAfter(delay, [this, work = std::move(work)] { perform(work); });
+}
+
+void AsioThreadPool::shutDown() {
     std::vector<std::thread> threads;
+    loop_.stop();
     {
         const std::lock_guard lock(mutex_);
-        isEnding_ = true;
         threads.swap(threads_);
     }
-    loop_.stop();
     for (std::thread& thread : threads) {
         thread.join();
     }
-}
-
-void AsioThreadPool::async(Work work) {
-    loop_.post([this, work = std::move(work)] { perform(work); });
-    startFirstThread();
-}
-
-void AsioThreadPool::asyncAfter(std::chrono::duration<double> delay, Work work) {
-    loop_.postAfter(delay, [this, work = std::move(work)] { perform(work); });
-    startFirstThread();
-}
-
-bool AsioThreadPool::isCurrent() const {
-    return loop_.isCurrent();
 }
 
 void AsioThreadPool::perform(const Work& work) {
@@ -53,16 +52,9 @@ void AsioThreadPool::perform(const Work& work) {
     --busyThreads_;
 }
 
-void AsioThreadPool::startFirstThread() {
-    const std::lock_guard lock(mutex_);
-    if (threads_.empty() && !isEnding_) {
-        addThread();
-    }
-}
-
 void AsioThreadPool::addThread() {
     threads_.emplace_back([this] {
-        nameCurrentThread(name_);
+        nameCurrentThread("idle");
         loop_.run();
     });
 }

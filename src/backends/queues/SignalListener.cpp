@@ -2,6 +2,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
+#include <csignal>
 #include <thread>
 #include <utility>
 
@@ -15,12 +16,16 @@ public:
     Waiter(DispatchQueue& queue, std::initializer_list<int> signals,
            std::function<void(int)> handler)
         : queue_(queue), handler_(std::make_shared<const Handler>(std::move(handler))) {
+        sigemptyset(&heard_);
         for (const int signal : signals) {
             signals_.add(signal);
+            sigaddset(&heard_, signal);
         }
         wait();
         thread_ = std::thread([this] {
             nameCurrentThread("signals");
+            // Whoever blocks them in all threads means all others.
+            pthread_sigmask(SIG_UNBLOCK, &heard_, nullptr);
             context_.run();
         });
     }
@@ -55,6 +60,7 @@ private:
     std::shared_ptr<const Handler> handler_;
     asio::io_context context_{1};
     asio::signal_set signals_{context_};
+    sigset_t heard_{};
     std::thread thread_;
 };
 

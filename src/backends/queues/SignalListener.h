@@ -12,8 +12,9 @@ namespace velmaro {
 class SignalListener {
 public:
     /// From now on the signals no longer do what they do by default; `handler` is called on
-    /// `queue` with the number of each one that comes. Equal signals that come close together may
-    /// be told once. Throws std::system_error for a signal that cannot be caught.
+    /// `queue` with the number of each one that comes, also where every other thread blocks them.
+    /// Equal signals that come close together may be told once. Throws std::system_error for a
+    /// signal that cannot be caught.
     SignalListener(DispatchQueue& queue, std::initializer_list<int> signals,
                    std::function<void(int signal)> handler);
 

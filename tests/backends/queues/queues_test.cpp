@@ -5,15 +5,19 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <future>
+#include <iterator>
 #include <latch>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "Mailbox.h"
+#include "ThreadShortage.h"
 #include "backends/queues/AsioDispatch.h"
 #include "backends/queues/AsioMainQueue.h"
 
@@ -234,6 +238,67 @@ TEST_F(GlobalQueueTest, TakesWorkFromManyThreads) {
     }
     EXPECT_EQ(ran, kThreads * kEach);
     endQueues();
+}
+
+std::size_t threadsOfThisProcess() {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
+}
+
+TEST_F(GlobalQueueTest, BothShareTheirThreads) {
+    const std::size_t before = threadsOfThisProcess();
+    Mailbox<std::string> names;
+    for (int i = 0; i < 50; ++i) {
+        for (const auto quality : {QualityOfService::userInitiated, QualityOfService::standard}) {
+            dispatch->globalQueue(quality).async([&] { names.put(currentThreadName()); });
+            EXPECT_EQ(names.take(),
+                      quality == QualityOfService::standard ? "standard" : "user-initiated");
+        }
+    }
+    // One that works, one that is leaving its work, one that is kept idle; the first is always
+    // there.
+    EXPECT_LE(threadsOfThisProcess(), before + 2);
+    endQueues();
+}
+
+using ThreadShortageTest = QueuesTest;
+
+TEST_F(ThreadShortageTest, AtTheStartIsAnError) {
+    const ThreadShortage shortage;
+    EXPECT_THROW(AsioDispatch{mainQueue}, std::system_error);
+}
+
+TEST_F(ThreadShortageTest, LaterWorkOfAGlobalQueueGoesOn) {
+    const ThreadShortage shortage;
+    Mailbox<int> ran;
+    DispatchQueue& queue = dispatch->globalQueue(QualityOfService::standard);
+    queue.async([&] { ran.put(1); });
+    queue.asyncAfter(duration<double>(0.001), [&] { ran.put(2); });
+    EXPECT_EQ(ran.take(), 1);
+    EXPECT_EQ(ran.take(), 2);
+    endQueues();
+}
+
+TEST_F(ThreadShortageTest, WorkOfASerialQueueWaitsForAThread) {
+    Mailbox<int> ran;
+    std::shared_ptr<DispatchQueue> queue;
+    {
+        const ThreadShortage shortage;
+        queue = makeSerialQueue();
+        queue->async([&] { ran.put(1); });
+        queue->asyncAfter(duration<double>(1000), [] {});
+        EXPECT_FALSE(ran.takeNow());
+    }
+    queue->async([&] { ran.put(2); });
+    EXPECT_EQ(ran.take(), 1);
+    EXPECT_EQ(ran.take(), 2);
+}
+
+TEST_F(ThreadShortageTest, ASerialQueueThatNeverGotAThreadGoes) {
+    const ThreadShortage shortage;
+    const auto token = std::make_shared<int>();
+    makeSerialQueue()->async([token] { ADD_FAILURE(); });
+    EXPECT_EQ(token.use_count(), 1);
 }
 
 TEST_F(QueuesTest, WorkHopsBetweenAllQueues) {

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <optional>
@@ -56,6 +57,30 @@ TEST(SignalListener, CallsNothingOnceItIsGone) {
     listener.reset();
     queue.run();
     EXPECT_FALSE(called);
+}
+
+TEST(SignalListener, HearsWhatEveryOtherThreadBlocks) {
+    sigset_t signals, before;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signals, &before);
+    AsioMainQueue queue;
+    int seen = 0;
+    {
+        // One that came before waits for it.
+        ::kill(::getpid(), SIGUSR1);
+        const SignalListener listener(queue, {SIGUSR1}, [&](int signal) {
+            seen = signal;
+            queue.stop();
+        });
+        queue.run();
+    }
+    EXPECT_EQ(seen, SIGUSR1);
+    // One that comes after waits for ever.
+    ::kill(::getpid(), SIGUSR1);
+    const timespec now{};
+    EXPECT_EQ(sigtimedwait(&signals, nullptr, &now), SIGUSR1);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(SignalListener, ThrowsForASignalThatCannotBeCaught) {
