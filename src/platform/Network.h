@@ -27,7 +27,8 @@ public:
         /// The host name is being resolved.
         preparing,
         ready,
-        /// It never leaves this state; make a new connection instead.
+        /// It could not be made, or its way into the network is gone. It sends no more; make a new
+        /// connection instead.
         failed,
         cancelled,
     };
@@ -50,12 +51,13 @@ public:
     /// The latest state, which its handler may not have been told yet. Any thread.
     [[nodiscard]] virtual State state() const = 0;
 
-    /// Sends one datagram; never waits. Before `ready` the newest datagrams are kept, up to a
-    /// bound, and go out in order when ready. `content` is not used after the return. `onError` is
-    /// called at most once, later. One thread at a time.
+    /// Sends one datagram; never waits. Before `ready` the newest few datagrams are kept and go out
+    /// in order when ready; those that they replace are dropped without a word. `content` is not
+    /// used after the return. `onError` is called at most once, later. One thread at a time.
     virtual void send(std::span<const std::byte> content, const SendErrorHandler& onError) = 0;
 
-    /// Closes the connection; kept datagrams fail. Any thread; never waits.
+    /// Closes the connection, a failed one too; kept datagrams fail. Its handler is told, once. Any
+    /// thread; never waits.
     virtual void cancel() = 0;
 };
 

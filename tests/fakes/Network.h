@@ -6,13 +6,15 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Network.h"
 
 namespace velmaro::fakes {
 
-/// Records what is asked of it and changes state only when a test says so.
+/// Records what is asked of it and changes state only when a test says so, or cancels it. What it
+/// keeps of the door's contract is tested together with the real one in tests/contract.
 class ScriptedConnection : public UDPConnection {
 public:
     ScriptedConnection(std::string toHost, Port toPort) : host(std::move(toHost)), port(toPort) {}
@@ -27,19 +29,29 @@ public:
         if (onStart) {
             onStart();
         }
+        if (currentState == State::cancelled) {
+            reportCancelled();
+        }
     }
     [[nodiscard]] State state() const override { return currentState; }
     void send(std::span<const std::byte> content, const SendErrorHandler& onError) override {
         note("send");
         sent.emplace_back(content.begin(), content.end());
         errorHandlers.push_back(onError);
+        const bool isDead = currentState == State::failed || currentState == State::cancelled;
+        if (isDead && startedOn != nullptr && onError) {
+            startedOn->async([onError] { onError({"dead", "dead"}); });
+        }
     }
     void cancel() override {
         note("cancel");
         ++cancelCount;
-        currentState = State::cancelled;
+        if (std::exchange(currentState, State::cancelled) != State::cancelled) {
+            reportCancelled();
+        }
     }
 
+    /// Its handler is told at once.
     void enter(State state, const std::optional<Error>& error = std::nullopt) {
         currentState = state;
         if (handler) {
@@ -63,6 +75,13 @@ public:
     std::vector<std::vector<std::byte>> sent;
     std::vector<SendErrorHandler> errorHandlers;
     int cancelCount = 0;
+
+private:
+    void reportCancelled() const {
+        if (startedOn != nullptr && handler) {
+            startedOn->async([told = handler] { told(State::cancelled, std::nullopt); });
+        }
+    }
 };
 
 class ScriptedNetwork : public Network {

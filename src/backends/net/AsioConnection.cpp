@@ -4,15 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <asio/error.hpp>
+#include <asio/post.hpp>
 #include <cerrno>
 #include <system_error>
-#include <thread>
 #include <utility>
-#include <variant>
 
 #include "backends/net/HostAddress.h"
-#include "backends/queues/EventLoop.h"
 
 namespace velmaro {
 
@@ -20,8 +19,10 @@ namespace {
 
 using asio::ip::udp;
 
-/// Two seconds of samples at the default rate: older ones interest no receiver.
-constexpr std::size_t kMostKeptDatagrams = 64;
+/// A receiver wants to know where the head is, not where it was while a name was resolved.
+constexpr std::size_t kMostKeptDatagrams = 4;
+/// A receiver that is started again refuses a few, one that listens elsewhere refuses all.
+constexpr int kMostRefusals = 3;
 
 Error describe(const asio::error_code& code) {
     return {code.message(), code.message()};
@@ -29,6 +30,17 @@ Error describe(const asio::error_code& code) {
 
 Error describe(std::errc code) {
     return describe(std::make_error_code(code));
+}
+
+Error describe(int code) {
+    return describe(asio::error_code(code, asio::error::get_system_category()));
+}
+
+/// The socket's way into the network is gone: its own address was taken away, say, or the device.
+/// A new socket finds another way if there is one.
+bool meansDeadConnection(int code) {
+    constexpr std::array kCodes = {ENETUNREACH, ENETDOWN, EADDRNOTAVAIL, EINVAL, ENODEV};
+    return std::ranges::find(kCodes, code) != kCodes.end();
 }
 
 /// The descriptor of a socket that is connected to `endpoint`; the caller closes it. Released from
@@ -49,11 +61,12 @@ int connectSocket(asio::io_context& context, const udp::endpoint& endpoint,
 }  // namespace
 
 AsioConnection::AsioConnection(std::shared_ptr<asio::io_context> context, std::string host,
-                               Port port, HostResolver resolver, Telemetry* telemetry)
+                               Port port, std::shared_ptr<HostLookups> lookups,
+                               Telemetry* telemetry)
     : context_(std::move(context)),
       host_(std::move(host)),
       port_(port),
-      resolver_(std::move(resolver)),
+      lookups_(std::move(lookups)),
       telemetry_(telemetry) {}
 
 void AsioConnection::setStateUpdateHandler(StateUpdateHandler handler) {
@@ -62,14 +75,17 @@ void AsioConnection::setStateUpdateHandler(StateUpdateHandler handler) {
 
 void AsioConnection::start(DispatchQueue& queue) {
     const std::lock_guard lock(mutex_);
-    callbacks_ = std::make_shared<CallbackSequence>(queue);
+    callbacks_.emplace(QueueExecutor(context_, queue));
     if (state() == State::cancelled) {
         enter(State::cancelled);
     } else if (const auto endpoint = parseAddress(host_, port_)) {
-        connectToFirst({&*endpoint, 1});
+        endpoints_ = {*endpoint};
+        connectToFirst();
     } else {
         enter(State::preparing);
-        resolveOnAbandonableThread();
+        if (const auto lookup = lookups_->lookUp(host_, weak_from_this()); !lookup) {
+            close(State::failed, lookup.error());
+        }
     }
 }
 
@@ -79,7 +95,11 @@ UDPConnection::State AsioConnection::state() const {
 
 void AsioConnection::send(std::span<const std::byte> content, const SendErrorHandler& onError) {
     if (state() == State::ready) {
-        sendNow(content, onError);
+        if (const int error = transmit(content); error != 0) {
+            const std::lock_guard lock(mutex_);
+            report(onError, describe(error));
+            handleSendError(error);
+        }
         return;
     }
     const std::lock_guard lock(mutex_);
@@ -89,7 +109,10 @@ void AsioConnection::send(std::span<const std::byte> content, const SendErrorHan
             keep(content, onError);
             break;
         case State::ready:
-            sendNow(content, onError);
+            if (const int error = transmit(content); error != 0) {
+                report(onError, describe(error));
+                handleSendError(error);
+            }
             break;
         case State::failed:
         case State::cancelled:
@@ -101,7 +124,7 @@ void AsioConnection::send(std::span<const std::byte> content, const SendErrorHan
 void AsioConnection::cancel() {
     const std::lock_guard lock(mutex_);
     // The socket stays open until the release, since another thread may be sending on it.
-    if (state() != State::failed && state() != State::cancelled) {
+    if (state() != State::cancelled) {
         close(State::cancelled, describe(std::errc::operation_canceled));
     }
 }
@@ -117,45 +140,30 @@ void AsioConnection::release() {
     }
 }
 
-void AsioConnection::resolveOnAbandonableThread() {
-    // The system's resolver cannot be interrupted and may take many seconds, which nobody is to
-    // wait for, not even the end of the process. So the thread is detached and owns what it needs.
-    try {
-        std::thread([self = shared_from_this()] {
-            nameCurrentThread("resolver");
-            self->resolved(self->resolver_(self->host_));
-        }).detach();
-    } catch (const std::system_error& error) {
-        close(State::failed, describe(error.code()));
-    }
-}
-
-void AsioConnection::resolved(const std::variant<std::vector<std::string>, Error>& result) {
+void AsioConnection::hostResolved(const HostAddresses& addresses) {
     const std::lock_guard lock(mutex_);
     if (isReleased_ || state() != State::preparing) {
         return;
     }
-    if (const auto* error = std::get_if<Error>(&result)) {
-        close(State::failed, *error);
+    if (!addresses) {
+        close(State::failed, addresses.error());
         return;
     }
-    std::vector<udp::endpoint> endpoints;
-    for (const std::string& address : std::get<std::vector<std::string>>(result)) {
+    for (const std::string& address : *addresses) {
         if (const auto endpoint = parseAddress(address, port_)) {
-            endpoints.push_back(*endpoint);
+            endpoints_.push_back(*endpoint);
         }
     }
-    std::stable_partition(endpoints.begin(), endpoints.end(),
-                          [](const udp::endpoint& endpoint) { return endpoint.address().is_v4(); });
-    connectToFirst(endpoints);
+    std::ranges::stable_partition(
+        endpoints_, [](const udp::endpoint& endpoint) { return endpoint.address().is_v4(); });
+    connectToFirst();
 }
 
-void AsioConnection::connectToFirst(std::span<const udp::endpoint> endpoints) {
+void AsioConnection::connectToFirst() {
     asio::error_code firstError;
-    for (const udp::endpoint& endpoint : endpoints) {
+    for (current_ = 0; current_ < endpoints_.size(); ++current_) {
         asio::error_code error;
-        socket_ = connectSocket(*context_, endpoint, error);
-        if (!error) {
+        if (connectTo(endpoints_[current_], error)) {
             becomeReady();
             return;
         }
@@ -168,18 +176,44 @@ void AsioConnection::connectToFirst(std::span<const udp::endpoint> endpoints) {
         describe(firstError ? firstError : std::make_error_code(std::errc::address_not_available)));
 }
 
+bool AsioConnection::connectTo(const udp::endpoint& endpoint, asio::error_code& error) {
+    const int socket = connectSocket(*context_, endpoint, error);
+    if (error) {
+        return false;
+    }
+    if (socket_ >= 0) {
+        ::close(socket_);
+    }
+    socket_ = socket;
+    return true;
+}
+
+void AsioConnection::connectToNext() {
+    for (std::size_t step = 1; step < endpoints_.size(); ++step) {
+        const std::size_t next = (current_ + step) % endpoints_.size();
+        asio::error_code error;
+        if (connectTo(endpoints_[next], error)) {
+            current_ = next;
+            return;
+        }
+    }
+}
+
 void AsioConnection::becomeReady() {
     // The kept datagrams go out before others can: until the state changes, `send` needs the mutex.
-    std::vector<std::pair<SendErrorHandler, Error>> errors;
-    for (KeptDatagram& datagram : kept_) {
-        if (const auto error = transmit(datagram.content)) {
-            errors.emplace_back(std::move(datagram.onError), *error);
+    std::vector<int> errors;
+    for (const KeptDatagram& datagram : kept_) {
+        errors.push_back(transmit(datagram.content));
+    }
+    enter(State::ready);
+    for (std::size_t i = 0; i < errors.size(); ++i) {
+        if (errors[i] != 0) {
+            report(kept_[i].onError, describe(errors[i]));
         }
     }
     kept_.clear();
-    enter(State::ready);
-    for (const auto& [onError, error] : errors) {
-        report(onError, error);
+    if (const auto dead = std::ranges::find_if(errors, meansDeadConnection); dead != errors.end()) {
+        close(State::failed, describe(*dead));
     }
 }
 
@@ -199,38 +233,48 @@ void AsioConnection::close(State state, const Error& error) {
 void AsioConnection::enter(State state, const std::optional<Error>& error) {
     state_.store(state, std::memory_order_release);
     if (callbacks_ && handler_) {
-        callbacks_->post([handler = handler_, state, error] { (*handler)(state, error); });
+        asio::post(*callbacks_, [handler = handler_, state, error] { (*handler)(state, error); });
     }
 }
 
 void AsioConnection::keep(std::span<const std::byte> content, const SendErrorHandler& onError) {
     if (kept_.size() == kMostKeptDatagrams) {
-        report(kept_.front().onError, describe(std::errc::no_buffer_space));
         kept_.pop_front();
     }
     kept_.push_back({{content.begin(), content.end()}, onError});
 }
 
-void AsioConnection::sendNow(std::span<const std::byte> content, const SendErrorHandler& onError) {
-    if (const auto error = transmit(content)) {
-        report(onError, *error);
+void AsioConnection::report(const SendErrorHandler& onError, const Error& error) {
+    if (callbacks_ && onError) {
+        asio::post(*callbacks_, [onError, error] { onError(error); });
     }
 }
 
-std::optional<Error> AsioConnection::transmit(std::span<const std::byte> content) {
-    if (::send(socket_, content.data(), content.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
-        return describe(asio::error_code(errno, asio::error::get_system_category()));
+void AsioConnection::handleSendError(int code) {
+    if (state() != State::ready) {
+        return;
     }
+    if (meansDeadConnection(code)) {
+        close(State::failed, describe(code));
+    } else if (code == ECONNREFUSED) {
+        refusals_ = accepted_ < 2 ? refusals_ + 1 : 1;
+        accepted_ = 0;
+        if (refusals_ == kMostRefusals) {
+            refusals_ = 0;
+            connectToNext();
+        }
+    }
+}
+
+int AsioConnection::transmit(std::span<const std::byte> content) {
+    if (::send(socket_, content.data(), content.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+        return errno;
+    }
+    accepted_ = std::min(accepted_ + 1, 2);
     if (telemetry_ != nullptr) {
         telemetry_->datagramSent();
     }
-    return std::nullopt;
-}
-
-void AsioConnection::report(const SendErrorHandler& onError, const Error& error) {
-    if (callbacks_ && onError) {
-        callbacks_->post([onError, error] { onError(error); });
-    }
+    return 0;
 }
 
 }  // namespace velmaro

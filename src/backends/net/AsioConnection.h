@@ -2,6 +2,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/ip/udp.hpp>
+#include <asio/strand.hpp>
 #include <atomic>
 #include <cstddef>
 #include <deque>
@@ -12,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "backends/net/AsioNetwork.h"
-#include "backends/queues/CallbackSequence.h"
+#include "backends/net/HostLookups.h"
+#include "backends/net/QueueExecutor.h"
 #include "platform/Network.h"
 #include "platform/Telemetry.h"
 
@@ -21,10 +22,12 @@ namespace velmaro {
 
 /// A connected UDP socket. Once ready, sending takes no lock: it is one system call on the caller's
 /// thread. Callbacks come one at a time and in order.
-class AsioConnection : public UDPConnection, public std::enable_shared_from_this<AsioConnection> {
+class AsioConnection : public UDPConnection,
+                       public HostLookupClient,
+                       public std::enable_shared_from_this<AsioConnection> {
 public:
     AsioConnection(std::shared_ptr<asio::io_context> context, std::string host, Port port,
-                   HostResolver resolver, Telemetry* telemetry);
+                   std::shared_ptr<HostLookups> lookups, Telemetry* telemetry);
 
     void setStateUpdateHandler(StateUpdateHandler handler) override;
     void start(DispatchQueue& queue) override;
@@ -32,8 +35,10 @@ public:
     void send(std::span<const std::byte> content, const SendErrorHandler& onError) override;
     void cancel() override;
 
-    /// The owner is gone: closes the socket. A resolving thread that still holds this does nothing
-    /// more with it, and so with none of the objects that it refers to.
+    void hostResolved(const HostAddresses& addresses) override;
+
+    /// The owner is gone: closes the socket. A resolving thread that holds this for a moment more
+    /// does nothing with it, and so with none of the objects that it refers to.
     void release();
 
 private:
@@ -42,38 +47,46 @@ private:
         SendErrorHandler onError;
     };
 
-    void resolveOnAbandonableThread();
-    void resolved(const std::variant<std::vector<std::string>, Error>& result);
-
     // With the mutex held:
-    void connectToFirst(std::span<const asio::ip::udp::endpoint> endpoints);
+    void connectToFirst();
+    bool connectTo(const asio::ip::udp::endpoint& endpoint, asio::error_code& error);
+    void connectToNext();
     void becomeReady();
     void close(State state, const Error& error);
     void enter(State state, const std::optional<Error>& error = std::nullopt);
     void keep(std::span<const std::byte> content, const SendErrorHandler& onError);
-
-    // On the sending thread when ready, else with the mutex held:
-    void sendNow(std::span<const std::byte> content, const SendErrorHandler& onError);
-    std::optional<Error> transmit(std::span<const std::byte> content);
     void report(const SendErrorHandler& onError, const Error& error);
+    /// On the sending thread too, which alone may use the socket then.
+    void handleSendError(int code);
+
+    /// On the sending thread when ready, else with the mutex held. Gives the error's number, or 0.
+    [[nodiscard]] int transmit(std::span<const std::byte> content);
 
     const std::shared_ptr<asio::io_context> context_;
     const std::string host_;
     const Port port_;
-    const HostResolver resolver_;
+    const std::shared_ptr<HostLookups> lookups_;
     Telemetry* const telemetry_;
     std::shared_ptr<const StateUpdateHandler> handler_;
 
     std::atomic<State> state_ = State::setup;
-    /// Guards what follows, except that a sending thread that has seen `ready` uses the socket and
-    /// the callbacks: from then on they change only when nobody can send any more.
+    /// Guards what follows, except that a sending thread that has seen `ready` reads the socket:
+    /// from then on only that thread replaces it.
     std::mutex mutex_;
     int socket_ = -1;
-    std::shared_ptr<CallbackSequence> callbacks_;
+    std::optional<asio::strand<QueueExecutor>> callbacks_;
     std::deque<KeptDatagram> kept_;
+    /// Where the name leads to, and which of them the socket is connected to.
+    std::vector<asio::ip::udp::endpoint> endpoints_;
+    std::size_t current_ = 0;
+    /// How many datagrams were refused while no two in a row were accepted.
+    int refusals_ = 0;
     /// Why nothing can be sent any more.
     Error ending_;
     bool isReleased_ = false;
+
+    /// The sending thread's: how many datagrams in a row were accepted, up to two.
+    int accepted_ = 0;
 };
 
 }  // namespace velmaro

@@ -9,7 +9,7 @@ namespace velmaro {
 
 AsioNetwork::AsioNetwork(Telemetry* telemetry, HostResolver resolver)
     : context_(std::make_shared<asio::io_context>()),
-      resolver_(std::move(resolver)),
+      lookups_(std::make_shared<HostLookups>(std::move(resolver))),
       telemetry_(telemetry) {}
 
 AsioNetwork::~AsioNetwork() = default;
@@ -20,7 +20,7 @@ std::optional<Port> AsioNetwork::makePort(std::uint16_t rawValue) const {
 
 std::shared_ptr<UDPConnection> AsioNetwork::makeUDPConnection(const std::string& host, Port port) {
     const auto connection =
-        std::make_shared<AsioConnection>(context_, host, port, resolver_, telemetry_);
+        std::make_shared<AsioConnection>(context_, host, port, lookups_, telemetry_);
     UDPConnection* const door = connection.get();
     // A thread that resolves may keep the connection longer than its owner does.
     return {door, [connection](UDPConnection*) { connection->release(); }};

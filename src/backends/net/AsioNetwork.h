@@ -1,13 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <variant>
-#include <vector>
 
-#include "platform/Error.h"
+#include "backends/net/HostLookups.h"
 #include "platform/Network.h"
 #include "platform/Telemetry.h"
 
@@ -17,18 +14,10 @@ class io_context;
 
 namespace velmaro {
 
-/// Finds the addresses of a host name, as numeric texts, or why there are none. It may block for
-/// long, on a thread that nobody waits for: it must use nothing that the program's end destroys.
-using HostResolver =
-    std::function<std::variant<std::vector<std::string>, Error>(const std::string& host)>;
-
-/// Asks the system: its hosts file, then its name servers.
-[[nodiscard]] std::variant<std::vector<std::string>, Error> resolveHostName(
-    const std::string& host);
-
 /// UDP to one destination each. An address literal is ready when `start` returns; a host name is
 /// resolved meanwhile, and its IPv4 addresses are tried before the others, since audio receivers
-/// mostly listen there. Broadcast addresses are allowed.
+/// mostly listen there. Where nobody listens at one of several addresses, the next one is tried.
+/// Broadcast addresses are allowed.
 class AsioNetwork : public Network {
 public:
     /// `telemetry`, if any, outlives every connection and is told of each datagram sent.
@@ -40,10 +29,10 @@ public:
     std::shared_ptr<UDPConnection> makeUDPConnection(const std::string& host, Port port) override;
 
 private:
-    /// Never run: making a socket needs one to exist, sending needs no events. Connections share
-    /// it.
+    /// Never run: making a socket and a strand needs one to exist, sending needs no events.
+    /// Connections share it.
     const std::shared_ptr<asio::io_context> context_;
-    const HostResolver resolver_;
+    const std::shared_ptr<HostLookups> lookups_;
     Telemetry* const telemetry_;
 };
 

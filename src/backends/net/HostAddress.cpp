@@ -8,10 +8,9 @@
 #include <memory>
 #include <string>
 #include <system_error>
-#include <variant>
 #include <vector>
 
-#include "backends/net/AsioNetwork.h"
+#include "backends/net/HostLookups.h"
 
 namespace velmaro {
 
@@ -57,11 +56,10 @@ std::optional<asio::ip::udp::endpoint> parseAddress(const std::string& text, Por
     return endpoint;
 }
 
-std::variant<std::vector<std::string>, Error> resolveHostName(const std::string& host) {
+HostAddresses resolveHostName(const std::string& host) {
     const Lookup lookup = lookUp(host, 0);
     if (lookup.status != 0) {
-        const std::string description = describe(lookup.status);
-        return Error{description, description};
+        return failure(describe(lookup.status));
     }
     std::vector<std::string> addresses;
     for (const addrinfo* each = lookup.results.get(); each != nullptr; each = each->ai_next) {

@@ -24,7 +24,7 @@ ROOMS = {
                    ("Qt",)),
     "app/linux": (("platform", "backends/*", "receivers", "headphones", "app"), ()),
     "backends/queues": (("platform",), ("asio",)),
-    "backends/net": (("platform", "backends/queues"), ("asio",)),
+    "backends/net": (("platform",), ("asio",)),
     "backends/cameras": (("platform", "backends/gstreamer"), ("gstreamer", "glib", "udev")),
     "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
     "backends/networks": (("platform",), ("xnnpack", "pthreadpool", "flatbuffers")),
@@ -34,7 +34,7 @@ ROOMS = {
     # One thread and one kind of teardown for all that talks on a message bus.
     "backends/glib": ((), ("glib",)),
     "backends/portal": (("platform", "backends/glib"), ("glib",)),
-    "backends/settings": (("platform", "backends/posix"), ()),
+    "backends/settings": (("platform", "backends/posix"), ("glib",)),
     # What the sources of headphone motion share.
     "backends/motion": (("platform", "headphones", "backends/posix"), ()),
     "backends/replay": (("platform", "headphones", "backends/motion"), ()),
