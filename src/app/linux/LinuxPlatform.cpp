@@ -108,7 +108,8 @@ struct LinuxPlatform::Parts {
                .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
                .cameras = makeCameras(options.liveCameras, notificationCenter, diagnostics),
                .playbackEnded = [this] { endPlayback(); }}),
-          portal(needsPermission(options) ? std::make_unique<PortalCapture>(capture) : nullptr),
+          portal(needsPermission(options) ? std::make_unique<PortalCapture>(capture, diagnostics)
+                                          : nullptr),
           faceLandmarks(makeFaceLandmarks(telemetry)),
           doors{*dispatch,
                 notificationCenter,
@@ -163,7 +164,7 @@ struct LinuxPlatform::Parts {
     const std::unique_ptr<Log> log;
     SystemClock clock;
     NotificationCenter notificationCenter;
-    SettingsStore userDefaults;
+    SettingsStore userDefaults{diagnostics};
     const std::unique_ptr<HeadphoneMotion> headphoneMotion;
     std::unique_ptr<AsioDispatch> dispatch;
     AsioNetwork network;

@@ -1,7 +1,6 @@
 #include "backends/portal/CameraPortal.h"
 
 #include <algorithm>
-#include <iostream>
 #include <string_view>
 #include <utility>
 
@@ -24,10 +23,6 @@ constexpr int kCallLimit = 10'000;
 /// What the portal says of a dialog (org.freedesktop.portal.Request, "Response").
 constexpr guint32 kGranted = 0;
 constexpr guint32 kRefused = 1;
-
-void say(const std::string& text) {
-    std::cerr << "velmaro: " + text + "\n";
-}
 
 /// The object that stands for a dialog, which is known before it is asked for, so that no answer
 /// can be missed.
@@ -55,15 +50,16 @@ bool meansForbidden(const GError& error) {
 
 }  // namespace
 
-CameraPortal::CameraPortal()
-    : thread_("portal", glib::BusThread::Bus::session,
+CameraPortal::CameraPortal(Diagnostics& diagnostics)
+    : diagnostics_(diagnostics),
+      thread_("portal", glib::BusThread::Bus::session,
               {.begin = [this] { begin(); }, .end = [this] { closeDialog(); }}) {}
 
 void CameraPortal::requestAccess(Completion completion) {
     thread_.post([this, completion = std::move(completion)] {
         waiting_.push_back(completion);
         if (!thread_.isConnected()) {
-            settle(AuthorizationStatus::authorized);
+            conclude(AuthorizationStatus::authorized);
         } else if (response_ == 0) {
             ask();
         }
@@ -106,15 +102,16 @@ void CameraPortal::ask() {
 
 void CameraPortal::callFailed(const GError& error) {
     if (meansNoPortal(error)) {
-        settle(AuthorizationStatus::authorized);
+        conclude(AuthorizationStatus::authorized);
     } else if (meansForbidden(error)) {
-        say("this computer's administrator has switched cameras off");
-        settle(AuthorizationStatus::restricted);
+        report(Diagnostic::Kind::failure, "this computer's administrator has switched cameras off");
+        conclude(AuthorizationStatus::restricted);
     } else {
-        say(std::string("the desktop's camera portal does not work, so cameras are used without "
-                        "it: ") +
-            error.message);
-        settle(AuthorizationStatus::authorized);
+        report(Diagnostic::Kind::warning,
+               std::string("the desktop's camera portal does not work, so cameras are used without "
+                           "it (") +
+                   error.message + ")");
+        conclude(AuthorizationStatus::authorized);
     }
 }
 
@@ -125,13 +122,13 @@ void CameraPortal::takeAnswer(GVariant* parameters) {
     guint32 response = 0;
     g_variant_get_child(parameters, 0, "u", &response);
     if (response == kGranted) {
-        settle(AuthorizationStatus::authorized);
+        conclude(AuthorizationStatus::authorized);
     } else if (response == kRefused) {
-        say("the desktop denies access to cameras: allow it in its privacy settings and press "
-            "start again (see docs/cameras.md)");
-        settle(AuthorizationStatus::denied);
+        report(Diagnostic::Kind::failure, "the desktop denies access to cameras",
+               "allow it in its privacy settings and press start again (see docs/cameras.md)");
+        conclude(AuthorizationStatus::denied);
     } else {
-        settleWithoutAnswer("the question about cameras was not answered");
+        concludeWithoutAnswer("the question about cameras was not answered");
     }
 }
 
@@ -150,7 +147,7 @@ void CameraPortal::memoryChanged(GVariant* parameters) {
 // Also called when it has not been started yet.
 void CameraPortal::portalVanished() {
     if ((portalIsThere_ || !thread_.isConnected()) && response_ != 0) {
-        settleWithoutAnswer("the desktop's portal ended before it answered");
+        concludeWithoutAnswer("the desktop's portal ended before it answered");
     }
     portalIsThere_ = false;
 }
@@ -168,12 +165,18 @@ void CameraPortal::closeDialog() {
     }
 }
 
-void CameraPortal::settleWithoutAnswer(const std::string& why) {
-    say(why + ": press start again");
-    settle(AuthorizationStatus::notDetermined);
+void CameraPortal::concludeWithoutAnswer(const std::string& why) {
+    report(Diagnostic::Kind::failure, why, "press start again");
+    conclude(AuthorizationStatus::notDetermined);
 }
 
-void CameraPortal::settle(AuthorizationStatus status) {
+void CameraPortal::report(Diagnostic::Kind kind, const std::string& text,
+                          const std::string& advice) {
+    diagnostics_.report(
+        {.kind = kind, .subject = Diagnostic::Subject::camera, .text = text, .advice = advice});
+}
+
+void CameraPortal::conclude(AuthorizationStatus status) {
     stopListening();
     status_.store(status);
     for (const Completion& completion : std::exchange(waiting_, {})) {

@@ -9,6 +9,7 @@
 
 #include "backends/glib/BusThread.h"
 #include "platform/Capture.h"
+#include "platform/Diagnostics.h"
 
 namespace velmaro {
 
@@ -20,7 +21,8 @@ class CameraPortal {
 public:
     using Completion = std::function<void(bool granted)>;
 
-    CameraPortal();
+    /// `diagnostics` outlives this.
+    explicit CameraPortal(Diagnostics& diagnostics);
     CameraPortal(const CameraPortal&) = delete;
     CameraPortal& operator=(const CameraPortal&) = delete;
     /// Takes an open dialog back. Completions that are still due are not called any more.
@@ -42,9 +44,11 @@ private:
     void portalVanished();
     void stopListening();
     void closeDialog();
-    void settle(AuthorizationStatus status);
-    void settleWithoutAnswer(const std::string& why);
+    void conclude(AuthorizationStatus status);
+    void concludeWithoutAnswer(const std::string& why);
+    void report(Diagnostic::Kind kind, const std::string& text, const std::string& advice = {});
 
+    Diagnostics& diagnostics_;
     std::atomic<AuthorizationStatus> status_ = AuthorizationStatus::notDetermined;
 
     // The thread's own.

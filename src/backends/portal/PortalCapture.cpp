@@ -6,8 +6,8 @@
 
 namespace velmaro {
 
-PortalCapture::PortalCapture(Capture& cameras)
-    : cameras_(cameras), portal_(std::make_unique<CameraPortal>()) {}
+PortalCapture::PortalCapture(Capture& cameras, Diagnostics& diagnostics)
+    : cameras_(cameras), portal_(std::make_unique<CameraPortal>(diagnostics)) {}
 
 PortalCapture::~PortalCapture() = default;
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "platform/Capture.h"
+#include "platform/Diagnostics.h"
 
 namespace velmaro {
 
@@ -11,8 +12,8 @@ class CameraPortal;
 /// Another door to cameras, entered only with the desktop's permission.
 class PortalCapture : public Capture {
 public:
-    /// `cameras` outlives this one.
-    explicit PortalCapture(Capture& cameras);
+    /// Both outlive this one.
+    PortalCapture(Capture& cameras, Diagnostics& diagnostics);
     ~PortalCapture() override;
     PortalCapture(const PortalCapture&) = delete;
     PortalCapture& operator=(const PortalCapture&) = delete;

@@ -1,16 +1,20 @@
 #include "backends/settings/SettingsStore.h"
 
 #include <fcntl.h>
+#include <glib.h>
+#include <glib/gstdio.h>
 #include <pwd.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstdlib>
-#include <iostream>
+#include <cstring>
 #include <system_error>
 #include <vector>
 
@@ -21,9 +25,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kTemporaryPrefix = ".new-";
+/// Of the files that hold a value until it is whole; the key and the process follow.
+constexpr const char* kNewPrefix = ".new-";
 constexpr std::size_t kLargestValue = 1 << 20;
-constexpr mode_t kFolderMode = S_IRWXU;
 
 fs::path homeFolder() {
     const char* home = std::getenv("HOME");
@@ -52,93 +56,101 @@ void syncFolder(const fs::path& folder) {
     }
 }
 
-void makeFolder(const fs::path& folder) {
-    if (::mkdir(folder.c_str(), kFolderMode) == 0) {
+/// Where a chain of links ends, whether or not something is there.
+Result<fs::path> followLinks(fs::path path) {
+    constexpr int kMostLinks = 40;
+    for (int links = 0; links < kMostLinks; ++links) {
+        std::error_code isNone;
+        const fs::path next = fs::read_symlink(path, isNone);
+        if (isNone) {
+            return path;
+        }
+        path = path.parent_path() / next;
+    }
+    return failure(std::strerror(ELOOP));
+}
+
+/// Why a folder cannot be made or written to, as `code` alone would not say.
+std::string reasonFor(const fs::path& folder, int code) {
+    fs::path part;
+    for (const fs::path& name : folder) {
+        part /= name;
+        std::error_code ignored;
+        if (fs::is_symlink(part, ignored) && !fs::exists(part, ignored)) {
+            return part.string() + " is a link to " + fs::read_symlink(part, ignored).string() +
+                   ", which is not there";
+        }
+    }
+    return std::strerror(code);
+}
+
+/// The folder for our files alone, closed to other users even if it was open before. One that is
+/// not ours, or that a link leads to, keeps its mode. Not every file system can close it; the files
+/// in it are the user's own in any case.
+Result<void> makePrivateFolder(const fs::path& folder) {
+    struct stat status {};
+    if (::lstat(folder.c_str(), &status) != 0) {
+        if (::g_mkdir_with_parents(folder.c_str(), S_IRWXU) != 0) {
+            return failure(reasonFor(folder, errno));
+        }
         syncFolder(folder.parent_path());
-        return;
+    } else if (S_ISDIR(status.st_mode) && status.st_uid == ::geteuid()) {
+        ::chmod(folder.c_str(), S_IRWXU);
     }
-    if (errno == ENOENT && folder.has_relative_path()) {
-        makeFolder(folder.parent_path());
-        makeFolder(folder);
-        return;
-    }
-    if (errno != EEXIST) {
-        check(-1, "mkdir");
-    }
+    return {};
 }
 
-/// The folder for our files alone, closed to other users even if it was open before. Not every file
-/// system can close it; the files in it are the user's own in any case.
-void makePrivateFolder(const fs::path& folder) {
-    makeFolder(folder);
-    std::error_code ignored;
-    fs::permissions(folder, fs::perms::owner_all, ignored);
+/// Whether the name of a new file says that a process is writing it that still runs.
+bool isBeingWritten(const std::string& name) {
+    const std::size_t dash = name.rfind('-');
+    int process = 0;
+    const auto [end, error] =
+        std::from_chars(name.data() + dash + 1, name.data() + name.size(), process);
+    return error == std::errc() && process > 0 && process != ::getpid() &&
+           (::kill(process, 0) == 0 || errno == EPERM);
 }
 
-/// Removes temporary files that a process left behind when it was killed. One that is being written
-/// is locked by its writer.
-void removeAbandonedFiles(const fs::path& folder) {
+/// Removes new files that a process left behind when it was killed.
+void removeAbandonedFiles(const fs::path& folder, const std::string& prefix) {
     std::error_code ignored;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) {
-        if (!entry.path().filename().string().starts_with(kTemporaryPrefix)) {
-            continue;
-        }
-        const FileDescriptor file(
-            ::open(entry.path().c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-        if (file.get() >= 0 && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+        const std::string name = entry.path().filename();
+        if (name.starts_with(prefix) && !isBeingWritten(name)) {
             ::unlink(entry.path().c_str());
         }
     }
 }
 
-/// A new file under a name of its own, which disappears unless it is renamed.
-class TemporaryFile {
-public:
-    explicit TemporaryFile(const fs::path& folder) : file_(create(folder, path_)) {}
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() {
-        if (!path_.empty()) {
-            ::unlink(path_.c_str());
-        }
-    }
+/// What GLib says after the name of the file, which is a temporary one.
+std::string reasonOf(const GError& error) {
+    const std::string text = error.message;
+    const std::size_t colon = text.rfind(": ");
+    return colon == std::string::npos ? text : text.substr(colon + 2);
+}
 
-    void write(std::string_view bytes) const {
-        while (!bytes.empty()) {
-            const ssize_t count = ::write(file_.get(), bytes.data(), bytes.size());
-            if (count < 0 && errno == EINTR) {
-                continue;
-            }
-            bytes.remove_prefix(static_cast<std::size_t>(check(static_cast<int>(count), "write")));
-        }
-        check(::fsync(file_.get()), "fsync");
+/// Writes a whole new file and puts it in the place of `target`. GLib's own temporary file would do
+/// for that, but a name that it invents cannot be told from a user's own after a crash.
+Result<void> replace(const fs::path& target, std::string_view key, std::string_view bytes) {
+    const std::string name =
+        kNewPrefix + std::string(key) + "-" + std::to_string(static_cast<int>(::getpid()));
+    const fs::path newFile = target.parent_path() / name;
+    GError* error = nullptr;
+    if (g_file_set_contents_full(newFile.c_str(), bytes.data(), static_cast<gssize>(bytes.size()),
+                                 static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT |
+                                                                    G_FILE_SET_CONTENTS_DURABLE),
+                                 S_IRUSR | S_IWUSR, &error) == FALSE) {
+        const std::string reason = reasonOf(*error);
+        g_error_free(error);
+        return failure(reason);
     }
-
-    void renameTo(const fs::path& target) {
-        check(::rename(path_.c_str(), target.c_str()), "rename");
-        path_.clear();
+    if (::rename(newFile.c_str(), target.c_str()) != 0) {
+        const std::string reason = std::strerror(errno);
+        ::unlink(newFile.c_str());
+        return failure(reason);
     }
-
-private:
-    static FileDescriptor create(const fs::path& folder, std::string& path) {
-        for (;;) {
-            std::string name = (folder / kTemporaryPrefix).string() + "XXXXXX";
-            FileDescriptor file(check(::mkostemp(name.data(), O_CLOEXEC), "mkostemp"));
-            // Another process may take it for an abandoned one before it is locked.
-            const bool locked = ::flock(file.get(), LOCK_EX | LOCK_NB) == 0;
-            const bool taken = !locked && errno == EWOULDBLOCK;
-            struct stat status {};
-            check(::fstat(file.get(), &status), "fstat");
-            if (!taken && status.st_nlink > 0) {
-                path = name;
-                return file;
-            }
-        }
-    }
-
-    std::string path_;
-    FileDescriptor file_;
-};
+    syncFolder(target.parent_path());
+    return {};
+}
 
 std::string readAll(const fs::path& path) {
     const FileDescriptor file(
@@ -180,7 +192,8 @@ fs::path SettingsStore::defaultFolder() {
     return config / "velmaro";
 }
 
-SettingsStore::SettingsStore(fs::path folder) : folder_(std::move(folder)) {}
+SettingsStore::SettingsStore(Diagnostics& diagnostics, fs::path folder)
+    : diagnostics_(diagnostics), folder_(std::move(folder)) {}
 
 fs::path SettingsStore::file(std::string_view key) const {
     if (folder_.empty()) {
@@ -196,34 +209,51 @@ std::string SettingsStore::data(std::string_view key) const {
     try {
         return readAll(file(key));
     } catch (const std::system_error& error) {
-        if (error.code() != std::errc::no_such_file_or_directory && !readingTold_) {
-            readingTold_ = true;
-            std::cerr << "velmaro: the setting " << key << " in " << folder_
-                      << " cannot be read: " << error.code().message()
-                      << ". It counts as not set; make it a readable file, or remove it.\n";
+        if (error.code() != std::errc::no_such_file_or_directory && !isReadingReported_) {
+            isReadingReported_ = true;
+            report("the setting " + std::string(key) + " in " + folder_.string() +
+                       " cannot be read and counts as not set (" + error.code().message() + ")",
+                   "make it a readable file, or remove it");
         }
         return {};
     }
 }
 
 void SettingsStore::setData(std::string_view key, std::string_view bytes) {
-    try {
-        const fs::path target = file(key);
-        makePrivateFolder(folder_);
-        removeAbandonedFiles(folder_);
-        TemporaryFile temporary(folder_);
-        temporary.write(bytes);
-        temporary.renameTo(target);
-        syncFolder(folder_);
-    } catch (const std::system_error& error) {
-        if (!writingTold_) {
-            writingTold_ = true;
-            std::cerr
-                << "velmaro: the setting " << key << " cannot be stored in " << folder_ << ": "
-                << error.code().message()
-                << ". Its stored value stays; make room there, or make the folder writable.\n";
-        }
+    if (const auto stored = store(key, bytes); !stored && !isWritingReported_) {
+        isWritingReported_ = true;
+        report("the setting " + std::string(key) + " cannot be stored in " + folder_.string() +
+                   " and lasts for this run (" + stored.error().description + ")",
+               "make room there, or make the folder writable");
     }
+}
+
+Result<void> SettingsStore::store(std::string_view key, std::string_view bytes) const {
+    try {
+        const fs::path record = file(key);
+        if (const auto folder = makePrivateFolder(folder_); !folder) {
+            return folder;
+        }
+        removeAbandonedFiles(folder_, kNewPrefix);
+        // A link would be replaced; what it leads to is meant.
+        const auto target = followLinks(record);
+        if (!target) {
+            return tl::unexpected(target.error());
+        }
+        if (target->parent_path() != folder_) {
+            removeAbandonedFiles(target->parent_path(), kNewPrefix + std::string(key) + "-");
+        }
+        return replace(*target, key, bytes);
+    } catch (const std::system_error& error) {
+        return failure(error.code().message());
+    }
+}
+
+void SettingsStore::report(const std::string& text, const std::string& advice) const {
+    diagnostics_.report({.kind = Diagnostic::Kind::warning,
+                         .subject = Diagnostic::Subject::settings,
+                         .text = text,
+                         .advice = advice});
 }
 
 }  // namespace velmaro

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -7,6 +8,7 @@
 
 #include "MockPortal.h"
 #include "backends/portal/CameraPortal.h"
+#include "fakes/Diagnostics.h"
 
 namespace velmaro {
 namespace {
@@ -42,40 +44,46 @@ bool becomes(const CameraPortal& portal, AuthorizationStatus status) {
 class CameraPortalTest : public testing::Test {
 protected:
     MockPortal desktop;
+    fakes::CapturedDiagnostics diagnostics;
 };
 
-TEST(CameraPortalWithoutBusTest, GrantsAtOnce) {
+class CameraPortalWithoutBusTest : public testing::Test {
+protected:
+    fakes::CapturedDiagnostics diagnostics;
+};
+
+TEST_F(CameraPortalWithoutBusTest, GrantsAtOnce) {
     ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
     ::setenv("XDG_RUNTIME_DIR", "/nonexistent", 1);
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     EXPECT_TRUE(granted(request(portal)));
     EXPECT_EQ(portal.status(), AuthorizationStatus::authorized);
 }
 
-TEST(CameraPortalWithoutBusTest, GrantsAtOnceWhereNobodyListens) {
+TEST_F(CameraPortalWithoutBusTest, GrantsAtOnceWhereNobodyListens) {
     ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     EXPECT_TRUE(granted(request(portal)));
     EXPECT_EQ(portal.status(), AuthorizationStatus::authorized);
     ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
 }
 
 TEST_F(CameraPortalTest, GrantsWhereTheBusHasNoPortal) {
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     EXPECT_TRUE(granted(request(portal)));
     EXPECT_EQ(portal.status(), AuthorizationStatus::authorized);
 }
 
 TEST_F(CameraPortalTest, GrantsWhereThePortalKnowsNoCameras) {
     desktop.appear(MockPortal::Camera::absent);
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     EXPECT_TRUE(granted(request(portal)));
     EXPECT_EQ(portal.status(), AuthorizationStatus::authorized);
 }
 
 TEST_F(CameraPortalTest, IsUndeterminedUntilThePersonHasAnswered) {
     desktop.appear();
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     auto answer = request(portal);
     ASSERT_TRUE(desktop.waitForDialog());
     EXPECT_EQ(answer.wait_for(100ms), std::future_status::timeout);
@@ -87,31 +95,30 @@ TEST_F(CameraPortalTest, IsUndeterminedUntilThePersonHasAnswered) {
 
 TEST_F(CameraPortalTest, RefusalIsDenial) {
     desktop.appear();
-    CameraPortal portal;
-    testing::internal::CaptureStderr();
+    CameraPortal portal(diagnostics);
     auto answer = request(portal);
     ASSERT_TRUE(desktop.waitForDialog());
     desktop.answer(kRefused);
     EXPECT_FALSE(granted(std::move(answer)));
     EXPECT_EQ(portal.status(), AuthorizationStatus::denied);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "velmaro: the desktop denies access to cameras: allow it in its privacy settings and "
-              "press start again (see docs/cameras.md)\n");
+    EXPECT_THAT(diagnostics.lines(),
+                testing::ElementsAre(
+                    "the desktop denies access to cameras: allow it in its privacy settings and "
+                    "press start again (see docs/cameras.md)"));
 }
 
 TEST_F(CameraPortalTest, AnAdministratorsLockIsARestriction) {
     desktop.appear(MockPortal::Camera::locked);
-    CameraPortal portal;
-    testing::internal::CaptureStderr();
+    CameraPortal portal(diagnostics);
     EXPECT_FALSE(granted(request(portal)));
     EXPECT_EQ(portal.status(), AuthorizationStatus::restricted);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "velmaro: this computer's administrator has switched cameras off\n");
+    EXPECT_THAT(diagnostics.lines(),
+                testing::ElementsAre("this computer's administrator has switched cameras off"));
 }
 
 TEST_F(CameraPortalTest, ADialogThatEndsOtherwiseMayBeAskedAgain) {
     desktop.appear();
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     auto answer = request(portal);
     ASSERT_TRUE(desktop.waitForDialog());
     desktop.answer(kEnded);
@@ -125,7 +132,7 @@ TEST_F(CameraPortalTest, ADialogThatEndsOtherwiseMayBeAskedAgain) {
 
 TEST_F(CameraPortalTest, APortalThatEndsDuringTheDialogGivesNoAccess) {
     desktop.appear();
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     auto answer = request(portal);
     ASSERT_TRUE(desktop.waitForDialog());
     desktop.vanish();
@@ -135,7 +142,7 @@ TEST_F(CameraPortalTest, APortalThatEndsDuringTheDialogGivesNoAccess) {
 
 TEST_F(CameraPortalTest, TwoRequestsShareOneDialog) {
     desktop.appear();
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     auto first = request(portal);
     ASSERT_TRUE(desktop.waitForDialog());
     auto second = request(portal);
@@ -147,7 +154,7 @@ TEST_F(CameraPortalTest, TwoRequestsShareOneDialog) {
 
 TEST_F(CameraPortalTest, AnAnswerThatIsChangedInTheSettingsIsAskedForAgain) {
     desktop.appear();
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     auto answer = request(portal);
     ASSERT_TRUE(desktop.waitForDialog());
     desktop.answer(kGranted);
@@ -159,7 +166,7 @@ TEST_F(CameraPortalTest, AnAnswerThatIsChangedInTheSettingsIsAskedForAgain) {
 
 TEST_F(CameraPortalTest, AnotherDevicesAnswerChangesNothing) {
     desktop.appear();
-    CameraPortal portal;
+    CameraPortal portal(diagnostics);
     auto answer = request(portal);
     ASSERT_TRUE(desktop.waitForDialog());
     desktop.answer(kGranted);
@@ -177,7 +184,7 @@ TEST_F(CameraPortalTest, TakesItsDialogAwayAtTheEnd) {
     desktop.appear();
     std::future<bool> answer;
     {
-        CameraPortal portal;
+        CameraPortal portal(diagnostics);
         answer = request(portal);
         ASSERT_TRUE(desktop.waitForDialog());
     }

@@ -1,16 +1,17 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <optional>
 
 #include "TemporaryFolder.h"
 #include "backends/settings/SettingsStore.h"
+#include "fakes/Diagnostics.h"
 
 namespace velmaro {
 namespace {
@@ -18,8 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
 
 /// Sets or removes a variable of the environment until it goes.
 class Variable {
@@ -74,53 +73,55 @@ TEST(SettingsFolder, AsksTheSystemForAHomeThatTheEnvironmentDoesNotName) {
     EXPECT_EQ(SettingsStore::defaultFolder(), "");
 }
 
-TEST(SettingsStore, BeginsEmptyAndTouchesNothing) {
+class SettingsStoreTest : public testing::Test {
+protected:
+    SettingsStore open(const fs::path& folder) { return SettingsStore(diagnostics, folder); }
+
+    fakes::CapturedDiagnostics diagnostics;
     const TemporaryFolder root;
-    CaptureStderr();
-    const SettingsStore store(root.path / "velmaro");
+};
+
+TEST_F(SettingsStoreTest, BeginsEmptyAndTouchesNothing) {
+    const SettingsStore store = open(root.path / "velmaro");
     EXPECT_EQ(store.data("headphoneCalibration"), "");
-    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_TRUE(diagnostics.all().empty());
     EXPECT_FALSE(fs::exists(root.path / "velmaro"));
 }
 
-TEST(SettingsStore, KeepsEveryByteBetweenRuns) {
-    const TemporaryFolder root;
+TEST_F(SettingsStoreTest, KeepsEveryByteBetweenRuns) {
     std::string bytes = "{\"a\":1}\n";
     for (int i = 0; i < 20'000; ++i) {
         bytes.push_back(static_cast<char>(i));
     }
-    SettingsStore(root.path).setData("headphoneCalibration", bytes);
-    SettingsStore(root.path).setData("other", "2");
-    SettingsStore(root.path).setData("none", "");
-    const SettingsStore store(root.path);
+    open(root.path).setData("headphoneCalibration", bytes);
+    open(root.path).setData("other", "2");
+    open(root.path).setData("none", "");
+    const SettingsStore store = open(root.path);
     EXPECT_EQ(store.data("headphoneCalibration"), bytes);
     EXPECT_EQ(store.data("other"), "2");
     EXPECT_EQ(store.data("none"), "");
 }
 
-TEST(SettingsStore, ReplacesAValueAndLeavesNothingElse) {
-    const TemporaryFolder root;
-    SettingsStore store(root.path);
+TEST_F(SettingsStoreTest, ReplacesAValueAndLeavesNothingElse) {
+    SettingsStore store = open(root.path);
     store.setData("key", "a long first value");
     store.setData("key", "short");
     EXPECT_EQ(store.data("key"), "short");
     EXPECT_THAT(namesIn(root.path), ElementsAre("key"));
 }
 
-TEST(SettingsStore, SeesWhatAnotherProcessStored) {
-    const TemporaryFolder root;
-    SettingsStore first(root.path);
-    SettingsStore second(root.path);
+TEST_F(SettingsStoreTest, SeesWhatAnotherProcessStored) {
+    SettingsStore first = open(root.path);
+    SettingsStore second = open(root.path);
     first.setData("key", "1");
     EXPECT_EQ(second.data("key"), "1");
     second.setData("key", "2");
     EXPECT_EQ(first.data("key"), "2");
 }
 
-TEST(SettingsStore, IsForTheUserAlone) {
-    const TemporaryFolder root;
+TEST_F(SettingsStoreTest, IsForTheUserAlone) {
     const mode_t before = ::umask(0);
-    SettingsStore store(root.path / "config" / "velmaro");
+    SettingsStore store = open(root.path / "config" / "velmaro");
     store.setData("key", "value");
     ::umask(before);
     EXPECT_EQ(modeOf(root.path / "config"), 0700U);
@@ -128,78 +129,147 @@ TEST(SettingsStore, IsForTheUserAlone) {
     EXPECT_EQ(modeOf(root.path / "config" / "velmaro" / "key"), 0600U);
 }
 
-TEST(SettingsStore, ClosesWhatWasOpenToOthers) {
-    const TemporaryFolder root;
+TEST_F(SettingsStoreTest, ClosesWhatWasOpenToOthers) {
     const fs::path folder = root.path / "velmaro";
     fs::create_directory(folder);
     ::chmod(folder.c_str(), 0755);
     std::ofstream(folder / "key") << "old";
     ::chmod((folder / "key").c_str(), 0644);
-    SettingsStore store(folder);
+    SettingsStore store = open(folder);
     EXPECT_EQ(store.data("key"), "old");
     store.setData("key", "new");
     EXPECT_EQ(modeOf(folder), 0700U);
     EXPECT_EQ(modeOf(folder / "key"), 0600U);
 }
 
-TEST(SettingsStore, RefusesKeysThatAreNotPlainNames) {
-    const TemporaryFolder root;
+TEST_F(SettingsStoreTest, RefusesKeysThatAreNotPlainNames) {
     const fs::path folder = root.path / "velmaro";
     for (const std::string& key :
          {std::string(), std::string("."), std::string(".."), std::string("../outside"),
           std::string("a/b"), std::string(".new-a"), std::string("a b"), std::string("a\0b", 3),
           std::string("\xC3\xA9"), std::string(101, 'a')}) {
-        SettingsStore store(folder);
-        CaptureStderr();
+        SettingsStore store = open(folder);
         store.setData(key, "value");
         EXPECT_EQ(store.data(key), "");
-        EXPECT_THAT(GetCapturedStderr(), HasSubstr("Invalid argument"));
+        EXPECT_THAT(diagnostics.lines().back(), HasSubstr("Invalid argument"));
     }
     EXPECT_TRUE(namesIn(root.path).empty());
-    SettingsStore store(folder);
+    SettingsStore store = open(folder);
     store.setData(std::string(100, 'a'), "value");
     EXPECT_EQ(store.data(std::string(100, 'a')), "value");
 }
 
-TEST(SettingsStore, SaysOnceThatASettingCannotBeRead) {
-    const TemporaryFolder root;
+TEST_F(SettingsStoreTest, SaysOnceThatASettingCannotBeRead) {
     fs::create_directory(root.path / "folder");
     ASSERT_EQ(::mkfifo((root.path / "pipe").c_str(), 0600), 0);
     std::ofstream(root.path / "huge") << std::string((1 << 20) + 1, 'x');
     for (const char* key : {"folder", "pipe", "huge"}) {
-        const SettingsStore store(root.path);
-        CaptureStderr();
+        const SettingsStore store = open(root.path);
+        const std::size_t before = diagnostics.all().size();
         EXPECT_EQ(store.data(key), "");
-        const std::string first = GetCapturedStderr();
+        const std::string first = diagnostics.lines().back();
         EXPECT_THAT(first, HasSubstr(std::string("the setting ") + key)) << key;
         EXPECT_THAT(first, HasSubstr(root.path.string())) << key;
-        CaptureStderr();
         EXPECT_EQ(store.data(key), "");
-        EXPECT_EQ(GetCapturedStderr(), "") << key;
+        EXPECT_EQ(diagnostics.all().size(), before + 1) << key;
     }
 }
 
-TEST(SettingsStore, RemovesWhatAKilledProcessLeft) {
-    const TemporaryFolder root;
+TEST_F(SettingsStoreTest, RemovesWhatAKilledProcessLeft) {
     std::ofstream(root.path / ".new-aaaaaa") << "half a val";
     std::ofstream(root.path / "mine.txt") << "not ours";
-    SettingsStore store(root.path);
+    SettingsStore store = open(root.path);
     store.setData("key", "value");
     EXPECT_THAT(namesIn(root.path), testing::UnorderedElementsAre("key", "mine.txt"));
 }
 
-TEST(SettingsStore, LeavesAFileThatAnotherProcessIsWriting) {
-    const TemporaryFolder root;
-    const fs::path busy = root.path / ".new-bbbbbb";
-    const int descriptor = ::open(busy.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
-    ASSERT_GE(descriptor, 0);
-    ASSERT_EQ(::flock(descriptor, LOCK_EX | LOCK_NB), 0);
-    SettingsStore store(root.path);
+TEST_F(SettingsStoreTest, LeavesAFileThatAnotherProcessIsWriting) {
+    const pid_t other = ::fork();
+    if (other == 0) {
+        for (;;) {
+            ::pause();
+        }
+    }
+    ASSERT_GT(other, 0);
+    const std::vector<fs::path> busy = {root.path / (".new-key-" + std::to_string(other)),
+                                        root.path / (".new-key-" + std::to_string(other) + ".a1B")};
+    for (const fs::path& each : busy) {
+        std::ofstream(each) << "half a val";
+    }
+    SettingsStore store = open(root.path);
     store.setData("key", "value");
-    EXPECT_TRUE(fs::exists(busy));
-    ::close(descriptor);
+    EXPECT_THAT(busy, testing::Each(testing::ResultOf(
+                          [](const auto& file) { return fs::exists(file); }, testing::IsTrue())));
+    ::kill(other, SIGKILL);
+    ::waitpid(other, nullptr, 0);
     store.setData("key", "value");
-    EXPECT_FALSE(fs::exists(busy));
+    EXPECT_THAT(namesIn(root.path), ElementsAre("key"));
+}
+
+TEST_F(SettingsStoreTest, WritesWhatALinkLeadsTo) {
+    const fs::path elsewhere = root.path / "elsewhere";
+    const fs::path folder = root.path / "velmaro";
+    fs::create_directories(elsewhere);
+    fs::create_directories(folder);
+    ::chmod(elsewhere.c_str(), 0755);
+    std::ofstream(elsewhere / "record") << "old";
+    std::ofstream(elsewhere / ".new-other-1") << "not ours";
+    fs::create_symlink("../elsewhere/middle", folder / "key");
+    fs::create_symlink("record", elsewhere / "middle");
+    SettingsStore store = open(folder);
+    EXPECT_EQ(store.data("key"), "old");
+    store.setData("key", "new");
+    EXPECT_TRUE(fs::is_symlink(folder / "key"));
+    EXPECT_TRUE(fs::is_symlink(elsewhere / "middle"));
+    EXPECT_FALSE(fs::is_symlink(elsewhere / "record"));
+    EXPECT_EQ(store.data("key"), "new");
+    EXPECT_EQ(modeOf(elsewhere), 0755U);
+    EXPECT_THAT(namesIn(elsewhere),
+                testing::UnorderedElementsAre("record", "middle", ".new-other-1"));
+    // Where it leads to may be yet to come.
+    fs::remove(elsewhere / "record");
+    store.setData("key", "newer");
+    EXPECT_EQ(open(folder).data("key"), "newer");
+    EXPECT_TRUE(fs::is_symlink(folder / "key"));
+    EXPECT_TRUE(diagnostics.all().empty());
+}
+
+TEST_F(SettingsStoreTest, AFolderThatALinkLeadsToKeepsItsMode) {
+    const fs::path shared = root.path / "shared";
+    fs::create_directory(shared);
+    ::chmod(shared.c_str(), 0755);
+    fs::create_directory_symlink(shared, root.path / "velmaro");
+    open(root.path / "velmaro").setData("key", "value");
+    EXPECT_EQ(modeOf(shared), 0755U);
+    EXPECT_EQ(open(shared).data("key"), "value");
+}
+
+TEST_F(SettingsStoreTest, ALinkThatLeadsNowhereIsSaidOnceAndStopsNothing) {
+    fs::create_directory_symlink("/nonexistent/disk", root.path / "config");
+    SettingsStore store = open(root.path / "config" / "velmaro");
+    EXPECT_EQ(store.data("key"), "");
+    store.setData("key", "value");
+    store.setData("key", "value");
+    ASSERT_EQ(diagnostics.all().size(), 1U);
+    EXPECT_EQ(diagnostics.all()[0].subject, Diagnostic::Subject::settings);
+    EXPECT_THAT(diagnostics.lines()[0],
+                HasSubstr((root.path / "config").string() +
+                          " is a link to /nonexistent/disk, which is not there"));
+    EXPECT_FALSE(fs::exists("/nonexistent"));
+}
+
+TEST_F(SettingsStoreTest, ARecordWhoseLinkLeadsNowhereMakesNoFolderThere) {
+    const fs::path folder = root.path / "velmaro";
+    fs::create_directory(folder);
+    fs::create_symlink("/nonexistent/disk/record", folder / "key");
+    fs::create_symlink("circle", folder / "circle");
+    SettingsStore store = open(folder);
+    store.setData("key", "value");
+    ASSERT_EQ(diagnostics.all().size(), 1U);
+    EXPECT_THAT(diagnostics.lines()[0], HasSubstr("No such file or directory"));
+    EXPECT_FALSE(fs::exists("/nonexistent"));
+    open(folder).setData("circle", "value");
+    EXPECT_THAT(diagnostics.lines().back(), HasSubstr("Too many levels of symbolic links"));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // What the settings hold after processes were killed, disks were full and folders were closed.
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -13,9 +12,11 @@
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <utility>
 
 #include "TemporaryFolder.h"
 #include "backends/settings/SettingsStore.h"
+#include "fakes/Diagnostics.h"
 
 namespace velmaro {
 namespace {
@@ -23,20 +24,29 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
 
 const std::string kOld = std::string(3'000, 'o');
 const std::string kNew = std::string(50'000, 'n');
 
-/// Runs `work` in a process of its own, whose standard error goes to `errors`.
+/// Appends each line to a file, for a process whose memory nobody sees.
+class DiagnosticsFile : public Diagnostics {
+public:
+    explicit DiagnosticsFile(fs::path path) : path_(std::move(path)) {}
+    void report(const Diagnostic& diagnostic) override {
+        std::ofstream(path_, std::ios::app) << diagnostic.line() << '\n';
+    }
+
+private:
+    const fs::path path_;
+};
+
+/// Runs `work` in a process of its own, whose diagnostics go to `errors`.
 template <typename Work>
 pid_t start(const fs::path& errors, Work work) {
     const pid_t child = ::fork();
     if (child == 0) {
-        const int descriptor = ::open(errors.c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
-        ::dup2(descriptor, STDERR_FILENO);
-        work();
+        DiagnosticsFile diagnostics(errors);
+        work(diagnostics);
         ::_exit(0);
     }
     return child;
@@ -51,15 +61,16 @@ std::string textOf(const fs::path& path) {
 TEST(SettingsStoreTrouble, AKilledProcessLeavesTheOldValueOrTheNew) {
     const TemporaryFolder root;
     const fs::path folder = root.path / "velmaro";
-    SettingsStore store(folder);
+    fakes::CapturedDiagnostics diagnostics;
+    SettingsStore store(diagnostics, folder);
     store.setData("key", kOld);
     std::mt19937 random(7);
     std::uniform_int_distribution<useconds_t> delay(0, 8'000);
     int sawOld = 0;
     int sawNew = 0;
     for (int round = 0; round < 200; ++round) {
-        const pid_t child = start(root.path / "errors", [&] {
-            SettingsStore mine(folder);
+        const pid_t child = start(root.path / "errors", [&](Diagnostics& errors) {
+            SettingsStore mine(errors, folder);
             for (;;) {
                 mine.setData("key", kNew);
                 mine.setData("key", kOld);
@@ -86,8 +97,8 @@ TEST(SettingsStoreTrouble, TwoProcessesDoNotMixTheirValues) {
     const TemporaryFolder root;
     const fs::path folder = root.path / "velmaro";
     const auto storing = [&folder](const std::string& value) {
-        return [&folder, value] {
-            SettingsStore mine(folder);
+        return [&folder, value](Diagnostics& errors) {
+            SettingsStore mine(errors, folder);
             for (int i = 0; i < 100; ++i) {
                 mine.setData("key", value);
             }
@@ -97,7 +108,8 @@ TEST(SettingsStoreTrouble, TwoProcessesDoNotMixTheirValues) {
     const pid_t second = start(root.path / "errors", storing(kNew));
     ASSERT_GT(first, 0);
     ASSERT_GT(second, 0);
-    const SettingsStore store(folder);
+    fakes::CapturedDiagnostics diagnostics;
+    const SettingsStore store(diagnostics, folder);
     int running = 2;
     int reads = 0;
     while (running > 0) {
@@ -165,15 +177,14 @@ private:
 
 /// The store keeps `kOld`, says once why it cannot take `kNew`, and leaves nothing behind.
 void expectRefusal(const fs::path& folder, const char* reason) {
-    SettingsStore store(folder);
-    CaptureStderr();
+    fakes::CapturedDiagnostics diagnostics;
+    SettingsStore store(diagnostics, folder);
     store.setData("key", kNew);
-    const std::string told = GetCapturedStderr();
-    EXPECT_THAT(told, HasSubstr(reason));
-    EXPECT_THAT(told, HasSubstr(folder.string()));
-    CaptureStderr();
+    ASSERT_EQ(diagnostics.all().size(), 1U);
+    EXPECT_THAT(diagnostics.lines()[0], HasSubstr(reason));
+    EXPECT_THAT(diagnostics.lines()[0], HasSubstr(folder.string()));
     store.setData("key", kNew);
-    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_EQ(diagnostics.all().size(), 1U);
     EXPECT_EQ(store.data("key"), kOld);
     for (const std::string& name : namesIn(folder)) {
         EXPECT_FALSE(name.starts_with(".new-")) << name;
@@ -186,12 +197,13 @@ TEST(SettingsStoreTrouble, AFullDiskKeepsTheOldValue) {
     if (!disk.problem.empty()) {
         GTEST_SKIP() << disk.problem;
     }
-    SettingsStore(root.path).setData("key", kOld);
+    fakes::CapturedDiagnostics diagnostics;
+    SettingsStore(diagnostics, root.path).setData("key", kOld);
     std::ofstream(root.path / "filler") << std::string(200'000, 'x');
     expectRefusal(root.path, "No space left on device");
     fs::remove(root.path / "filler");
-    SettingsStore(root.path).setData("key", kNew);
-    EXPECT_EQ(SettingsStore(root.path).data("key"), kNew);
+    SettingsStore(diagnostics, root.path).setData("key", kNew);
+    EXPECT_EQ(SettingsStore(diagnostics, root.path).data("key"), kNew);
 }
 
 TEST(SettingsStoreTrouble, AReadOnlyFolderKeepsTheOldValue) {
@@ -200,7 +212,8 @@ TEST(SettingsStoreTrouble, AReadOnlyFolderKeepsTheOldValue) {
     if (!disk.problem.empty()) {
         GTEST_SKIP() << disk.problem;
     }
-    SettingsStore(root.path).setData("key", kOld);
+    fakes::CapturedDiagnostics diagnostics;
+    SettingsStore(diagnostics, root.path).setData("key", kOld);
     ASSERT_TRUE(disk.makeReadOnly()) << std::strerror(errno);
     expectRefusal(root.path, "Read-only file system");
 }
@@ -210,13 +223,11 @@ TEST(SettingsStoreTrouble, AFolderThatCannotBeMadeStopsNothing) {
     std::ofstream(root.path / "file") << "in the way";
     for (const fs::path& folder :
          {root.path / "file", root.path / "file" / "velmaro", fs::path()}) {
-        SettingsStore store(folder);
-        CaptureStderr();
+        fakes::CapturedDiagnostics diagnostics;
+        SettingsStore store(diagnostics, folder);
         store.setData("key", kNew);
-        EXPECT_THAT(GetCapturedStderr(), HasSubstr("cannot be stored"));
-        CaptureStderr();
+        EXPECT_THAT(diagnostics.lines(), ElementsAre(HasSubstr("cannot be stored")));
         EXPECT_EQ(store.data("key"), "");
-        GetCapturedStderr();
     }
     EXPECT_EQ(textOf(root.path / "file"), "in the way");
 }
