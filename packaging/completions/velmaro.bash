@@ -35,7 +35,7 @@ _velmaro() {
             _known_hosts_real -- "$cur"
             return
             ;;
-        --motion-udp-bind)
+        --motion-udp-bind | --control-bind)
             _ip_addresses
             return
             ;;
@@ -51,7 +51,7 @@ _velmaro() {
             COMPREPLY=($(compgen -W "pan tilt roll" -- "$cur"))
             return
             ;;
-        --motion-udp | --airpods-address | --port | --osc | --also | --duration)
+        --motion-udp | --airpods-address | --port | --osc | --also | --control-port | --duration)
             return
             ;;
     esac
@@ -59,7 +59,8 @@ _velmaro() {
 
     local options="--list-inputs --input --camera-file --once --motion-file --motion-udp
         --motion-udp-bind --airpods-address --record-motion --demo --ip --port --osc --rate
-        --no-tilt --quaternion --receiver --flip --order --radians --split --also --start --version --help"
+        --no-tilt --quaternion --receiver --flip --order --radians --split --also
+        --control-port --control-bind --start --version --help"
     [[ ${1##*/} == velmaro-cli ]] && options+=" --duration --stats"
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
 }

@@ -47,6 +47,8 @@ complete -c $program -l order -x -a 'pan,tilt,roll roll,tilt,pan' -d 'Send the a
 complete -c $program -l radians -d 'Send radians instead of degrees'
 complete -c $program -l split -d 'Send each angle on its own'
 complete -c $program -l also -x -d 'Send the same to this receiver too'
+complete -c $program -l control-port -x -d 'Take requests by OSC at this UDP port'
+complete -c $program -l control-bind -x -d 'Take them at this address'
 complete -c $program -l start -d 'Start tracking at once'
 if test $program = velmaro-cli
     complete -c $program -l duration -x -d 'Stop after this time'

@@ -15,6 +15,11 @@ std::string requirePort(const std::string& text) {
     return parsePort(text) ? "" : "'" + text + "' is no port: give a number from 0 to 65535";
 }
 
+std::string requireListeningPort(const std::string& text) {
+    const auto port = parsePort(text);
+    return port && *port > 0 ? "" : "'" + text + "' is no port: give a number from 1 to 65535";
+}
+
 std::string requireAscii(const std::string& text) {
     const bool ascii = std::all_of(text.begin(), text.end(), [](char character) {
         return static_cast<unsigned char>(character) < 0x80;
@@ -104,6 +109,16 @@ void addDestination(CLI::App& app, Options& options) {
 void addRest(CLI::App& app, Program program, Options& options) {
     app.add_flag("!--no-tilt", options.tiltEnabled, "Start with tilt off");
     app.add_flag("--quaternion", options.quaternionOutput, "Send quaternions instead of angles");
+    auto* const controlPort =
+        app.add_option("--control-port", options.controlPort,
+                       "Take /velmaro/set and /velmaro/reset by OSC at this UDP port")
+            ->type_name("P")
+            ->check(requireListeningPort);
+    app.add_option("--control-bind", options.controlAddress,
+                   "Take them at this IP address of this machine")
+        ->type_name("ADDR")
+        ->needs(controlPort)
+        ->capture_default_str();
     app.add_flag("--start", options.start, "(window) Start tracking at once");
     if (program == Program::terminal) {
         app.add_option("--duration", options.duration, "Stop after this time")

@@ -42,6 +42,9 @@ struct Options {
     bool quaternionOutput = false;
     /// What becomes of each message on its way.
     Output output;
+    /// Where requests come by OSC; absent means nowhere.
+    std::optional<std::uint16_t> controlPort;
+    std::string controlAddress = "127.0.0.1";
     bool start = false;
     /// Seconds.
     std::optional<double> duration;

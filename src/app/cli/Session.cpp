@@ -53,6 +53,10 @@ ExitStatus Session::run() {
         say(error->description);
         return ExitStatus::couldNotRun;
     }
+    if (const auto& error = platform_->controlError()) {
+        say(error->description);
+        return ExitStatus::couldNotRun;
+    }
     view_ = ContentView::create(platform_->doors());
     view_->appear();
     if (options_.listInputs) {

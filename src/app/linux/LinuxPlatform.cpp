@@ -9,6 +9,7 @@
 #include "app/linux/MotionSources.h"
 #include "app/linux/Resources.h"
 #include "backends/cameras/LiveCameras.h"
+#include "backends/control/ControlListener.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
 #include "backends/log/StandardErrorDiagnostics.h"
@@ -121,6 +122,9 @@ struct LinuxPlatform::Parts {
                 clock,
                 *log} {
         receivers.setOutput(options.output);
+        if (options.controlPort) {
+            listenForControl(options.controlAddress, *options.controlPort);
+        }
     }
 
     std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry) {
@@ -130,6 +134,15 @@ struct LinuxPlatform::Parts {
             return std::make_unique<NoFaceLandmarks>();
         }
         return std::move(*made);
+    }
+
+    void listenForControl(const std::string& address, std::uint16_t port) {
+        auto listener = ControlListener::listen(address, port);
+        if (listener) {
+            control = std::move(*listener);
+        } else {
+            controlError = listener.error();
+        }
     }
 
     std::unique_ptr<HeadphoneMotion> makeHeadphones(const LinuxPlatformOptions& options) {
@@ -159,6 +172,7 @@ struct LinuxPlatform::Parts {
     std::function<void()> recordingFailed;
     std::optional<Error> faceLandmarksError;
     std::optional<Error> headphonesError;
+    std::optional<Error> controlError;
 
     StandardErrorDiagnostics diagnostics;
     const std::unique_ptr<Log> log;
@@ -173,6 +187,7 @@ struct LinuxPlatform::Parts {
     const std::unique_ptr<PortalCapture> portal;
     const std::unique_ptr<FaceLandmarks> faceLandmarks;
     Platform doors;
+    std::unique_ptr<ControlListener> control;
     std::unique_ptr<SignalListener> signals;
 };
 
@@ -190,6 +205,10 @@ const std::optional<Error>& LinuxPlatform::faceLandmarksError() const {
     return parts_->faceLandmarksError;
 }
 
+const std::optional<Error>& LinuxPlatform::controlError() const {
+    return parts_->controlError;
+}
+
 const std::optional<Error>& LinuxPlatform::headphonesError() const {
     return parts_->headphonesError;
 }
@@ -204,10 +223,18 @@ void LinuxPlatform::onRecordingFailed(std::function<void()> handler) {
 
 void LinuxPlatform::shutDown() {
     parts_->signals.reset();
+    parts_->control.reset();
     parts_->dispatch.reset();
 }
 
 void LinuxPlatform::onRequest(std::function<void(Request)> handler) {
+    if (parts_->control) {
+        parts_->control->start(
+            parts_->doors.dispatch.mainQueue(), [handler](ControlRequest request) {
+                handler(request == ControlRequest::setOffset ? Request::setOffset
+                                                             : Request::resetOffset);
+            });
+    }
     parts_->signals = std::make_unique<SignalListener>(
         parts_->doors.dispatch.mainQueue(),
         std::initializer_list<int>{SIGINT, SIGTERM, SIGUSR1, SIGUSR2},

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -40,13 +41,16 @@ struct LinuxPlatformOptions {
     std::optional<std::string> recordMotion;
     /// What becomes of each message on its way.
     Output output;
+    /// Where requests come by OSC, and the address of this machine at which they do.
+    std::optional<std::uint16_t> controlPort;
+    std::string controlAddress = "127.0.0.1";
     /// The name under which diagnostics are shown.
     std::string programName = "velmaro";
     /// False keeps standard output free of the log.
     bool logs = true;
 };
 
-/// What a person or a script asks of a running program by a POSIX signal.
+/// What a person, a script or a control surface asks of a running program.
 enum class Request { stop, setOffset, resetOffset };
 
 /// The main thread's queue and loop for a program without a window.
@@ -85,6 +89,9 @@ public:
     /// cannot be had, if it cannot.
     [[nodiscard]] const std::optional<Error>& headphonesError() const;
 
+    /// Why requests cannot be taken by OSC, if they cannot though they were asked for.
+    [[nodiscard]] const std::optional<Error>& controlError() const;
+
     /// Calls `handler` on the main queue when a file that plays once has ended, its last frame
     /// handled.
     void onPlaybackEnded(std::function<void()> handler);
@@ -97,7 +104,8 @@ public:
     /// queue, so that what its work still holds goes before the doors do.
     void shutDown();
 
-    /// Calls `handler` on the main queue for each SIGINT, SIGTERM, SIGUSR1 and SIGUSR2.
+    /// Calls `handler` on the main queue for each SIGINT, SIGTERM, SIGUSR1 and SIGUSR2,
+    /// and for each request that comes by OSC.
     void onRequest(std::function<void(Request)> handler);
 
 private:

@@ -42,6 +42,9 @@ LinuxPlatformOptions platformOptions(Program program, const Options& options) {
             // A listing has no motion to record.
             .recordMotion = options.listInputs ? std::nullopt : options.recordMotion,
             .output = options.output,
+            // A listing can be asked for beside a running program.
+            .controlPort = options.listInputs ? std::nullopt : options.controlPort,
+            .controlAddress = options.controlAddress,
             .programName = programName(program),
             .logs = !options.listInputs};
 }

@@ -54,6 +54,10 @@ bool WindowSession::assemble() {
         say(error->description);
         return false;
     }
+    if (const auto& error = platform_->controlError()) {
+        say(error->description);
+        return false;
+    }
     view_ = ContentView::create(platform_->doors());
     applySettings(options_, *view_);
     view_->appear();

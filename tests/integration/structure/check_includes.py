@@ -26,6 +26,7 @@ ROOMS = {
     "backends/queues": (("platform",), ("asio",)),
     "backends/net": (("platform",), ("asio",)),
     "backends/cameras": (("platform", "backends/gstreamer"), ("gstreamer", "glib", "udev")),
+    "backends/control": (("platform",), ("asio", "oscpack")),
     "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
     "backends/networks": (("platform",), ("xnnpack", "pthreadpool", "flatbuffers")),
     "backends/facemesh": (("platform", "backends/networks"), ("eigen3", "glib", "protozero")),
@@ -60,6 +61,7 @@ LIBRARIES = {
     "eigen3": r"/eigen3/",
     "Qt": r"/qt6/",
     "liblo": r"/include/lo/",
+    "oscpack": r"/include/oscpack/",
     "gtest": r"/include/g(test|mock)/",
 }
 
