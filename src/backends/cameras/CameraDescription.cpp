@@ -1,5 +1,6 @@
 #include "backends/cameras/CameraDescription.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "backends/gstreamer/CameraFormat.h"
@@ -15,6 +16,14 @@ std::string lastingName(const GstStructure* properties) {
         }
     }
     return "";
+}
+
+std::string serialNumber(GstDevice* device) {
+    const std::unique_ptr<GstStructure, decltype(&gst_structure_free)> properties(
+        gst_device_get_properties(device), gst_structure_free);
+    const char* const serial =
+        properties ? gst_structure_get_string(properties.get(), "object.serial") : nullptr;
+    return serial == nullptr ? "" : serial;
 }
 
 std::optional<CameraDescription> describeCamera(GstDevice* device) {
@@ -33,6 +42,8 @@ std::optional<CameraDescription> describeCamera(GstDevice* device) {
     }
     const gstreamer::TextHandle name(gst_device_get_display_name(device));
     std::string localizedName = name && *name != '\0' ? name.get() : uniqueID;
+    std::ranges::replace_if(
+        localizedName, [](unsigned char c) { return c < ' '; }, ' ');
     return CameraDescription{std::move(uniqueID), std::move(localizedName)};
 }
 

@@ -121,8 +121,11 @@ void CameraMonitor::Watcher::run() {
 }
 
 void CameraMonitor::Watcher::start() {
-    monitor_.reset(GST_DEVICE_MONITOR(gst_object_ref_sink(gst_device_monitor_new())));
-    gst_device_monitor_add_filter(monitor_.get(), "Video/Source", nullptr);
+    // Each monitor that is stopped after PipeWire's end leaves its sockets behind, so one serves.
+    if (!monitor_) {
+        monitor_.reset(GST_DEVICE_MONITOR(gst_object_ref_sink(gst_device_monitor_new())));
+        gst_device_monitor_add_filter(monitor_.get(), "Video/Source", nullptr);
+    }
     const gstreamer::BusHandle bus(gst_device_monitor_get_bus(monitor_.get()));
     busSource_ = gst_bus_create_watch(bus.get());
     g_source_set_callback(busSource_, G_SOURCE_FUNC(busMessage), this, nullptr);
@@ -137,9 +140,6 @@ void CameraMonitor::Watcher::start() {
 
 // Only after PipeWire's daemon has gone, or while it is not in use.
 void CameraMonitor::Watcher::stop() {
-    if (!monitor_) {
-        return;
-    }
     // PipeWire's provider goes on using its devices after the stop has released them.
     GList* devices = nullptr;
     const gstreamer::ObjectHandle<GstDeviceProvider> provider(
@@ -152,7 +152,6 @@ void CameraMonitor::Watcher::stop() {
     g_source_destroy(busSource_);
     g_source_unref(busSource_);
     busSource_ = nullptr;
-    monitor_.reset();
 }
 
 gboolean CameraMonitor::Watcher::busMessage(GstBus* /*bus*/, GstMessage* message, gpointer self) {

@@ -30,8 +30,12 @@ CameraChange CameraRegistry::add(GstDevice* device) {
     if (std::ranges::any_of(entries_, [&](const Entry& e) { return e.device.get() == device; })) {
         return CameraChange::none;
     }
+    std::string lastingName = camera->uniqueID;
+    std::string serial = serialNumber(device);
+    camera->uniqueID = nameFor(lastingName, serial);
     const bool known = lists(camera->uniqueID);
-    entries_.push_back({*std::move(camera), hold(device), {}});
+    entries_.push_back(
+        {std::move(lastingName), std::move(serial), *std::move(camera), hold(device), {}});
     return known ? CameraChange::none : CameraChange::connected;
 }
 
@@ -60,7 +64,7 @@ void CameraRegistry::replace(GstDevice* old, GstDevice* now) {
         if (entry.device.get() == old) {
             entry.device = hold(now);
             if (camera) {
-                entry.camera = *camera;
+                entry.camera.localizedName = camera->localizedName;
             }
         }
     }
@@ -120,6 +124,22 @@ std::shared_ptr<DeviceUse> CameraRegistry::use(GstDevice* device, std::function<
         }
     }
     return nullptr;
+}
+
+std::string CameraRegistry::nameFor(const std::string& lastingName,
+                                    const std::string& serial) const {
+    const auto same = std::ranges::find_if(entries_, [&](const Entry& entry) {
+        return entry.lastingName == lastingName &&
+               (entry.serial == serial || entry.serial.empty() || serial.empty());
+    });
+    if (same != entries_.end()) {
+        return same->camera.uniqueID;
+    }
+    std::string name = lastingName;
+    for (int number = 2; lists(name); ++number) {
+        name = lastingName + "." + std::to_string(number);
+    }
+    return name;
 }
 
 bool CameraRegistry::lists(const std::string& uniqueID) const {

@@ -20,7 +20,8 @@ struct DeviceUse {
 };
 
 /// The live cameras that are there now, each once, in the order in which they came. A camera may
-/// stand behind several devices for a moment, such as when it is plugged in again. Any thread.
+/// stand behind several devices for a moment, such as when it is plugged in again. Of several
+/// cameras with the same lasting name the second is called NAME.2, and so on. Any thread.
 class CameraRegistry {
 public:
     /// A device that is no camera, or is known already, changes nothing.
@@ -42,11 +43,16 @@ public:
 
 private:
     struct Entry {
+        std::string lastingName;
+        std::string serial;
         CameraDescription camera;
         gstreamer::DeviceHandle device;
         std::vector<std::weak_ptr<DeviceUse>> uses;
     };
 
+    /// The lasting name under which a new device is listed.
+    [[nodiscard]] std::string nameFor(const std::string& lastingName,
+                                      const std::string& serial) const;
     [[nodiscard]] bool lists(const std::string& uniqueID) const;
 
     mutable std::mutex mutex_;

@@ -85,6 +85,31 @@ TEST_F(LiveCamera, LossAndReturnAreToldWhileTheProgramRuns) {
     EXPECT_EQ(program.wait(), 0);
 }
 
+TEST_F(LiveCamera, TwoOfTheSameNameAreEachThemselves) {
+    ASSERT_TRUE(session->plugIn("front"));
+    ASSERT_TRUE(session->plugIn("front@2", "YUY2",
+                                "videotestsrc is-live=true pattern=white ! "
+                                "video/x-raw,width=640,height=480,framerate=30/1"));
+    Rig rig(live);
+    ASSERT_TRUE(eventually([&] { return rig.devices().size() == 2; }));
+    const auto cameras = rig.devices();
+    EXPECT_EQ(cameras[0]->uniqueID(), "front");
+    EXPECT_EQ(cameras[1]->uniqueID(), "front.2");
+    ASSERT_EQ(rig.setUp(cameras[1]), "");
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually([&] { return rig.recorder->count() >= 10; }));
+    EXPECT_EQ(rig.recorder->numbers().back(), 15) << "white";
+    ASSERT_TRUE(session->unplug("front"));
+    ASSERT_TRUE(eventually([&] { return rig.devices().size() == 1; }));
+    EXPECT_EQ(rig.device(), cameras[1]);
+    const std::size_t before = rig.recorder->count();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() >= before + 10; }));
+    EXPECT_TRUE(rig.errors().empty());
+    ASSERT_TRUE(session->unplug("front@2"));
+    EXPECT_TRUE(eventually([&] { return !rig.errors().empty(); }));
+    EXPECT_TRUE(eventually([&] { return !rig.isListed(); }));
+}
+
 TEST_F(LiveCamera, StartsAgainAfterItsReturnAndFailsAtOnceBefore) {
     ASSERT_TRUE(session->plugIn("front"));
     Rig rig(live);
