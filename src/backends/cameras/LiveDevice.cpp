@@ -19,16 +19,14 @@ public:
         return camera_.localizedName;
     }
 
-    Result<std::shared_ptr<CaptureDeviceInput>> open(
-        const std::shared_ptr<gstreamer::Workers>& workers) override {
+    [[nodiscard]] Result<std::shared_ptr<CaptureDeviceInput>> makeInput() const override {
         if (!registry_->find(camera_.uniqueID)) {
             return tl::unexpected(absent(camera_));
         }
         return std::make_shared<gstreamer::DeviceInput>(
             [camera = camera_, registry = registry_, &diagnostics = diagnostics_] {
                 return std::make_unique<LiveSource>(camera, registry, diagnostics);
-            },
-            workers);
+            });
     }
 
 private:

@@ -24,7 +24,7 @@ GstElement* make(GstBin* pipeline, const char* factory) {
     return element;
 }
 
-/// Told to the pipeline's worker, whatever it is doing. Any thread.
+/// Told to the pipeline's worker. Any thread.
 void postGone(GstElement* element) {
     const gstreamer::ErrorHandle error(
         g_error_new_literal(GST_RESOURCE_ERROR, kGone, "it was disconnected"));
@@ -48,7 +48,8 @@ std::optional<Diagnostic> LiveSource::slowStart() const {
     return warning("has not answered for 2 seconds", "plug it in again, or choose another");
 }
 
-std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& sink) {
+std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& sink,
+                                       const Lost& lost) {
     const gstreamer::DeviceHandle device = registry_->find(camera_.uniqueID);
     if (!device) {
         return absent(camera_);
@@ -56,15 +57,14 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& s
     const gstreamer::CapsHandle offered(gst_device_get_caps(device.get()));
     const gstreamer::CapsHandle format = gstreamer::chooseFormat(offered.get());
     if (!format) {
-        return error("offers no format that can be used");
+        return says("offers no format that can be used");
     }
     GstElement* const camera = gst_device_create_element(device.get(), nullptr);
     if (camera == nullptr) {
-        return error("cannot be opened");
+        return says("cannot be opened");
     }
     gst_bin_add(pipeline, camera);
-    const std::shared_ptr<GstElement> held(GST_ELEMENT(gst_object_ref(camera)), gst_object_unref);
-    use_ = registry_->use(device.get(), [held] { postGone(held.get()); });
+    use_ = registry_->use(device.get(), [lost, error = says("was disconnected")] { lost(error); });
     if (!use_) {
         return absent(camera_);
     }
@@ -96,7 +96,7 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& s
     if (gst_element_link_filtered(camera, latest, format.get()) == FALSE ||
         gst_element_link(latest, first) == FALSE ||
         gst_element_link(converter, sink.element()) == FALSE) {
-        return error("cannot be connected to");
+        return says("cannot be connected to");
     }
     return std::nullopt;
 }
@@ -122,30 +122,34 @@ std::optional<Error> LiveSource::frameFlowChanged(gstreamer::FrameFlow flow) {
                                  named("gives pictures again"), ""});
             return std::nullopt;
         case gstreamer::FrameFlow::stopped:
-            return error("gives no more pictures");
+            return says("gives no more pictures");
         case gstreamer::FrameFlow::unchanged:
             break;
     }
     return std::nullopt;
 }
 
+Error LiveSource::error(const std::string& reason) const {
+    return says("cannot be used: " + reason);
+}
+
 Error LiveSource::explain(const GError& reason) const {
     if (reason.domain == GST_RESOURCE_ERROR) {
         switch (reason.code) {
             case kGone:
-                return error("was disconnected");
+                return says("was disconnected");
             case GST_RESOURCE_ERROR_BUSY:
-                return error("is busy: another program uses it");
+                return says("is busy: another program uses it");
             case GST_RESOURCE_ERROR_READ:
-                return error("gives no more pictures: it was probably disconnected");
+                return says("gives no more pictures: it was probably disconnected");
             case GST_RESOURCE_ERROR_OPEN_READ:
             case GST_RESOURCE_ERROR_OPEN_READ_WRITE:
-                return error("cannot be opened: " + std::string(reason.message));
+                return says("cannot be opened: " + std::string(reason.message));
             default:
                 break;
         }
     }
-    return error("cannot be used: " + std::string(reason.message));
+    return error(reason.message);
 }
 
 std::string LiveSource::named(const std::string& predicate) const {
@@ -156,7 +160,7 @@ Diagnostic LiveSource::warning(const std::string& predicate, const std::string& 
     return {Diagnostic::Kind::warning, Diagnostic::Subject::camera, named(predicate), advice};
 }
 
-Error LiveSource::error(const std::string& predicate) const {
+Error LiveSource::says(const std::string& predicate) const {
     const std::string text = named(predicate);
     return {text, text};
 }

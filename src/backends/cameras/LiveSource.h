@@ -19,10 +19,12 @@ public:
 
     [[nodiscard]] gstreamer::Pace pace() const override { return gstreamer::Pace::asTheyCome; }
     [[nodiscard]] std::optional<Diagnostic> slowStart() const override;
-    std::optional<Error> build(GstBin* pipeline, gstreamer::FrameSink& sink) override;
+    std::optional<Error> build(GstBin* pipeline, gstreamer::FrameSink& sink,
+                               const Lost& lost) override;
     bool preroll(GstElement* pipeline) override;
     bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) override;
     std::optional<Error> frameFlowChanged(gstreamer::FrameFlow flow) override;
+    [[nodiscard]] Error error(const std::string& reason) const override;
     [[nodiscard]] Error explain(const GError& reason) const override;
 
 private:
@@ -30,7 +32,7 @@ private:
     [[nodiscard]] std::string named(const std::string& predicate) const;
     /// A warning about the camera, as `predicate` says it.
     [[nodiscard]] Diagnostic warning(const std::string& predicate, const std::string& advice) const;
-    [[nodiscard]] Error error(const std::string& predicate) const;
+    [[nodiscard]] Error says(const std::string& predicate) const;
 
     const CameraDescription camera_;
     const std::shared_ptr<CameraRegistry> registry_;

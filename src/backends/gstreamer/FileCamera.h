@@ -14,6 +14,7 @@ struct FileCamera {
     std::string localizedName;
 
     /// Called by its path as the user wrote it: "file:" and the path; its name is the file's own.
+    /// Control characters in it are shown by their codes, so that both stay on one line.
     static FileCamera fromPath(const std::string& path);
 };
 

@@ -4,13 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <system_error>
 #include <utility>
 
+#include "backends/gstreamer/FileHead.h"
 #include "backends/gstreamer/FileSource.h"
 #include "backends/gstreamer/Library.h"
 #include "backends/gstreamer/PlayableDevice.h"
@@ -18,9 +19,6 @@
 namespace velmaro::gstreamer {
 
 namespace {
-
-/// Opening a file takes milliseconds; a network drive gets more patience, but the window waits.
-constexpr std::chrono::milliseconds kOpenLimit{5000};
 
 /// Why a file cannot even be read, in the system's words where it has some.
 std::optional<std::string> whyUnreadable(const std::string& path) {
@@ -44,6 +42,37 @@ std::optional<std::string> whyUnreadable(const std::string& path) {
     return std::nullopt;
 }
 
+/// Why a file that begins so cannot be played, as far as that shows without decoding it: the window
+/// waits for the answer.
+std::optional<std::string> whyUnplayable(const FileHead& head) {
+    if (head.mediaType.starts_with("text/") || (head.mediaType.empty() && head.isWhole)) {
+        return "it is not a video or picture that can be played";
+    }
+    return whyTooLarge(head.width, head.height);
+}
+
+bool isSame(const FileCamera& one, const FileCamera& other) {
+    std::error_code ignored;
+    return one.uniqueID == other.uniqueID ||
+           std::filesystem::equivalent(one.path, other.path, ignored);
+}
+
+/// On one line: control characters become \x and their code.
+std::string printable(const std::string& text) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    std::string line;
+    for (const char character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        if (code < 0x20 || code == 0x7f) {
+            line.append("\\x").push_back(kDigits[code >> 4U]);
+            line.push_back(kDigits[code & 15U]);
+        } else {
+            line.push_back(character);
+        }
+    }
+    return line;
+}
+
 class FileDevice : public PlayableDevice {
 public:
     FileDevice(FileCamera camera, Playback playback)
@@ -54,32 +83,23 @@ public:
         return camera_.localizedName;
     }
 
-    Result<std::shared_ptr<CaptureDeviceInput>> open(
-        const std::shared_ptr<Workers>& workers) override {
+    [[nodiscard]] Result<std::shared_ptr<CaptureDeviceInput>> makeInput() const override {
         if (auto error = ensureLibrary()) {
             return tl::unexpected(*std::move(error));
         }
         if (const auto reason = whyUnreadable(camera_.path)) {
-            return error(*reason);
+            return tl::unexpected(FileSource::cannotPlay(camera_.path, *reason));
         }
-        const auto makeSource = [path = camera_.path, playback = playback_] {
-            return std::make_unique<FileSource>(path, playback);
-        };
-        // Only decoding its first frame shows that a file can be played; the work is not lost, the
-        // pipeline waits with that frame for the start.
-        auto pipeline = Pipeline::open(makeSource(), workers);
-        if (const auto failure = pipeline->waitUntilReady(kOpenLimit)) {
-            pipeline->close();
-            return error(failure->localizedDescription);
+        const FileHead head = FileHead::read(camera_.path);
+        if (const auto reason = whyUnplayable(head)) {
+            return tl::unexpected(FileSource::cannotPlay(camera_.path, *reason));
         }
-        return std::make_shared<DeviceInput>(makeSource, workers, std::move(pipeline));
+        return std::make_shared<DeviceInput>([path = camera_.path, playback = playback_, head] {
+            return std::make_unique<FileSource>(path, playback, head);
+        });
     }
 
 private:
-    [[nodiscard]] tl::unexpected<Error> error(const std::string& reason) const {
-        return tl::unexpected(Error{"cannot play \"" + camera_.path + "\": " + reason, reason});
-    }
-
     const FileCamera camera_;
     const Playback playback_;
 };
@@ -87,14 +107,19 @@ private:
 }  // namespace
 
 FileCamera FileCamera::fromPath(const std::string& path) {
-    return {path, "file:" + path, std::filesystem::path(path).filename().string()};
+    return {path, "file:" + printable(path),
+            printable(std::filesystem::path(path).filename().string())};
 }
 
 std::vector<std::shared_ptr<CaptureDevice>> makeFileDevices(const std::vector<FileCamera>& files,
                                                             Playback playback) {
     std::vector<std::shared_ptr<CaptureDevice>> devices;
-    for (const FileCamera& file : files) {
-        devices.push_back(std::make_shared<FileDevice>(file, playback));
+    for (auto file = files.begin(); file != files.end(); ++file) {
+        if (std::any_of(files.begin(), file,
+                        [&](const FileCamera& earlier) { return isSame(earlier, *file); })) {
+            continue;
+        }
+        devices.push_back(std::make_shared<FileDevice>(*file, playback));
     }
     return devices;
 }

@@ -8,7 +8,7 @@
 
 namespace velmaro::gstreamer {
 
-/// Files as cameras, in the order given. Main thread.
+/// Files as cameras, in the order given, each once. Main thread.
 [[nodiscard]] std::vector<std::shared_ptr<CaptureDevice>> makeFileDevices(
     const std::vector<FileCamera>& files, Playback playback);
 

@@ -64,6 +64,38 @@ void readJPEG(std::istream& file, FileHead& head) {
     }
 }
 
+/// Big-endian.
+std::uint64_t number(std::span<const std::uint8_t> bytes) {
+    std::uint64_t value = 0;
+    for (const std::uint8_t byte : bytes) {
+        value = value << 8U | byte;
+    }
+    return value;
+}
+
+/// Where the last of the boxes of a QuickTime or MP4 file ends.
+std::int64_t endOfBoxes(std::istream& file) {
+    file.clear();
+    file.seekg(0, std::ios::end);
+    const std::int64_t size = file.tellg();
+    std::int64_t at = 0;
+    for (int count = 0; count < kMostSegments && at + 8 <= size; ++count) {
+        std::array<std::uint8_t, 16> header{};
+        file.clear();
+        file.seekg(at);
+        file.read(reinterpret_cast<char*>(header.data()), header.size());
+        std::uint64_t length = number(std::span(header).first(4));
+        if (length == 1) {
+            length = number(std::span(header).last(8));
+        }
+        if (length < 8 || length > std::uint64_t{1} << 60U) {
+            return 0;
+        }
+        at += static_cast<std::int64_t>(length);
+    }
+    return at;
+}
+
 }  // namespace
 
 std::optional<std::string> whyTooLarge(std::int64_t width, std::int64_t height) {
@@ -91,8 +123,17 @@ FileHead FileHead::read(const std::string& path) {
     head.mediaType = gst_structure_get_name(type);
     gst_structure_get_int(type, "width", &head.width);
     gst_structure_get_int(type, "height", &head.height);
+    const std::span<const std::uint8_t> bytes(data);
     if (head.mediaType == "image/jpeg") {
         readJPEG(file, head);
+    } else if (head.mediaType == "image/png" && bytes.size() >= 24) {
+        head.width = static_cast<int>(number(bytes.subspan(16, 4)) & 0x7fffffffU);
+        head.height = static_cast<int>(number(bytes.subspan(20, 4)) & 0x7fffffffU);
+    } else if (head.mediaType == "video/x-msvideo" && bytes.size() >= 8) {
+        head.saidSize = 8 + (bytes[4] | bytes[5] << 8 | bytes[6] << 16 |
+                             static_cast<std::int64_t>(bytes[7]) << 24);
+    } else if (head.mediaType == "video/quicktime") {
+        head.saidSize = endOfBoxes(file);
     }
     return head;
 }

@@ -24,6 +24,8 @@ struct FileHead {
     int height = 0;
     /// How a JPEG picture is to be turned.
     GstVideoOrientationMethod orientation = GST_VIDEO_ORIENTATION_IDENTITY;
+    /// How long the file says that it is, in bytes; 0 if it does not.
+    std::int64_t saidSize = 0;
     /// Nothing of the file is beyond what was looked at.
     bool isWhole = false;
 

@@ -2,7 +2,10 @@
 
 #include <gst/pbutils/pbutils.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace velmaro::gstreamer {
@@ -16,6 +19,35 @@ constexpr int kStillFramesOnce = 30;
 constexpr guint kQueuedBuffers = 8;
 /// More threads cost memory per thread and buy nothing at a video's own pace.
 constexpr int kDecoderThreads = 2;
+
+/// How much of a video's end may be missing: an index may count one frame too many.
+constexpr GstClockTime kTolerableGap = 100 * GST_MSECOND;
+
+/// 0 if the file has gone.
+std::int64_t sizeOf(const std::string& path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    return error ? 0 : static_cast<std::int64_t>(size);
+}
+
+std::string seconds(GstClockTime time) {
+    const auto tenths = (time + 50 * GST_MSECOND) / (100 * GST_MSECOND);
+    return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
+}
+
+/// Of a frame, by the caps of its pad; a thirtieth of a second if these say nothing.
+GstClockTime nominalDuration(GstPad* pad) {
+    const CapsHandle caps(gst_pad_get_current_caps(pad));
+    int frames = 0;
+    int span = 0;
+    if (caps &&
+        gst_structure_get_fraction(gst_caps_get_structure(caps.get(), 0), "framerate", &frames,
+                                   &span) != FALSE &&
+        frames > 0 && span > 0) {
+        return gst_util_uint64_scale_int(GST_SECOND, span, frames);
+    }
+    return GST_SECOND / 30;
+}
 
 std::string_view mediaType(const GstCaps* caps) {
     return gst_structure_get_name(gst_caps_get_structure(caps, 0));
@@ -33,10 +65,16 @@ bool restart(GstElement* pipeline) {
 
 }  // namespace
 
-FileSource::FileSource(std::string path, Playback playback)
-    : path_(std::move(path)), playback_(playback) {}
+FileSource::FileSource(std::string path, Playback playback, FileHead head)
+    : path_(std::move(path)), playback_(playback), head_(std::move(head)) {}
 
-std::optional<Error> FileSource::build(GstBin* pipeline, FrameSink& sink) {
+Error FileSource::cannotPlay(const std::string& path, const std::string& reason) {
+    return {"cannot play \"" + FileCamera::fromPath(path).uniqueID.substr(5) + "\": " + reason,
+            reason};
+}
+
+std::optional<Error> FileSource::build(GstBin* pipeline, FrameSink& sink, const Lost& /*lost*/) {
+    size_ = sizeOf(path_);
     bin_ = pipeline;
     sink_ = sink.element();
     GstElement* const file = gst_element_factory_make("filesrc", nullptr);
@@ -50,7 +88,16 @@ std::optional<Error> FileSource::build(GstBin* pipeline, FrameSink& sink) {
     g_object_set(decoder, "caps", pictures.get(), "expose-all-streams", FALSE, "force-sw-decoders",
                  TRUE, "max-size-buffers", kQueuedBuffers, nullptr);
     g_object_set(converter_, "n-threads", 1U, nullptr);
-    gst_util_set_object_arg(G_OBJECT(flip_), "video-direction", "auto");
+    // A video's own word about it comes as a tag; that of a JPEG picture was read before.
+    g_object_set(flip_, "video-direction",
+                 head_.orientation == GST_VIDEO_ORIENTATION_IDENTITY ? GST_VIDEO_ORIENTATION_AUTO
+                                                                     : head_.orientation,
+                 nullptr);
+    const PadHandle decoded(gst_element_get_static_pad(converter_, "sink"));
+    gst_pad_add_probe(decoded.get(),
+                      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER |
+                                                   GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
+                      passes, this, nullptr);
 
     g_signal_connect(decoder, "autoplug-continue", G_CALLBACK(autoplugContinue), this);
     g_signal_connect(decoder, "pad-added", G_CALLBACK(padAdded), this);
@@ -74,11 +121,33 @@ gboolean FileSource::autoplugContinue(GstElement* /*decoder*/, GstPad* /*pad*/, 
     if (type.starts_with("audio/")) {
         source.sawSound_.store(true);
     }
-    return TRUE;
+    return source.accepts(caps) ? TRUE : FALSE;
+}
+
+bool FileSource::accepts(const GstCaps* caps) {
+    int width = 0;
+    int height = 0;
+    const GstStructure* const structure = gst_caps_get_structure(caps, 0);
+    gst_structure_get_int(structure, "width", &width);
+    gst_structure_get_int(structure, "height", &height);
+    const auto reason = whyTooLarge(width, height);
+    if (!reason) {
+        return true;
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        tooLarge_ = *reason;
+    }
+    GST_ELEMENT_ERROR(converter_, STREAM, FAILED, ("%s", reason->c_str()), (nullptr));
+    return false;
 }
 
 void FileSource::padAdded(GstElement* /*decoder*/, GstPad* pad, gpointer self) {
     auto& source = *static_cast<FileSource*>(self);
+    const CapsHandle caps(gst_pad_get_current_caps(pad));
+    if (caps && !source.accepts(caps.get())) {
+        return;
+    }
     source.linkTail();
     const PadHandle input(gst_element_get_static_pad(source.converter_, "sink"));
     // A file may hold several videos; the first is the one to see.
@@ -108,6 +177,34 @@ void FileSource::linkTail() {
     gst_element_sync_state_with_parent(freeze);
 }
 
+GstPadProbeReturn FileSource::passes(GstPad* pad, GstPadProbeInfo* info, gpointer self) {
+    auto& source = *static_cast<FileSource*>(self);
+    if ((GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) != 0) {
+        source.giveTime(pad, info);
+    } else if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_SEGMENT) {
+        const GstSegment* segment = nullptr;
+        gst_event_parse_segment(GST_PAD_PROBE_INFO_EVENT(info), &segment);
+        source.next_.store(segment->format == GST_FORMAT_TIME ? segment->start : 0);
+    }
+    return GST_PAD_PROBE_OK;
+}
+
+// Some videos, such as bare streams, do not say when a frame is due, which would be at once.
+void FileSource::giveTime(GstPad* pad, GstPadProbeInfo* info) {
+    GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+    GstClockTime duration = GST_BUFFER_DURATION(buffer);
+    if (!GST_CLOCK_TIME_IS_VALID(duration)) {
+        duration = nominalDuration(pad);
+    }
+    if (!GST_BUFFER_PTS_IS_VALID(buffer)) {
+        buffer = gst_buffer_make_writable(buffer);
+        GST_BUFFER_PTS(buffer) = next_.load();
+        GST_BUFFER_DURATION(buffer) = duration;
+        info->data = buffer;
+    }
+    next_.store(GST_BUFFER_PTS(buffer) + duration);
+}
+
 void FileSource::unknownType(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* caps,
                              gpointer self) {
     auto& source = *static_cast<FileSource*>(self);
@@ -120,7 +217,15 @@ void FileSource::unknownType(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* 
 }
 
 void FileSource::elementAdded(GstBin* /*bin*/, GstBin* /*parent*/, GstElement* element,
-                              gpointer /*self*/) {
+                              gpointer self) {
+    // Left alone, decoders are silent about frames that they cannot decode. Those of libav are fed
+    // bare streams too, in pieces that need not be frames.
+    const std::string_view kind = GST_OBJECT_NAME(gst_element_get_factory(element));
+    if (static_cast<FileSource*>(self)->playback_ == Playback::once &&
+        !kind.starts_with("avdec_") &&
+        g_object_class_find_property(G_OBJECT_GET_CLASS(element), "max-errors") != nullptr) {
+        g_object_set(element, "max-errors", 0, nullptr);
+    }
     // The libav decoders and the VP8 and VP9 decoders take as many threads as there are cores.
     for (const char* property : {"max-threads", "threads"}) {
         if (g_object_class_find_property(G_OBJECT_GET_CLASS(element), property) != nullptr) {
@@ -131,6 +236,10 @@ void FileSource::elementAdded(GstBin* /*bin*/, GstBin* /*parent*/, GstElement* e
 }
 
 bool FileSource::preroll(GstElement* pipeline) {
+    gint64 duration = 0;
+    if (gst_element_query_duration(pipeline, GST_FORMAT_TIME, &duration) != FALSE && duration > 0) {
+        duration_ = static_cast<GstClockTime>(duration);
+    }
     if (playback_ == Playback::once || isStill_.load() || sought_) {
         return true;
     }
@@ -141,7 +250,7 @@ bool FileSource::preroll(GstElement* pipeline) {
 }
 
 bool FileSource::goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) {
-    if (playback_ == Playback::once) {
+    if (playback_ == Playback::once || sizeOf(path_) < size_) {
         return false;
     }
     // Without the flag for segments the next end comes only after the last frame was due, so a
@@ -151,16 +260,46 @@ bool FileSource::goOn(GstElement* pipeline, GstMessageType end, bool hasStalled)
            seekToStart(pipeline, GST_SEEK_FLAG_FLUSH) || restart(pipeline);
 }
 
-Error FileSource::explain(const GError& error) const {
-    std::string text = reason(error);
-    return {text, text};
+std::optional<Error> FileSource::wrongEnd() const {
+    if (sizeOf(path_) < size_) {
+        return error("it was cut off while it played");
+    }
+    if (head_.saidSize > size_) {
+        return error("it is damaged or incomplete: it has " + std::to_string(size_) + " of " +
+                     std::to_string(head_.saidSize) + " bytes");
+    }
+    // Sound may well go on behind the last picture.
+    if (isStill_.load() || sawSound_.load() || !GST_CLOCK_TIME_IS_VALID(duration_)) {
+        return std::nullopt;
+    }
+    const GstClockTime missing = duration_ - std::min(next_.load(), duration_);
+    if (missing <= kTolerableGap || missing <= duration_ / 20) {
+        return std::nullopt;
+    }
+    return error("it is damaged or incomplete: pictures of its last " + seconds(missing) + " of " +
+                 seconds(duration_) + " seconds are missing");
+}
+
+Error FileSource::error(const std::string& reason) const {
+    return cannotPlay(path_, reason);
+}
+
+Error FileSource::explain(const GError& problem) const {
+    return error(reason(problem));
 }
 
 std::string FileSource::reason(const GError& error) const {
-    if (tailIsLinked_.load()) {
-        return error.message;
-    }
     const std::lock_guard lock(mutex_);
+    if (!tooLarge_.empty()) {
+        return tooLarge_;
+    }
+    if (tailIsLinked_.load()) {
+        if (sizeOf(path_) < size_) {
+            return "it was cut off while it played";
+        }
+        return error.domain != GST_RESOURCE_ERROR ? "it is damaged: " + std::string(error.message)
+                                                  : error.message;
+    }
     if (!missingDecoder_.empty()) {
         return "no decoder for " + missingDecoder_ + " is installed";
     }

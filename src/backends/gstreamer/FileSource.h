@@ -1,10 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <string>
 
 #include "backends/gstreamer/FileCamera.h"
+#include "backends/gstreamer/FileHead.h"
 #include "backends/gstreamer/Source.h"
 
 namespace velmaro::gstreamer {
@@ -12,12 +14,17 @@ namespace velmaro::gstreamer {
 /// Plays a video file or a still picture at its own pace.
 class FileSource : public Source {
 public:
-    FileSource(std::string path, Playback playback);
+    FileSource(std::string path, Playback playback, FileHead head);
+
+    /// The same for every file: its name is in the text for the log only.
+    [[nodiscard]] static Error cannotPlay(const std::string& path, const std::string& reason);
 
     [[nodiscard]] Pace pace() const override { return Pace::byTimestamp; }
-    std::optional<Error> build(GstBin* pipeline, FrameSink& sink) override;
+    std::optional<Error> build(GstBin* pipeline, FrameSink& sink, const Lost& lost) override;
     bool preroll(GstElement* pipeline) override;
     bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) override;
+    [[nodiscard]] std::optional<Error> wrongEnd() const override;
+    [[nodiscard]] Error error(const std::string& reason) const override;
     [[nodiscard]] Error explain(const GError& error) const override;
 
 private:
@@ -27,11 +34,17 @@ private:
     static void unknownType(GstElement* decoder, GstPad* pad, GstCaps* caps, gpointer self);
     static void elementAdded(GstBin* bin, GstBin* parent, GstElement* element, gpointer self);
 
+    static GstPadProbeReturn passes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
+
     void linkTail();
+    /// True if a picture of that size may be decoded; else it is remembered and told.
+    bool accepts(const GstCaps* caps);
+    void giveTime(GstPad* pad, GstPadProbeInfo* info);
     [[nodiscard]] std::string reason(const GError& error) const;
 
     const std::string path_;
     const Playback playback_;
+    const FileHead head_;
 
     // Owned by the pipeline.
     GstBin* bin_ = nullptr;
@@ -40,6 +53,8 @@ private:
     GstElement* sink_ = nullptr;
 
     bool sought_ = false;
+    std::int64_t size_ = 0;
+    GstClockTime duration_ = GST_CLOCK_TIME_NONE;
 
     // What the streaming threads found out. No lock is held over a call into GStreamer, which
     // takes locks of its own on the way here.
@@ -47,8 +62,11 @@ private:
     std::atomic<bool> isStill_ = false;
     std::atomic<bool> tailIsLinked_ = false;
     std::atomic<bool> sawSound_ = false;
+    /// When the next frame is due in a video that does not say so, and where the last one ended.
+    std::atomic<GstClockTime> next_ = 0;
     mutable std::mutex mutex_;
     std::string missingDecoder_;
+    std::string tooLarge_;
 };
 
 }  // namespace velmaro::gstreamer

@@ -21,14 +21,14 @@ GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notif
                                    Telemetry& telemetry, Diagnostics& diagnostics,
                                    CaptureOptions options)
     : messages_(diagnostics),
-      services_(std::make_shared<const SessionServices>(SessionServices{
-          dispatch, notificationCenter, telemetry, diagnostics, std::move(options.playbackEnded)})),
-      workers_(std::make_shared<Workers>()),
+      services_(std::make_shared<const SessionServices>(
+          SessionServices{dispatch, notificationCenter, telemetry, diagnostics,
+                          std::make_shared<Workers>(), std::move(options.playbackEnded)})),
       files_(makeFileDevices(options.files, options.playback)),
       cameras_(std::move(options.cameras)) {}
 
 GStreamerCapture::~GStreamerCapture() {
-    workers_->closeAll(kCloseLimit);
+    services_->workers->closeAll(kCloseLimit);
 }
 
 std::vector<std::shared_ptr<CaptureDevice>> GStreamerCapture::discover(
@@ -64,7 +64,7 @@ std::shared_ptr<CaptureSession> GStreamerCapture::makeSession() {
 Result<std::shared_ptr<CaptureDeviceInput>> GStreamerCapture::makeDeviceInput(
     const std::shared_ptr<CaptureDevice>& device) {
     if (const auto ours = std::dynamic_pointer_cast<PlayableDevice>(device)) {
-        return ours->open(workers_);
+        return ours->makeInput();
     }
     return tl::unexpected(
         Error{"the device is not one of this capture's", "This camera cannot be used"});

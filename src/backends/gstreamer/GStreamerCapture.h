@@ -12,7 +12,6 @@
 
 namespace velmaro::gstreamer {
 
-class Workers;
 struct SessionServices;
 
 struct CaptureOptions {
@@ -50,7 +49,6 @@ public:
 private:
     const LibraryMessages messages_;
     const std::shared_ptr<const SessionServices> services_;
-    const std::shared_ptr<Workers> workers_;
     const std::vector<std::shared_ptr<CaptureDevice>> files_;
     const std::unique_ptr<DeviceProvider> cameras_;
 };

@@ -54,9 +54,9 @@ std::optional<Error> GStreamerSession::begin() {
         return Error{text, text};
     }
     const VideoOutput::Target target = committed_.output->target();
-    auto pipeline = committed_.input->takePipeline();
+    auto pipeline = Pipeline::open(committed_.input->makeSource(), services_->workers);
     auto newestFrame = std::make_shared<NewestFrame>(target.delegate, target.queue,
-                                                     target.connection, services_->telemetry);
+                                                     committed_.connection, services_->telemetry);
     if (auto error = pipeline->play(newestFrame, weak_from_this())) {
         pipeline->close();
         return error;
@@ -100,10 +100,14 @@ void GStreamerSession::changed() {
         return;
     }
     bool interrupts = false;
+    Configuration earlier = pending_;
     {
         const std::lock_guard lock(mutex_);
-        interrupts = pipeline_ != nullptr && committed_ != ends_;
-        committed_ = ends_;
+        interrupts = pipeline_ != nullptr && committed_ != pending_;
+        std::swap(committed_, earlier);
+    }
+    if (earlier.connection && earlier.connection != committed_.connection) {
+        earlier.output->part(*earlier.connection);
     }
     // A start of the earlier input may still be under way.
     if (interrupts) {
@@ -112,67 +116,74 @@ void GStreamerSession::changed() {
 }
 
 std::vector<std::shared_ptr<CaptureDeviceInput>> GStreamerSession::inputs() const {
-    if (!ends_.input) {
+    if (!pending_.input) {
         return {};
     }
-    return {ends_.input};
+    return {pending_.input};
 }
 
 std::vector<std::shared_ptr<VideoDataOutput>> GStreamerSession::outputs() const {
-    if (!ends_.output) {
+    if (!pending_.output) {
         return {};
     }
-    return {ends_.output};
+    return {pending_.output};
 }
 
 bool GStreamerSession::canAddInput(const std::shared_ptr<CaptureDeviceInput>& input) const {
-    return !ends_.input && std::dynamic_pointer_cast<DeviceInput>(input) != nullptr;
+    return !pending_.input && std::dynamic_pointer_cast<DeviceInput>(input) != nullptr;
 }
 
 void GStreamerSession::addInput(const std::shared_ptr<CaptureDeviceInput>& input) {
     if (canAddInput(input)) {
-        ends_.input = std::static_pointer_cast<DeviceInput>(input);
-        joinEnds();
+        pending_.input = std::static_pointer_cast<DeviceInput>(input);
+        join();
     }
 }
 
 void GStreamerSession::removeInput(const std::shared_ptr<CaptureDeviceInput>& input) {
-    if (!input || input != ends_.input) {
+    if (!input || input != pending_.input) {
         return;
     }
-    ends_.input = nullptr;
-    if (ends_.output) {
-        ends_.output->part();
-    }
+    separate();
+    pending_.input = nullptr;
     changed();
 }
 
 bool GStreamerSession::canAddOutput(const std::shared_ptr<VideoDataOutput>& output) const {
     const auto ours = std::dynamic_pointer_cast<VideoOutput>(output);
-    return !ends_.output && ours && ours->settingsAreSupported();
+    return !pending_.output && ours && ours->settingsAreSupported();
 }
 
 void GStreamerSession::addOutput(const std::shared_ptr<VideoDataOutput>& output) {
     if (canAddOutput(output)) {
-        ends_.output = std::static_pointer_cast<VideoOutput>(output);
-        joinEnds();
+        pending_.output = std::static_pointer_cast<VideoOutput>(output);
+        join();
     }
 }
 
 void GStreamerSession::removeOutput(const std::shared_ptr<VideoDataOutput>& output) {
-    if (!output || output != ends_.output) {
+    if (!output || output != pending_.output) {
         return;
     }
-    ends_.output->part();
-    ends_.output = nullptr;
+    separate();
+    pending_.output = nullptr;
     changed();
 }
 
-void GStreamerSession::joinEnds() {
-    if (ends_.input && ends_.output) {
-        ends_.output->join(std::make_shared<VideoConnection>());
+void GStreamerSession::join() {
+    if (pending_.input && pending_.output) {
+        pending_.connection = std::make_shared<VideoConnection>();
+        pending_.output->join(pending_.connection);
     }
     changed();
+}
+
+// A connection that is in use stays until the commit; one that never was ends here.
+void GStreamerSession::separate() {
+    if (pending_.connection && pending_.connection != committed_.connection) {
+        pending_.output->part(*pending_.connection);
+    }
+    pending_.connection = nullptr;
 }
 
 void GStreamerSession::pipelineStarted(const Pipeline& pipeline) {

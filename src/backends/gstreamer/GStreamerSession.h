@@ -21,6 +21,7 @@ struct SessionServices {
     NotificationCenter& notificationCenter;
     Telemetry& telemetry;
     Diagnostics& diagnostics;
+    const std::shared_ptr<Workers> workers;
     /// Called on the main queue when the frames ended and all were handled. May be empty.
     std::function<void()> playbackEnded;
 };
@@ -60,28 +61,32 @@ public:
     void pipelineEnded(const Pipeline& pipeline) override;
 
 private:
-    struct Ends {
+    struct Configuration {
         std::shared_ptr<DeviceInput> input;
         std::shared_ptr<VideoOutput> output;
-        bool operator==(const Ends&) const = default;
+        /// Null unless both are there.
+        std::shared_ptr<VideoConnection> connection;
+        bool operator==(const Configuration&) const = default;
     };
 
     [[nodiscard]] std::optional<Error> begin();
-    void joinEnds();
+    void join();
+    void separate();
     void changed();
     void postError(const Error& error);
 
     const std::shared_ptr<const SessionServices> services_;
 
     // Main thread.
-    Ends ends_;
+    Configuration pending_;
     int openTransactions_ = 0;
 
     std::atomic<bool> running_ = false;
 
     std::mutex mutex_;
     std::condition_variable stateChanged_;
-    Ends committed_;
+    // Written by the main thread only. What a start uses until the next commit.
+    Configuration committed_;
     // The pipeline that is starting or running. A stop takes it away, and whoever held on to
     // another one has been abandoned.
     std::shared_ptr<Pipeline> pipeline_;

@@ -14,8 +14,10 @@ namespace {
 /// due. One that has ended this often without any frame has stalled, and later there are none.
 constexpr int kRoundsToStall = 20;
 constexpr int kRoundsToFail = 60;
-/// How often the frames of a camera are looked after.
-constexpr GstClockTime kFrameLook = 500 * GST_MSECOND;
+/// How often the opening and the frames of a camera are looked after.
+constexpr GstClockTime kLook = 500 * GST_MSECOND;
+/// Opening a file takes milliseconds, seconds for a very large picture or on a network drive.
+constexpr std::chrono::seconds kOpenLimit{10};
 
 }  // namespace
 
@@ -65,16 +67,6 @@ Pipeline::Pipeline(std::unique_ptr<Source> source)
     gst_bin_add(GST_BIN(pipeline_.get()), sink_.element());
 }
 
-std::optional<Error> Pipeline::waitUntilReady(std::chrono::milliseconds limit) {
-    std::unique_lock lock(mutex_);
-    if (!changed_.wait_for(lock, limit, [this] { return stage_ != Stage::opening; })) {
-        // decodebin keeps some errors of a demuxer to itself, so that it opens for ever.
-        const std::string text = "it does not open in time and is probably damaged";
-        return Error{text, text};
-    }
-    return stage_ == Stage::failed ? std::optional(error_) : std::nullopt;
-}
-
 std::optional<Error> Pipeline::play(std::shared_ptr<NewestFrame> target,
                                     std::weak_ptr<PipelineListener> listener) {
     {
@@ -118,7 +110,13 @@ void Pipeline::run() {
 }
 
 bool Pipeline::openSource() {
-    if (const auto error = source_->build(GST_BIN(pipeline_.get()), sink_)) {
+    opened_ = FrameWatch::Clock::now();
+    const auto lost = [weakSelf = weak_from_this()](const Error& error) {
+        if (const auto self = weakSelf.lock()) {
+            self->fail(error);
+        }
+    };
+    if (const auto error = source_->build(GST_BIN(pipeline_.get()), sink_, lost)) {
         fail(*error);
         return false;
     }
@@ -143,13 +141,22 @@ void Pipeline::work() {
         if (const MessageHandle message = nextMessage()) {
             handle(message.get());
         }
+        lookAfterOpening();
         lookAfterFrames();
     }
 }
 
 MessageHandle Pipeline::nextMessage() {
-    const bool watches = stage_ == Stage::playing && source_->pace() == Pace::asTheyCome;
-    return MessageHandle(gst_bus_timed_pop(bus_.get(), watches ? kFrameLook : GST_CLOCK_TIME_NONE));
+    const bool watches = stage_ == Stage::opening ||
+                         (stage_ == Stage::playing && source_->pace() == Pace::asTheyCome);
+    return MessageHandle(gst_bus_timed_pop(bus_.get(), watches ? kLook : GST_CLOCK_TIME_NONE));
+}
+
+// decodebin keeps some errors of a demuxer to itself, so that it opens for ever.
+void Pipeline::lookAfterOpening() {
+    if (stage_ == Stage::opening && FrameWatch::Clock::now() - opened_ > kOpenLimit) {
+        fail(source_->error("it does not open in time and is probably damaged"));
+    }
 }
 
 void Pipeline::lookAfterFrames() {
@@ -201,7 +208,7 @@ void Pipeline::handle(GstMessage* message) {
 
 void Pipeline::becomeReady() {
     if (sink_.isAtEnd()) {
-        fail({"it has no picture", "it has no picture"});
+        fail(source_->error("it has no picture"));
     } else if (source_->preroll(pipeline_.get())) {
         enter(Stage::ready);
     }
@@ -235,10 +242,12 @@ void Pipeline::reachEnd(GstMessageType end) {
     emptyRounds_ = frames == framesAtLastEnd_ ? emptyRounds_ + 1 : 0;
     framesAtLastEnd_ = frames;
     if (emptyRounds_ > kRoundsToFail) {
-        fail({"it gives no more pictures", "it gives no more pictures"});
+        fail(source_->error("it gives no more pictures"));
     } else if (!ended_ && !source_->goOn(pipeline_.get(), end, emptyRounds_ >= kRoundsToStall)) {
         ended_ = true;
-        if (const auto told = listener()) {
+        if (const auto wrong = source_->wrongEnd()) {
+            fail(*wrong);
+        } else if (const auto told = listener()) {
             told->pipelineEnded(*this);
         }
     }
@@ -249,7 +258,7 @@ void Pipeline::failFromBus() {
     if (message) {
         handle(message.get());
     } else {
-        fail({"it cannot be opened", "it cannot be opened"});
+        fail(source_->error("it cannot be opened"));
     }
 }
 
@@ -264,18 +273,17 @@ void Pipeline::fail(const Error& error) {
         error_ = error;
         told = listener_.lock();
     }
-    changed_.notify_all();
+    wake();
     if (told) {
         told->pipelineFailed(*this, error);
     }
 }
 
 void Pipeline::enter(Stage stage) {
-    {
-        const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
+    if (stage_ != Stage::failed) {
         stage_ = stage;
     }
-    changed_.notify_all();
 }
 
 std::shared_ptr<PipelineListener> Pipeline::listener() {

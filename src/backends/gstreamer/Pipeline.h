@@ -57,10 +57,6 @@ public:
 
     explicit Pipeline(std::unique_ptr<Source> source);
 
-    /// Waits until the first frame is ready to play; why not, if it failed or took longer than
-    /// `limit`. Any thread.
-    [[nodiscard]] std::optional<Error> waitUntilReady(std::chrono::milliseconds limit);
-
     /// Asks to play to `target` as soon as possible and returns at once. Returns the reason if
     /// the pipeline has failed already; all later events are told to `listener`. Once. Any thread.
     [[nodiscard]] std::optional<Error> play(std::shared_ptr<NewestFrame> target,
@@ -79,8 +75,9 @@ private:
     [[nodiscard]] bool openSource();
     void work();
     void wake();
-    /// Null if it is time to look after the frames.
+    /// Null if it is time to look after the opening or the frames.
     [[nodiscard]] MessageHandle nextMessage();
+    void lookAfterOpening();
     void lookAfterFrames();
     void handle(GstMessage* message);
     void becomeReady();
@@ -88,6 +85,7 @@ private:
     void becomePlaying();
     void reachEnd(GstMessageType end);
     void failFromBus();
+    /// Any thread; the first reason counts.
     void fail(const Error& error);
     void enter(Stage stage);
     [[nodiscard]] std::shared_ptr<PipelineListener> listener();
@@ -105,13 +103,14 @@ private:
     std::uint64_t framesAtLastEnd_ = 0;
     int emptyRounds_ = 0;
     FrameWatch frameWatch_;
+    FrameWatch::Clock::time_point opened_;
 
     std::atomic<bool> closeRequested_ = false;
     std::atomic<bool> playRequested_ = false;
 
     std::mutex mutex_;
-    std::condition_variable changed_;
-    Stage stage_ = Stage::opening;
+    // Written with the mutex held, by the worker but for a failure.
+    std::atomic<Stage> stage_ = Stage::opening;
     Error error_;
     std::shared_ptr<NewestFrame> target_;
     std::weak_ptr<PipelineListener> listener_;

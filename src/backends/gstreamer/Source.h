@@ -2,7 +2,9 @@
 
 #include <gst/gst.h>
 
+#include <functional>
 #include <optional>
+#include <string>
 
 #include "backends/gstreamer/FrameSink.h"
 #include "backends/gstreamer/FrameWatch.h"
@@ -26,8 +28,12 @@ public:
     /// What to tell people while the start takes long, if it may.
     [[nodiscard]] virtual std::optional<Diagnostic> slowStart() const { return std::nullopt; }
 
+    /// To be called when the device has gone for good, on any thread: the worker itself may hang in
+    /// a change of state for half a minute.
+    using Lost = std::function<void(const Error&)>;
+
     /// Adds and links elements that lead to the element of `sink`, which is in the bin already.
-    virtual std::optional<Error> build(GstBin* pipeline, FrameSink& sink) = 0;
+    virtual std::optional<Error> build(GstBin* pipeline, FrameSink& sink, const Lost& lost) = 0;
 
     /// The pipeline has its first frame. False if it was sent to look for it anew.
     virtual bool preroll(GstElement* pipeline) = 0;
@@ -40,6 +46,11 @@ public:
     /// playing is disturbed by it.
     virtual std::optional<Error> frameFlowChanged(FrameFlow /*flow*/) { return std::nullopt; }
 
+    /// Why frames that ended did not end as they should have, if so.
+    [[nodiscard]] virtual std::optional<Error> wrongEnd() const { return std::nullopt; }
+
+    /// What is wrong, in words for people: of the pipeline, as "it cannot be opened".
+    [[nodiscard]] virtual Error error(const std::string& reason) const = 0;
     /// An error of an element in words for people.
     [[nodiscard]] virtual Error explain(const GError& error) const = 0;
 };

@@ -13,7 +13,7 @@ void VideoOutput::setSampleBufferDelegate(std::weak_ptr<SampleBufferDelegate> de
 
 std::shared_ptr<CaptureConnection> VideoOutput::connection() const {
     const std::lock_guard lock(mutex_);
-    return target_.connection;
+    return connection_;
 }
 
 bool VideoOutput::settingsAreSupported() const {
@@ -22,14 +22,14 @@ bool VideoOutput::settingsAreSupported() const {
 
 void VideoOutput::join(std::shared_ptr<VideoConnection> connection) {
     const std::lock_guard lock(mutex_);
-    target_.connection = std::move(connection);
+    connection_ = std::move(connection);
 }
 
-void VideoOutput::part() {
+void VideoOutput::part(VideoConnection& connection) {
+    connection.cut();
     const std::lock_guard lock(mutex_);
-    if (target_.connection) {
-        target_.connection->cut();
-        target_.connection = nullptr;
+    if (connection_.get() == &connection) {
+        connection_ = nullptr;
     }
 }
 

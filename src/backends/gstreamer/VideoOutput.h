@@ -29,7 +29,6 @@ public:
     struct Target {
         std::weak_ptr<SampleBufferDelegate> delegate;
         std::shared_ptr<DispatchQueue> queue;
-        std::shared_ptr<VideoConnection> connection;
     };
 
     void setVideoSettings(const VideoSettings& settings) override { settings_ = settings; }
@@ -42,8 +41,8 @@ public:
     [[nodiscard]] bool settingsAreSupported() const;
     /// The session joined an input to this output. Main thread.
     void join(std::shared_ptr<VideoConnection> connection);
-    /// The input or this output left the session. Main thread.
-    void part();
+    /// Ends `connection`; another one that has taken its place stays. Main thread.
+    void part(VideoConnection& connection);
     /// Where frames go as of now. Any thread.
     [[nodiscard]] Target target() const;
 
@@ -51,6 +50,7 @@ private:
     VideoSettings settings_;
     mutable std::mutex mutex_;
     Target target_;
+    std::shared_ptr<VideoConnection> connection_;
 };
 
 }  // namespace velmaro::gstreamer

@@ -84,17 +84,36 @@ TEST(CameraRegistry, OnlyTheUsersOfTheRemovedDeviceAreTold) {
     EXPECT_EQ(lostB, 1);
 }
 
+TEST(CameraRegistry, TwoOfTheSameNameAreEachThemselves) {
+    CameraRegistry registry;
+    const auto first = device("node.name=a, object.serial=(string)1");
+    const auto second = device("node.name=a, object.serial=(string)2");
+    const auto third = device("node.name=a, object.serial=(string)3");
+    EXPECT_EQ(registry.add(first.get()), CameraChange::connected);
+    EXPECT_EQ(registry.add(second.get()), CameraChange::connected);
+    EXPECT_EQ(registry.cameras(), (std::vector<CameraDescription>{{"a", "Name"}, {"a.2", "Name"}}));
+    EXPECT_EQ(registry.find("a").get(), first.get());
+    EXPECT_EQ(registry.find("a.2").get(), second.get());
+    registry.replace(second.get(), device("node.name=a, object.serial=(string)2").get());
+    EXPECT_NE(registry.find("a.2"), nullptr);
+    EXPECT_EQ(registry.remove(first.get()), CameraChange::disconnected);
+    EXPECT_EQ(registry.find("a"), nullptr);
+    EXPECT_NE(registry.find("a.2"), nullptr);
+    // One that is plugged in again has its name back.
+    EXPECT_EQ(registry.add(third.get()), CameraChange::connected);
+    EXPECT_EQ(registry.find("a").get(), third.get());
+}
+
 TEST(LiveDevice, IsRefusedAtOnceWhileItIsAbsent) {
     const auto registry = std::make_shared<CameraRegistry>();
     fakes::CapturedDiagnostics diagnostics;
     const auto live = makeLiveDevice({"a", "Name"}, registry, diagnostics);
-    const auto workers = std::make_shared<Workers>();
-    const auto refused = live->open(workers);
+    const auto refused = live->makeInput();
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().description, "the camera \"Name\" (a) is not connected");
     EXPECT_EQ(refused.error().localizedDescription, "the camera \"Name\" is not connected");
     registry->add(device("node.name=a").get());
-    EXPECT_TRUE(live->open(workers));
+    EXPECT_TRUE(live->makeInput());
 }
 
 TEST(VideoDevices, AreForbiddenOnlyIfNoneOpens) {

@@ -99,6 +99,87 @@ bool writePicture(const std::string& file, const std::string& encoder, int width
         " ! filesink location=" + file);
 }
 
+namespace {
+
+std::string bigEndian(std::uint32_t value, int bytes) {
+    std::string text;
+    for (int i = bytes - 1; i >= 0; --i) {
+        text.push_back(static_cast<char>(value >> (8 * i)));
+    }
+    return text;
+}
+
+}  // namespace
+
+void writeTurnedPicture(const std::string& file, int width, int height, int orientation) {
+    writePicture(file, "jpegenc", width, height, 0xff808080);
+    const std::string picture = readFile(file);
+    // One entry: tag 0x112, a short.
+    const std::string exif = std::string("Exif\0\0MM\0*\0\0\0\x08\0\x01", 16) +
+                             bigEndian(0x112, 2) + bigEndian(3, 2) + bigEndian(1, 4) +
+                             bigEndian(static_cast<std::uint32_t>(orientation), 2) +
+                             bigEndian(0, 2) + bigEndian(0, 4);
+    writeFile(file, picture.substr(0, 2) + "\xff\xe1" +
+                        bigEndian(static_cast<std::uint32_t>(exif.size() + 2), 2) + exif +
+                        picture.substr(2));
+}
+
+void writeHugeJPEG(const std::string& file, int width, int height) {
+    writePicture(file, "jpegenc", 64, 48, 0xff808080);
+    std::string picture = readFile(file);
+    const std::size_t frame = picture.find("\xff\xc0");
+    picture.replace(frame + 5, 4,
+                    bigEndian(static_cast<std::uint32_t>(height), 2) +
+                        bigEndian(static_cast<std::uint32_t>(width), 2));
+    writeFile(file, picture);
+}
+
+void writeHugePNG(const std::string& file, int width, int height) {
+    writePicture(file, "pngenc", 64, 48, 0xff808080);
+    std::string picture = readFile(file);
+    picture.replace(16, 8,
+                    bigEndian(static_cast<std::uint32_t>(width), 4) +
+                        bigEndian(static_cast<std::uint32_t>(height), 4));
+    writeFile(file, picture);
+}
+
+void writeGIF(const std::string& file, int count) {
+    std::string content("GIF89a\x10\0\x10\0\xf7\0\0", 13);
+    for (int i = 0; i < 256; ++i) {
+        content.append(3, static_cast<char>(i));
+    }
+    content += std::string("\x21\xff\x0bNETSCAPE2.0\x03\x01\0\0\0", 19);
+    for (int i = 0; i < count; ++i) {
+        // A tenth of a second each; codes of nine bits, begun anew before they grow.
+        content += std::string("\x21\xf9\x04\0\x0a\0\0\0\x2c\0\0\0\0\x10\0\x10\0\0\x08", 19);
+        std::string data;
+        unsigned bits = 0;
+        int held = 0;
+        const auto add = [&](unsigned code) {
+            bits |= code << held;
+            for (held += 9; held >= 8; held -= 8) {
+                data.push_back(static_cast<char>(bits));
+                bits >>= 8U;
+            }
+        };
+        for (int pixel = 0; pixel < 16 * 16; ++pixel) {
+            if (pixel % 200 == 0) {
+                add(256);
+            }
+            add(static_cast<unsigned>(greyOfFrame(i)));
+        }
+        add(257);
+        data.push_back(static_cast<char>(bits));
+        for (std::size_t at = 0; at < data.size(); at += 255) {
+            const std::string block = data.substr(at, 255);
+            content.push_back(static_cast<char>(block.size()));
+            content += block;
+        }
+        content.push_back('\0');
+    }
+    writeFile(file, content + "\x3b");
+}
+
 void writeFile(const std::string& file, const std::string& content) {
     std::ofstream(file, std::ios::binary) << content;
 }

@@ -4,7 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "Rig.h"
+#include "backends/gstreamer/FileHead.h"
 #include "backends/gstreamer/Handles.h"
 
 namespace velmaro::gstreamer {
@@ -14,8 +18,15 @@ using namespace test;
 
 class FileCameraTest : public testing::Test {
 protected:
-    /// Why the file is no camera; empty if it is one.
-    std::string reason(const std::string& file) { return Rig(file).setUp(); }
+    /// Why the file cannot be played, told by the set-up or by the start; empty if it can.
+    std::string reason(const std::string& file) {
+        Rig rig(file);
+        if (const std::string refusal = rig.setUp(); !refusal.empty()) {
+            return refusal;
+        }
+        rig.session->startRunning();
+        return rig.session->isRunning() ? "" : rig.errors().at(0).localizedDescription;
+    }
 
     TemporaryDirectory directory;
 };
@@ -147,6 +158,60 @@ TEST_F(FileCameraTest, PictureCutOffIsDamagedOrShownAsFarAsItGoes) {
     writeFile(directory.file("cut.png"), whole.substr(0, 60));
     const std::string words = reason(directory.file("cut.png"));
     EXPECT_FALSE(words.empty());
+}
+
+TEST_F(FileCameraTest, ATooLargePictureIsRefusedWithoutDecodingIt) {
+    const std::string jpeg = directory.file("a.jpg");
+    writeHugeJPEG(jpeg, 24000, 24000);
+    EXPECT_EQ(Rig(jpeg).setUp(),
+              "it has 24000 x 24000 pixels, more than the 64 million that can be played");
+    const std::string png = directory.file("a.png");
+    writeHugePNG(png, 20000, 20000);
+    EXPECT_EQ(Rig(png).setUp(),
+              "it has 20000 x 20000 pixels, more than the 64 million that can be played");
+    EXPECT_FALSE(whyTooLarge(8000, 8000));
+    EXPECT_TRUE(whyTooLarge(8001, 8000));
+    EXPECT_TRUE(whyTooLarge(1 << 30, 1 << 30));
+}
+
+TEST_F(FileCameraTest, OpensNothingBeforeTheStart) {
+    const std::string file = directory.file("a.png");
+    ASSERT_TRUE(writePicture(file, "pngenc", 640, 480, 0xff102030));
+    Rig rig(file);
+    ASSERT_EQ(rig.setUp(), "");
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(thread.path() / "comm"), name);
+        EXPECT_NE(name, "capture");
+    }
+}
+
+TEST_F(FileCameraTest, TheSameFileTwiceIsOneDevice) {
+    const std::string file = directory.file("a.webm");
+    writeFile(file, "any");
+    const std::string link = directory.file("link.webm");
+    std::filesystem::create_symlink(file, link);
+    const std::string missing = directory.file("missing.webm");
+    CaptureOptions options;
+    for (const std::string& path : {file, missing, file, link, missing}) {
+        options.files.push_back(FileCamera::fromPath(path));
+    }
+    Rig rig(std::move(options));
+    ASSERT_EQ(rig.devices().size(), 2U);
+    EXPECT_EQ(rig.devices()[0]->uniqueID(), "file:" + file);
+    EXPECT_EQ(rig.devices()[1]->uniqueID(), "file:" + missing);
+}
+
+TEST_F(FileCameraTest, ANewlineInANameBreaksNoLine) {
+    const std::string file = directory.file("two\nlines\t.webm");
+    const FileCamera camera = FileCamera::fromPath(file);
+    EXPECT_EQ(camera.localizedName, "two\\x0alines\\x09.webm");
+    EXPECT_EQ(camera.uniqueID, "file:" + directory.file("two\\x0alines\\x09.webm"));
+    EXPECT_EQ(camera.path, file);
+    Rig rig(file);
+    const auto input = rig.capture->makeDeviceInput(rig.device());
+    ASSERT_FALSE(input);
+    EXPECT_EQ(input.error().description.find('\n'), std::string::npos);
 }
 
 TEST_F(FileCameraTest, DeviceOfAnotherKindIsRefused) {

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <numeric>
 #include <ostream>
+#include <tuple>
 
 #include "Rig.h"
 
@@ -201,6 +203,123 @@ TEST_F(PlaybackTest, VideoCutOffLoopsAsFarAsItGoes) {
         return std::ranges::count(numbers, 0) >= 3;
     }));
     EXPECT_TRUE(rig.errors().empty());
+}
+
+TEST_F(PlaybackTest, AStillIsTurnedAsItsEXIFSays) {
+    for (const auto& [orientation, width, height] :
+         {std::tuple{1, 96, 64}, {3, 96, 64}, {6, 64, 96}, {8, 64, 96}}) {
+        const std::string file = directory.file("turned.jpg");
+        writeTurnedPicture(file, 96, 64, orientation);
+        Rig rig(file);
+        rig.recorder->keep = true;
+        ASSERT_EQ(rig.setUp(), "");
+        rig.session->startRunning();
+        ASSERT_TRUE(eventually([&] { return rig.recorder->count() >= 1; })) << orientation;
+        rig.session->stopRunning();
+        EXPECT_EQ(rig.recorder->kept().at(0)->width(), width) << orientation;
+        EXPECT_EQ(rig.recorder->kept().at(0)->height(), height) << orientation;
+    }
+}
+
+TEST_F(PlaybackTest, VideoWithoutTimesPlaysAtItsNominalRate) {
+    if (!hasElements("avenc_mpeg4 avdec_mpeg4")) {
+        GTEST_SKIP() << "not installed: avenc_mpeg4 avdec_mpeg4";
+    }
+    const std::string file = directory.file("bare.m4v");
+    ASSERT_TRUE(
+        runPipeline("videotestsrc num-buffers=60 pattern=snow ! video/x-raw,width=320,"
+                    "height=240,framerate=30/1 ! avenc_mpeg4 bitrate=2000000 ! filesink "
+                    "location=" +
+                    file));
+    Rig rig(file, Playback::once);
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually([&] { return rig.ended.load() > 0; }));
+    const auto frames = rig.recorder->frames();
+    ASSERT_GE(frames.size(), 2U);
+    const double seconds =
+        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
+    const auto steps = static_cast<double>(frames.size() - 1 + rig.recorder->drops());
+    EXPECT_GE(steps, 20);
+    EXPECT_NEAR(seconds, steps / 30.0, 0.25);
+}
+
+TEST_F(PlaybackTest, AnAnimatedPictureIsShownThirtyTimesASecond) {
+    const std::string file = directory.file("a.gif");
+    writeGIF(file, 8);
+    Rig rig(file);
+    if (const std::string missing = rig.setUp(); !missing.empty()) {
+        GTEST_SKIP() << missing;
+    }
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually([&] { return rig.recorder->count() + rig.recorder->drops() >= 31; }));
+    rig.session->stopRunning();
+    const auto frames = rig.recorder->frames();
+    const double seconds =
+        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
+    EXPECT_NEAR(seconds, 1.0, 0.25);
+}
+
+TEST_F(PlaybackTest, VideoCutOffThatIsPlayedOnceSaysSoAtItsEnd) {
+    for (const char* muxer : {"jpegenc ! avimux", "jpegenc ! qtmux faststart=true",
+                              "vp8enc deadline=1 keyframe-max-dist=1 ! webmmux"}) {
+        const std::string file = directory.file("whole");
+        ASSERT_TRUE(writeNumberedVideo(file, muxer));
+        const std::string whole = readFile(file);
+        const std::string cut = directory.file("cut");
+        writeFile(cut, whole.substr(0, whole.size() / 2));
+        Rig rig(cut, Playback::once);
+        ASSERT_EQ(rig.setUp(), "") << muxer;
+        rig.session->startRunning();
+        ASSERT_TRUE(eventually([&] { return !rig.errors().empty() || rig.ended > 0; }));
+        ASSERT_EQ(rig.errors().size(), 1U) << muxer;
+        EXPECT_NE(rig.errors()[0].description.find("cannot play \"" + cut + "\": "),
+                  std::string::npos)
+            << rig.errors()[0].description;
+        EXPECT_EQ(rig.ended, 0);
+        EXPECT_FALSE(rig.session->isRunning());
+    }
+}
+
+TEST_F(PlaybackTest, VideoWithBrokenFramesThatIsPlayedOnceSaysSo) {
+    const std::string file = directory.file("a.webm");
+    ASSERT_TRUE(writeNumberedVideo(file, "vp8enc deadline=1 keyframe-max-dist=1 ! webmmux"));
+    std::string content = readFile(file);
+    // The mark that begins a key frame, of all frames but the first.
+    const std::string mark = "\x9d\x01\x2a";
+    std::size_t at = content.find(mark);
+    ASSERT_NE(at, std::string::npos);
+    for (at = content.find(mark, at + 1); at != std::string::npos; at = content.find(mark, at)) {
+        content.replace(at, mark.size(), "???");
+    }
+    writeFile(file, content);
+    Rig rig(file, Playback::once);
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    ASSERT_TRUE(eventually([&] { return !rig.errors().empty() || rig.ended > 0; }));
+    ASSERT_EQ(rig.errors().size(), 1U);
+    EXPECT_NE(rig.errors()[0].localizedDescription.find("it is damaged"), std::string::npos)
+        << rig.errors()[0].localizedDescription;
+    EXPECT_EQ(rig.ended, 0);
+}
+
+TEST_F(PlaybackTest, FileThatIsCutOffWhileItPlaysIsARuntimeError) {
+    for (const Playback playback : {Playback::once, Playback::looped}) {
+        const std::string file = directory.file("a.avi");
+        ASSERT_TRUE(writeNumberedVideo(file, "jpegenc ! avimux"));
+        Rig rig(file, playback);
+        ASSERT_EQ(rig.setUp(), "");
+        std::atomic<bool> isCut = false;
+        rig.recorder->onFrame = [&] {
+            if (!isCut.exchange(true)) {
+                std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
+            }
+        };
+        rig.session->startRunning();
+        ASSERT_TRUE(eventually([&] { return !rig.errors().empty(); }));
+        EXPECT_EQ(rig.errors()[0].localizedDescription, "it was cut off while it played");
+        EXPECT_EQ(rig.ended, 0);
+    }
 }
 
 TEST_F(PlaybackTest, EndIsToldAfterTheLastFrameWasHandled) {

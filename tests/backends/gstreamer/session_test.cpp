@@ -119,6 +119,52 @@ TEST_F(SessionTest, SetUpAnewWhileRunning) {
     }
 }
 
+TEST_F(SessionTest, ChangesTakeEffectAtTheCommit) {
+    Rig rig(video);
+    ASSERT_EQ(rig.setUp(), "");
+    const auto connection = rig.output->connection();
+    const auto input = rig.session->inputs().at(0);
+    rig.session->beginConfiguration();
+    rig.session->removeInput(input);
+    rig.session->removeOutput(rig.output);
+    EXPECT_TRUE(connection->isActive());
+    // Whoever starts now starts what was committed before.
+    rig.session->startRunning();
+    EXPECT_TRUE(rig.session->isRunning());
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() >= 3; }));
+    rig.session->commitConfiguration();
+    EXPECT_FALSE(connection->isActive());
+    EXPECT_EQ(rig.output->connection(), nullptr);
+    EXPECT_FALSE(rig.session->isRunning());
+    rig.session->startRunning();
+    EXPECT_FALSE(rig.session->isRunning());
+    ASSERT_EQ(rig.errors().size(), 1U);
+    EXPECT_EQ(rig.errors()[0].description, "the capture session has no input");
+}
+
+TEST_F(SessionTest, AnInputReplacedWithinOneChangeKeepsItsOutput) {
+    Rig rig(video);
+    ASSERT_EQ(rig.setUp(), "");
+    const auto earlier = rig.output->connection();
+    const auto other = rig.capture->makeDeviceInput(rig.device());
+    ASSERT_TRUE(other);
+    rig.session->beginConfiguration();
+    rig.session->removeInput(rig.session->inputs().at(0));
+    rig.session->addInput(*other);
+    const auto unused = rig.output->connection();
+    rig.session->removeInput(*other);
+    EXPECT_FALSE(unused->isActive());
+    rig.session->addInput(*other);
+    const auto later = rig.output->connection();
+    ASSERT_NE(later, nullptr);
+    rig.session->commitConfiguration();
+    EXPECT_FALSE(earlier->isActive());
+    EXPECT_TRUE(later->isActive());
+    EXPECT_EQ(rig.output->connection(), later);
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() > 0; }));
+}
+
 TEST_F(SessionTest, FileThatVanishedBeforeARestartIsARuntimeError) {
     Rig rig(video);
     ASSERT_EQ(rig.setUp(), "");

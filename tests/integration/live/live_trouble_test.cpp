@@ -107,6 +107,44 @@ TEST_F(LiveCamera, ADaemonThatHangsDoesNotKeepTheProgram) {
     ASSERT_TRUE(session->thaw("front"));
 }
 
+TEST_F(LiveCamera, OneThatIsPulledOutWhileItStartsIsToldAtOnce) {
+    ASSERT_TRUE(session->plugIn("front"));
+    Rig rig(live);
+    ASSERT_EQ(rig.setUp(), "");
+    ASSERT_TRUE(session->freeze("front"));
+    std::thread start([&] { rig.session->startRunning(); });
+    // It has reached the camera, whose answer it awaits for half a minute.
+    rig.diagnostics.waitFor("has not answered for 2 seconds");
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(session->unplug("front"));
+    start.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s) << "it waited for the camera";
+    EXPECT_FALSE(rig.session->isRunning());
+    EXPECT_EQ(rig.didStart, 0);
+    ASSERT_EQ(rig.errors().size(), 1U);
+    EXPECT_EQ(rig.errors()[0].description, "the camera \"Camera-front\" was disconnected");
+}
+
+TEST_F(LiveCamera, DaemonsThatComeAndGoLeaveNothingBehind) {
+    ASSERT_TRUE(session->plugIn("front"));
+    Rig rig(live);
+    const std::string name = rig.device()->uniqueID();
+    std::ptrdiff_t before = 0;
+    for (int round = 0; round < 4; ++round) {
+        ASSERT_TRUE(session->killDaemons());
+        ASSERT_TRUE(eventually([&] { return !rig.isListed(); }));
+        ASSERT_TRUE(session->startDaemons());
+        ASSERT_TRUE(session->plugIn("front"));
+        ASSERT_TRUE(eventually([&] { return rig.isListed(); })) << round;
+        EXPECT_EQ(rig.device()->uniqueID(), name);
+        if (round == 0) {
+            before = Usage::settled().files;
+        }
+    }
+    EXPECT_TRUE(eventually([&] { return Usage::settled().files <= before; }, 5s))
+        << Usage::settled().files << " files, before " << before;
+}
+
 TEST_F(LiveCamera, TwoHundredStartsAndChangesOfCameraLeaveNothingBehind) {
     // The allocator gives threads that come an arena each, until there are eight for each
     // processor, which would look like growth.
