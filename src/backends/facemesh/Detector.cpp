@@ -17,7 +17,6 @@ constexpr std::size_t kAnchorCount = 896;
 constexpr std::size_t kValuesPerAnchor = 16;
 /// Boxes that overlap more than this, as intersection over union, are the same face.
 constexpr float kSameFaceOverlap = 0.3F;
-constexpr int kMaximumParts = 6;
 
 /// The centres of the anchors in cells: two a place on a grid of 16, six on a grid of 8.
 std::vector<PixelPoint> makeAnchors() {
@@ -77,47 +76,25 @@ Detector::Detector(networks::Network network)
     merged_.reserve(kAnchorCount);
 }
 
-std::span<const Detection> Detector::detect(const ImageView& image) {
+std::span<const Detection> Detector::detect(const ImageView& image, const Region& region,
+                                            float least) {
     candidates_.clear();
-    search(image, {0, 0, image.width, image.height});
-    if (candidates_.empty()) {
-        searchParts(image);
+    const Letterbox::Placement placement = letterbox_.fill(image, region, network_.input());
+    if (network_.run()) {
+        decode(placement, least);
     }
     merge();
     return merged_;
 }
 
-void Detector::searchParts(const ImageView& image) {
-    const int length = std::max(image.width, image.height);
-    const int part = std::min(image.width, image.height);
-    const int rest = length - part;
-    if (rest == 0) {
-        return;
-    }
-    // Overlapping by half at least, so that a face on a border is whole in one of them; a very long
-    // picture is searched in part.
-    const int steps = std::min((2 * rest + part - 1) / part, kMaximumParts - 1);
-    const bool wide = image.width > image.height;
-    // From the middle, where the user most likely is, and no further than the first find.
-    for (int i = 0; i <= steps && candidates_.empty(); ++i) {
-        const int place = steps / 2 + (i % 2 == 1 ? 1 : -1) * ((i + 1) / 2);
-        const auto offset = static_cast<int>(static_cast<std::int64_t>(rest) * place / steps);
-        search(image, {wide ? offset : 0, wide ? 0 : offset, part, part});
-    }
-}
-
-void Detector::search(const ImageView& image, const Region& region) {
-    const Letterbox::Placement placement = letterbox_.fill(image, region, network_.input());
-    if (!network_.run()) {
-        return;
-    }
+void Detector::decode(const Letterbox::Placement& placement, float least) {
     const std::span<const float> values = network_.output(0);
     const std::span<const float> logits = network_.output(1);
     const auto scale = static_cast<float>(placement.pixelsPerCell);
     for (std::size_t i = 0; i < kAnchorCount; ++i) {
         const float score = 1 / (1 + std::exp(-logits[i]));
         // Written so that a score that is not a number is refused.
-        if (!(score >= kMinimumScore)) {
+        if (!(score >= least)) {
             continue;
         }
         const float* value = values.data() + i * kValuesPerAnchor;

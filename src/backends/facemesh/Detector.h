@@ -21,19 +21,19 @@ struct Detection {
     PixelPoint rightEye;
 };
 
+/// The least score of a face that is taken for one.
+inline constexpr float kLeastScore = 0.5F;
+
 /// Finds faces with the BlazeFace short-range network. One thread at a time.
 class Detector {
 public:
-    /// The least score of a face.
-    static constexpr float kMinimumScore = 0.5F;
-
     /// Fails when the model is not a BlazeFace short-range one.
     [[nodiscard]] static Result<Detector> create(networks::Model model);
 
-    /// The faces, highest score first. The whole picture is searched in one go, which misses faces
-    /// narrower than about a ninth of it; when it shows nobody, overlapping
-    /// square parts follow until one shows somebody. Valid until the next call.
-    std::span<const Detection> detect(const ImageView& image);
+    /// The faces in one part of a picture whose score is at least `least`, highest first. Misses
+    /// faces narrower than about a ninth of the part. Valid until the next call.
+    std::span<const Detection> detect(const ImageView& image, const Region& region,
+                                      float least = kLeastScore);
 
     /// The network alone, for measuring.
     [[nodiscard]] networks::Network& network() { return network_; }
@@ -41,8 +41,7 @@ public:
 private:
     explicit Detector(networks::Network network);
 
-    void search(const ImageView& image, const Region& region);
-    void searchParts(const ImageView& image);
+    void decode(const Letterbox::Placement& placement, float least);
     void merge();
 
     networks::Network network_;

@@ -1,5 +1,6 @@
 #include "backends/facemesh/FaceAnalyzer.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "backends/facemesh/ModelStore.h"
@@ -8,12 +9,11 @@
 namespace velmaro::facemesh {
 namespace {
 
-/// Below this the detector's box may be so far off that the landmarks are as well. A second look,
-/// at where the first found the face, mends it.
+/// Below this a newly found face's box may be so far off that the landmarks are as well. A second
+/// look, at where the first found the face, mends it.
 constexpr float kCertainScore = 0.75F;
 
 }  // namespace
-
 Result<FaceAnalyzer> FaceAnalyzer::create(const std::filesystem::path& models) {
     const auto model = [&models](std::string_view name) {
         return loadModelFile(models, name).and_then(networks::readModel);
@@ -35,33 +35,66 @@ Result<FaceAnalyzer> FaceAnalyzer::create(const std::filesystem::path& models) {
 
 FaceAnalyzer::FaceAnalyzer(Detector detector, LandmarkFinder landmarkFinder,
                            const CanonicalFace& face)
-    : detector_(std::move(detector)),
+    : search_(std::move(detector)),
       landmarkFinder_(std::move(landmarkFinder)),
-      poseEstimator_(face) {
-    faces_.reserve(kMaximumFaces);
-}
+      poseEstimator_(face) {}
 
 std::span<const Face> FaceAnalyzer::analyze(const ImageView& image) {
-    faces_.clear();
-    for (const Detection& detection : detector_.detect(image)) {
-        if (faces_.size() == kMaximumFaces) {
-            break;
+    landmarkLooks_ = 0;
+    const std::span<const Detection> detections = search_.search(image);
+    const std::span<const Face> found =
+        search_.follows() ? follow(image, detections.front()) : measure(image, detections);
+    if (found.empty() && !detections.empty()) {
+        search_.reject();
+    }
+    return found;
+}
+
+std::span<const Face> FaceAnalyzer::follow(const ImageView& image, const Detection& detection) {
+    Face& face = faces_.front();
+    if (!look(image, square_.follow(detection, face.points), face)) {
+        return {};
+    }
+    finish(detection, face);
+    search_.confirm(detection);
+    return {&face, 1};
+}
+
+/// Faces that were not there before, or not followed.
+std::span<const Face> FaceAnalyzer::measure(const ImageView& image,
+                                            std::span<const Detection> detections) {
+    std::size_t count = 0;
+    for (const Detection& detection :
+         detections.first(std::min(detections.size(), kMaximumFaces))) {
+        Face& face = faces_[count];
+        TurnedSquare square = squareAround(detection);
+        bool isFace = look(image, square, face);
+        if (isFace && detection.score < kCertainScore) {
+            square = squareAround(face.points);
+            isFace = look(image, square, face);
         }
-        Face& face = faces_.emplace_back();
-        face.score = detection.score;
-        face.presence = landmarkFinder_.find(image, squareAround(detection), face.points);
-        if (face.score < kCertainScore && face.presence >= kMinimumPresence) {
-            const TurnedSquare square = squareAround(face.points);
-            face.presence = landmarkFinder_.find(image, square, face.points);
-        }
-        // Written so that a presence that is not a number is refused.
-        if (!(face.presence >= kMinimumPresence)) {
-            faces_.pop_back();
+        if (!isFace) {
             continue;
         }
-        face.pose = poseEstimator_.estimate(face.points);
+        finish(detection, face);
+        if (++count == 1) {
+            square_.begin(square);
+            search_.confirm(detection);
+        }
     }
-    return faces_;
+    return std::span(faces_).first(count);
+}
+
+bool FaceAnalyzer::look(const ImageView& image, const TurnedSquare& square, Face& face) {
+    ++landmarkLooks_;
+    face.presence = landmarkFinder_.find(image, square, face.points);
+    // Written so that a presence that is not a number is refused.
+    return face.presence >= kMinimumPresence;
+}
+
+void FaceAnalyzer::finish(const Detection& detection, Face& face) const {
+    face.score = detection.score;
+    face.pose = poseEstimator_.estimate(face.points);
 }
 
 }  // namespace velmaro::facemesh

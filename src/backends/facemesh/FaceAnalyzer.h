@@ -7,9 +7,11 @@
 #include "backends/facemesh/CanonicalFace.h"
 #include "backends/facemesh/Detector.h"
 #include "backends/facemesh/FacePoints.h"
+#include "backends/facemesh/FaceSearch.h"
 #include "backends/facemesh/ImageView.h"
 #include "backends/facemesh/LandmarkFinder.h"
 #include "backends/facemesh/Pose.h"
+#include "backends/facemesh/SteadySquare.h"
 
 namespace velmaro::facemesh {
 
@@ -23,8 +25,9 @@ struct Face {
     Pose pose;
 };
 
-/// From a picture to its faces: detector, landmarks, pose. Allocates nothing once it has seen a
-/// picture of the size. One thread at a time; nothing is kept from one picture to the next.
+/// From a picture to its faces: where to look, detector, landmarks, pose. Allocates nothing once it
+/// has seen a picture of the size. One thread at a time; of the pictures before nothing counts but
+/// where a face was.
 class FaceAnalyzer {
 public:
     /// The least presence of a face.
@@ -38,18 +41,31 @@ public:
     /// The faces, best first. Valid until the next call.
     std::span<const Face> analyze(const ImageView& image);
 
+    /// Nothing of the pictures before counts any more.
+    void forget() { search_.forget(); }
+
+    /// How often a network looked at the last picture or a part of it.
+    [[nodiscard]] int looks() const { return search_.looks() + landmarkLooks_; }
+
     /// The parts, for measuring.
-    [[nodiscard]] Detector& detector() { return detector_; }
+    [[nodiscard]] Detector& detector() { return search_.detector(); }
     [[nodiscard]] LandmarkFinder& landmarkFinder() { return landmarkFinder_; }
     [[nodiscard]] const PoseEstimator& poseEstimator() const { return poseEstimator_; }
 
 private:
     FaceAnalyzer(Detector detector, LandmarkFinder landmarkFinder, const CanonicalFace& face);
 
-    Detector detector_;
+    std::span<const Face> follow(const ImageView& image, const Detection& detection);
+    std::span<const Face> measure(const ImageView& image, std::span<const Detection> detections);
+    bool look(const ImageView& image, const TurnedSquare& square, Face& face);
+    void finish(const Detection& detection, Face& face) const;
+
+    FaceSearch search_;
     LandmarkFinder landmarkFinder_;
     PoseEstimator poseEstimator_;
-    std::vector<Face> faces_;
+    SteadySquare square_;
+    std::vector<Face> faces_ = std::vector<Face>(kMaximumFaces);
+    int landmarkLooks_ = 0;
 };
 
 }  // namespace velmaro::facemesh

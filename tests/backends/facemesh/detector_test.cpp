@@ -18,7 +18,7 @@ networks::Model model(std::string_view name) {
 TEST(Detector, OneFaceIsOneDetectionWithItsEyesInPlace) {
     Detector detector = Detector::create(model(facemesh::kDetectorFile)).value();
     const Frame frame = Portrait().frame(1280, 720, 500, 340, 260);
-    const auto found = detector.detect(view(frame));
+    const auto found = detector.detect(view(frame), {0, 0, 1280, 720});
     ASSERT_EQ(found.size(), 1U);
     const Detection& face = found[0];
     EXPECT_GT(face.score, 0.8F);
@@ -38,7 +38,7 @@ TEST(Detector, TheHighestScoreIsFirst) {
     portrait.paint(frame, 20, 100, 0.9);
     portrait.paint(frame, 480, 100, 0.7);
     portrait.paint(frame, 840, 100, 0.85);
-    const auto found = detector.detect(view(frame));
+    const auto found = detector.detect(view(frame), {0, 0, 1280, 720});
     ASSERT_EQ(found.size(), 3U);
     EXPECT_GE(found[0].score, found[1].score);
     EXPECT_GE(found[1].score, found[2].score);

@@ -91,7 +91,7 @@ TEST(FaceMesh, NobodyGivesAnEmptyList) {
     EXPECT_TRUE(finder.find(std::move(noise)).empty());
 }
 
-TEST(FaceMesh, KeepsNothingFromOnePictureToTheNext) {
+TEST(FaceMesh, KeepsNothingOfPicturesOfAnotherSize) {
     FaceFinder finder;
     const Portrait portrait;
     const auto first = finder.find(portrait.frame(1280, 720, 640, 340, 250));
