@@ -95,6 +95,7 @@ bool FaceAnalyzer::look(const ImageView& image, const TurnedSquare& square, Face
 void FaceAnalyzer::finish(const Detection& detection, Face& face) const {
     face.score = detection.score;
     face.pose = poseEstimator_.estimate(face.points);
+    face.pose.yaw = straightenedYaw(face.pose.yaw);
 }
 
 }  // namespace velmaro::facemesh

@@ -3,8 +3,16 @@
 #include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace velmaro::facemesh {
+
+double straightenedYaw(double yaw) {
+    constexpr double kDegree = std::numbers::pi / 180;
+    constexpr double kLinear = 0.967;
+    constexpr double kCubic = 7.43e-5 / (kDegree * kDegree);
+    return std::clamp(yaw * (kLinear + kCubic * yaw * yaw), -90 * kDegree, 90 * kDegree);
+}
 
 PoseEstimator::PoseEstimator(const CanonicalFace& face) {
     Eigen::Vector3d centroid = Eigen::Vector3d::Zero();

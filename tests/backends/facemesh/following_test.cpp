@@ -112,5 +112,13 @@ TEST_F(Following, ForgettingGivesWhatTheFirstPictureGave) {
     EXPECT_NE(followed, first) << "the square is still moving";
 }
 
+TEST(StraightenedYaw, IsOddSmallNearAndEndsAtAQuarterTurn) {
+    constexpr double kDegree = 3.14159265358979 / 180;
+    EXPECT_EQ(facemesh::straightenedYaw(0), 0);
+    EXPECT_NEAR(facemesh::straightenedYaw(20 * kDegree), 19.93 * kDegree, 0.01 * kDegree);
+    EXPECT_NEAR(facemesh::straightenedYaw(-55 * kDegree), -65.55 * kDegree, 0.01 * kDegree);
+    EXPECT_NEAR(facemesh::straightenedYaw(80 * kDegree), 90 * kDegree, 0.01 * kDegree);
+}
+
 }  // namespace
 }  // namespace velmaro::testing
