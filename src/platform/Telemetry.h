@@ -14,6 +14,10 @@ struct Telemetry {
 
     std::atomic<std::uint64_t> framesIn = 0;
     std::atomic<std::uint64_t> framesAnalysed = 0;
+    /// Of those analysed: in how many a face was found, and how often a network ran for all of
+    /// them.
+    std::atomic<std::uint64_t> framesWithFace = 0;
+    std::atomic<std::uint64_t> networkRuns = 0;
     std::atomic<std::uint64_t> framesDropped = 0;
     std::atomic<std::uint64_t> datagramsOut = 0;
 

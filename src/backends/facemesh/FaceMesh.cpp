@@ -52,6 +52,10 @@ bool FaceMesh::perform(const std::shared_ptr<const PixelBuffer>& image,
     }
     if (telemetry_) {
         telemetry_->framesAnalysed.fetch_add(1, std::memory_order_relaxed);
+        telemetry_->framesWithFace.fetch_add(parts_->results.empty() ? 0 : 1,
+                                             std::memory_order_relaxed);
+        telemetry_->networkRuns.fetch_add(static_cast<std::uint64_t>(parts_->analyzer.looks()),
+                                          std::memory_order_relaxed);
     }
     completion(Results(parts_->results), std::nullopt);
     return true;
