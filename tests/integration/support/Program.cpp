@@ -40,7 +40,8 @@ std::string TemporaryFolder::write(const std::string& name, const std::string& c
     return path_ / name;
 }
 
-Program::Program(const std::vector<std::string>& arguments, const Environment& variables) {
+Program::Program(const std::vector<std::string>& arguments, const Environment& variables,
+                 Streams streams) {
     pid_ = ::fork();
     if (pid_ < 0) {
         throw std::runtime_error("cannot fork");
@@ -48,13 +49,14 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& v
     if (pid_ > 0) {
         return;
     }
-    const auto redirect = [this](const char* name, int descriptor) {
-        const int file =
-            ::open((folder_.path() / name).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const auto redirect = [this](const char* name, int stream, int descriptor) {
+        const int file = stream >= 0 ? stream
+                                     : ::open((folder_.path() / name).c_str(),
+                                              O_WRONLY | O_CREAT | O_APPEND, 0600);
         ::dup2(file, descriptor);
     };
-    redirect("output", STDOUT_FILENO);
-    redirect("errors", STDERR_FILENO);
+    redirect("output", streams.output, STDOUT_FILENO);
+    redirect("errors", streams.errors, STDERR_FILENO);
     ::setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
     for (const auto& [name, value] : variables) {
         ::setenv(name.c_str(), value.c_str(), 1);

@@ -32,8 +32,15 @@ class Program {
 public:
     using Environment = std::map<std::string, std::string>;
 
+    /// Open files that take the place of those whose content `output` and `errors` give.
+    struct Streams {
+        int output = -1;
+        int errors = -1;
+    };
+
     /// Starts it. Variables are added to this process's.
-    explicit Program(const std::vector<std::string>& arguments, const Environment& variables = {});
+    explicit Program(const std::vector<std::string>& arguments, const Environment& variables = {},
+                     Streams streams = {-1, -1});
     /// Kills it if it still runs.
     ~Program();
     Program(const Program&) = delete;
