@@ -94,6 +94,34 @@ TEST_F(CameraDiscoveryTest, AssignsTheListEvenIfUnchanged) {
     EXPECT_EQ(changes, 1);
 }
 
+TEST_F(CameraDiscoveryTest, TheListIsLoggedThenPublishedThenOneIsSelected) {
+    makeManager();
+    capture.setLocal({desk});
+    std::vector<std::string> trace;
+    log.trace = &trace;
+    const Subscription list =
+        manager->availableCameras.observe([&](const std::vector<CameraManager::Device>& devices) {
+            trace.push_back("list of " + std::to_string(devices.size()));
+        });
+    const Subscription selection = manager->selectedCamera.observe(
+        [&](const CameraManager::Device& device) { trace.emplace_back(device ? "one" : "none"); });
+    trace.clear();
+    manager->discoverCameras();
+    EXPECT_THAT(trace,
+                ElementsAre("📷 Found 1 cameras:", "  - Desk Camera (desk)", "list of 1", "one"));
+    trace.clear();
+    manager->discoverCameras();
+    EXPECT_THAT(trace, ElementsAre("📷 Found 1 cameras:", "  - Desk Camera (desk)", "list of 1"));
+}
+
+TEST_F(CameraDiscoveryTest, EachKindOfDeviceNewsIsHeardOnce) {
+    makeManager();
+    center.post({kCaptureDeviceWasConnected, nullptr, {}});
+    EXPECT_EQ(dispatch.main.run(), 1);
+    center.post({kCaptureDeviceWasDisconnected, desk.get(), {}});
+    EXPECT_EQ(dispatch.main.run(), 1);
+}
+
 TEST_F(CameraDiscoveryTest, AQueuedDiscoveryHoldsTheManager) {
     makeManager();
     center.post({kCaptureDeviceWasConnected, nullptr, {}});

@@ -94,6 +94,116 @@ TEST_F(CameraSessionTest, SetsUpAndStartsInOrder) {
     EXPECT_THAT(statuses, ElementsAre("isRunning: true"));
 }
 
+TEST_F(CameraSessionTest, CallsLinesAndStatusesAreOneStory) {
+    log.trace = &capture.trace;
+    dispatch.main.trace = &capture.trace;
+    manager->statusHandler = [this](const std::string& text) {
+        capture.trace.push_back("status: " + text);
+    };
+    manager->startCapture();
+    EXPECT_THAT(std::exchange(capture.trace, {}),
+                ElementsAre("📹 Setting up capture with: Desk Camera", "beginConfiguration",
+                            "makeDeviceInput desk", "addInput", "✅ Camera input added",
+                            "status: Input caméra ajouté", "addOutput", "✅ Video output added",
+                            "status: Output vidéo ajouté", "✅ Delegate set on output",
+                            "✅ Video connection exists, isEnabled: true, isActive: true",
+                            "status: Connexion vidéo OK", "commitConfiguration"));
+    dispatch.userInitiated.run();
+    EXPECT_THAT(std::exchange(capture.trace, {}),
+                ElementsAre("🚀 Starting capture session...", "startRunning"));
+    dispatch.main.advance(0.5);
+    EXPECT_THAT(std::exchange(capture.trace, {}),
+                ElementsAre("✅ Capture session started, isRunning: true", "status: isRunning: true",
+                            "📊 Connection active: true, enabled: true"));
+    // Once more, with everything refused.
+    capture.session->running = false;
+    capture.session->acceptsInput = false;
+    capture.session->acceptsOutput = false;
+    manager->startCapture();
+    EXPECT_THAT(
+        std::exchange(capture.trace, {}),
+        ElementsAre("📹 Setting up capture with: Desk Camera", "beginConfiguration", "removeInput",
+                    "removeOutput", "makeDeviceInput desk", "❌ Cannot add camera input",
+                    "status: ❌ Impossible d'ajouter la caméra", "❌ Cannot add video output",
+                    "status: ❌ Impossible d'ajouter output", "commitConfiguration"));
+    capture.inputError = Error{"no", "non"};
+    manager->startCapture();
+    EXPECT_THAT(std::exchange(capture.trace, {}),
+                ElementsAre("📹 Setting up capture with: Desk Camera", "beginConfiguration",
+                            "makeDeviceInput desk", "❌ Error creating camera input: no",
+                            "status: ❌ Erreur: non", "commitConfiguration"));
+}
+
+TEST_F(CameraSessionTest, RefusalsAreLoggedBeforeTheyAreTold) {
+    log.trace = &capture.trace;
+    manager->statusHandler = [this](const std::string& text) {
+        capture.trace.push_back("status: " + text);
+    };
+    capture.status = AuthorizationStatus::denied;
+    manager->startCapture();
+    capture.status = AuthorizationStatus::notDetermined;
+    manager->startCapture();
+    capture.pendingRequest(false);
+    capture.status = AuthorizationStatus::authorized;
+    capture.makesConnection = false;
+    manager->startCapture();
+    center.post({kCaptureSessionDidStartRunning,
+                 static_cast<const CaptureSession*>(capture.session.get()),
+                 {}});
+    std::vector<std::string> told;
+    for (const std::string& entry : capture.trace) {
+        if (entry.find("denied") != std::string::npos ||
+            entry.find("onnection") != std::string::npos ||
+            entry.find("Pas de") != std::string::npos ||
+            entry.find("started") != std::string::npos ||
+            entry.find("démarrée") != std::string::npos) {
+            told.push_back(entry);
+        }
+    }
+    EXPECT_THAT(told, ElementsAre("❌ Camera access denied or restricted",
+                                  "status: Camera access denied - check System Preferences",
+                                  "❌ Camera access denied", "status: Camera access denied",
+                                  "❌ No video connection", "status: ❌ Pas de connexion vidéo",
+                                  "✅ Session started running notification received",
+                                  "status: Session démarrée"));
+}
+
+TEST_F(CameraSessionTest, TheOutputIsSetUpBeforeItIsAddedAndKeptBeforeItIsTold) {
+    bool kept = false;
+    manager->statusHandler = [&](const std::string& text) {
+        if (text == "Output vidéo ajouté") {
+            kept = manager->videoOutput == capture.madeOutputs.back();
+            EXPECT_TRUE(capture.madeOutputs.back()->discards);
+            EXPECT_EQ(capture.madeOutputs.back()->settings.size(), 1U);
+            EXPECT_EQ(capture.madeOutputs.back()->queue, nullptr);
+            EXPECT_FALSE(capture.madeOutputs.back()->videoConnection->enabled);
+        }
+    };
+    manager->startCapture();
+    EXPECT_TRUE(kept);
+}
+
+TEST_F(CameraSessionTest, TheSessionStopsBeforeTheHandlersGo) {
+    manager->frameHandler = [](const SampleBuffer&) {};
+    bool stopped = false;
+    capture.session->onStop = [&] {
+        stopped = true;
+        EXPECT_TRUE(manager->frameHandler);
+        EXPECT_TRUE(manager->statusHandler);
+    };
+    manager->stopCapture();
+    EXPECT_TRUE(stopped);
+}
+
+TEST_F(CameraSessionTest, AStartTellsOfItsConnectionAsItIsThen) {
+    manager->startCapture();
+    dispatch.userInitiated.run();
+    log.take();
+    manager->videoOutput = nullptr;
+    dispatch.main.advance(0.5);
+    EXPECT_THAT(log.lines, ElementsAre("✅ Capture session started, isRunning: true"));
+}
+
 TEST_F(CameraSessionTest, ConfiguresTheOutput) {
     manager->startCapture();
     ASSERT_EQ(capture.madeOutputs.size(), 1U);

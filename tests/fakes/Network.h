@@ -22,6 +22,9 @@ public:
     void setStateUpdateHandler(StateUpdateHandler newHandler) override {
         note("setStateUpdateHandler");
         handler = std::move(newHandler);
+        if (onHandlerSet) {
+            onHandlerSet();
+        }
     }
     void start(DispatchQueue& queue) override {
         note("start");
@@ -68,6 +71,7 @@ public:
     std::string host;
     Port port;
     std::vector<std::string>* trace = nullptr;
+    std::function<void()> onHandlerSet;
     std::function<void()> onStart;
     StateUpdateHandler handler;
     DispatchQueue* startedOn = nullptr;
@@ -98,6 +102,7 @@ public:
     std::shared_ptr<UDPConnection> makeUDPConnection(const std::string& host, Port port) override {
         connections.push_back(std::make_shared<ScriptedConnection>(host, port));
         connections.back()->trace = trace;
+        connections.back()->onHandlerSet = onHandlerSet;
         connections.back()->onStart = onStart;
         connections.back()->note("makeUDPConnection");
         return connections.back();
@@ -106,8 +111,9 @@ public:
     std::optional<std::uint16_t> refusedPort;
     /// Where the calls of new connections are noted, if anywhere.
     std::vector<std::string>* trace = nullptr;
-    /// Called while a port is made, and while a new connection is started.
+    /// Called while a port is made, and while a new connection is given its handler and started.
     std::function<void()> onMakePort;
+    std::function<void()> onHandlerSet;
     std::function<void()> onStart;
     std::vector<std::shared_ptr<ScriptedConnection>> connections;
 };

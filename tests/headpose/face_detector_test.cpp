@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -100,6 +101,50 @@ TEST_F(FaceDetectorTest, SkipsAFrameSoonAfterConstructionSilently) {
 TEST_F(FaceDetectorTest, AnalysesAFrameExactlyOneIntervalAfterTheLast) {
     frame(kInterval);
     EXPECT_EQ(landmarks.requests, 1);
+}
+
+TEST_F(FaceDetectorTest, SkipsAFrameJustBeforeOneInterval) {
+    frame(std::nextafter(kInterval, 0.0));
+    EXPECT_EQ(landmarks.requests, 0);
+}
+
+TEST_F(FaceDetectorTest, TheClockIsReadOncePerFrame) {
+    frame();
+    const int before = clock.looks;
+    clock.tick = 0.02;
+    frame();
+    EXPECT_EQ(clock.looks, before + 1);
+    clock.tick = 0;
+    // 1/30 s after what was compared, which a later look would not have been.
+    clock.time -= 0.02;
+    frame(kInterval + 0.001);
+    EXPECT_EQ(landmarks.requests, 3);
+}
+
+TEST_F(FaceDetectorTest, TheLastAnalysisCountsFromBeforeItBegan) {
+    landmarks.beforeCompletion = [this] { clock.time += 0.02; };
+    frame();
+    frame(0.015);
+    EXPECT_EQ(landmarks.requests, 2);
+}
+
+TEST_F(FaceDetectorTest, TheLineIsWrittenBeforeThePublicationIsPosted) {
+    std::vector<std::string> trace;
+    log.trace = &trace;
+    dispatch.main.trace = &trace;
+    landmarks.faces = {exampleFace()};
+    frame();
+    EXPECT_THAT(trace,
+                ElementsAre("📍 Landmarks available", testing::StartsWith("🎯"), "post to main"));
+}
+
+TEST_F(FaceDetectorTest, TheOffsetOfPanIsSetBeforeThatOfTilt) {
+    std::string order;
+    const Subscription pan = detector->offsetPan.observe([&](float) { order += "pan "; });
+    const Subscription tilt = detector->offsetTilt.observe([&](float) { order += "tilt "; });
+    order.clear();
+    detector->setOffset();
+    EXPECT_EQ(order, "pan tilt ");
 }
 
 TEST_F(FaceDetectorTest, ASkippedFrameDoesNotMoveTheThrottle) {
@@ -218,6 +263,18 @@ TEST_F(FaceDetectorTest, PanIsClampedBeforeTheSmoothingAndHasNoDeadZone) {
     analysed(faceAt(250, 0));
     EXPECT_EQ(bits(detector->pan.get()), bits(54.000004F));
     EXPECT_EQ(bits(54.000004F), bits(180.0F * 0.3F));
+}
+
+TEST_F(FaceDetectorTest, SmoothsInThisOrderToTheBit) {
+    std::vector<std::uint32_t> published;
+    for (const auto& [pan, tilt] :
+         {std::pair(33.3, 77.7), std::pair(-120.1, -61.9), std::pair(7.9, -88.3)}) {
+        analysed(faceAt(pan, tilt));
+        published.push_back(bits(detector->pan.get()));
+        published.push_back(bits(detector->tilt.get()));
+    }
+    EXPECT_THAT(published,
+                ElementsAre(0x411FD70AU, 0x4104F5C2U, 0xC1E84BC8U, 0U, 0xC18FA5AFU, 0xC15112DAU));
 }
 
 TEST_F(FaceDetectorTest, ASmallPanIsPublishedAsItIs) {

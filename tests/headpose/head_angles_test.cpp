@@ -59,6 +59,59 @@ TEST(RawHeadAngles, TheDegreesConstantIsOneUnitAboveTheNearest) {
     EXPECT_EQ(bits(57.295784F), bits(std::nextafter(static_cast<float>(180.0 / M_PI), 100.0F)));
 }
 
+// Nothing about this face is symmetric, level, round or in the middle.
+TEST(RawHeadAngles, AreTheseToTheBit) {
+    fakes::ScriptedFace face{
+        .noseCrest = {{{0.48, 0.61}, {0.49, 0.52}, {0.53, 0.44}, {0.47, 0.41}}},
+        .leftEye = {{{0.21, 0.66}, {0.27, 0.71}, {0.335, 0.64}}},
+        .rightEye = {{{0.66, 0.58}, {0.73, 0.635}, {0.785, 0.57}}},
+        .boundingBox = {},
+        .yaw = {}};
+    const Rectangle left{0.07, 0.52, 0.31, 0.36};
+    const Rectangle right{0.61, 0.04, 0.22, 0.5};
+    struct Row {
+        std::optional<double> yaw;
+        std::uint32_t pan, tilt, rightPan, rightTilt;
+    };
+    for (const Row& row : {Row{0.37, 0x412330E8, 0xC0F637E0, 0x41EFFEDA, 0xC2012D62},
+                           Row{-0.9, 0xC27A43CB, 0xC1F9004C, 0xC22B1098, 0xC25EE68C},
+                           Row{-1.3, 0xC2AAF813, 0xC2212EB3, 0xC2835E79, 0xC281CA8D},
+                           Row{{}, 0xC099857E, 0xC025D660, 0x41700A0E, 0xC1D98798}}) {
+        face.yaw = row.yaw;
+        face.boundingBox = left;
+        const auto angles = raw(face, 640, 480);
+        EXPECT_EQ(bits(angles->pan), row.pan) << row.yaw.value_or(0);
+        EXPECT_EQ(bits(angles->tilt), row.tilt) << row.yaw.value_or(0);
+        face.boundingBox = right;
+        const auto others = raw(face, 1281, 719);
+        EXPECT_EQ(bits(others->pan), row.rightPan) << row.yaw.value_or(0);
+        EXPECT_EQ(bits(others->tilt), row.rightTilt) << row.yaw.value_or(0);
+    }
+}
+
+// Each term lies exactly between two single-precision values, and the lower one is even: the last
+// bit of a double-precision constant decides on which side it is rounded.
+TEST(RawHeadAngles, TheConstantsAreThoseOfDoublePrecision) {
+    const double middle = 0.5;
+    fakes::ScriptedFace face{.noseCrest = {{{middle, 0}}},
+                             .leftEye = {{{0, 0}}},
+                             .rightEye = {{{1, 0}}},
+                             .boundingBox = {middle, middle, 0, 0},
+                             .yaw = {}};
+    const auto half = [](double term) { return static_cast<float>(term); };
+    face.boundingBox.x = middle + 3355445 * 0x1p-27;
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->pan), bits(half(16777224 * 0x1p-24)));
+    face.boundingBox = {middle, middle, 0, 0};
+    face.noseCrest = {{{middle + 372829 * 0x1p-20, 0}}};
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->pan), bits(half(16777304 * 0x1p-19)));
+    // The sum with -90 keeps the last bit of what is near to 90.
+    face.noseCrest = {{{middle, -372829 * 0x1p-20}}};
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777304 * 0x1p-18) - 90.0F));
+    face.noseCrest = {{{middle, 0}}};
+    face.boundingBox.y = middle + 1118483 * 0x1p-20;
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777244 * 0x1p-18) - 90.0F));
+}
+
 TEST(RawHeadAngles, ANoseCrestOfOnePointUsesItAndOfTwoItsSecond) {
     fakes::ScriptedFace face = exampleFace();
     face.yaw.reset();

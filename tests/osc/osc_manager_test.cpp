@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <vector>
@@ -474,6 +475,21 @@ TEST_F(OSCManagerTest, AConnectionIsStoredBeforeItIsStarted) {
     EXPECT_EQ(connection().cancelCount, 1);
     EXPECT_THAT(trace, ElementsAre("makeUDPConnection", "setStateUpdateHandler", "start", "cancel",
                                    "send"));
+}
+
+TEST_F(OSCManagerTest, AConnectionIsStoredBeforeItHasAHandler) {
+    network.onHandlerSet = [this] { manager->disconnect(); };
+    sendAt(0);
+    EXPECT_EQ(connection().cancelCount, 1);
+}
+
+TEST_F(OSCManagerTest, AMessageOfUsualLengthTakesNoMemory) {
+    sendAt(0);
+    std::pmr::memory_resource* const before =
+        std::pmr::set_default_resource(std::pmr::null_memory_resource());
+    EXPECT_NO_THROW(sendAt(1));
+    std::pmr::set_default_resource(before);
+    EXPECT_THAT(connection().sent, SizeIs(2));
 }
 
 TEST_F(OSCManagerTest, EachSettingIsReadAtItsStep) {

@@ -91,6 +91,12 @@ TEST(OSCMessage, HasTheSizeOfItsFieldsForEveryLength) {
     }
 }
 
+TEST(OSCMessage, ReadsNothingBehindTheAddress) {
+    const std::string_view longer = "/yprX\x80";
+    EXPECT_EQ(hex(createOSCMessage(longer.substr(0, 4), {})),
+              "2F 79 70 72 00 00 00 00 2C 00 00 00");
+}
+
 TEST(OSCMessage, TakesNoMemoryButWhatItIsGiven) {
     std::array<std::byte, 28> buffer;
     std::pmr::monotonic_buffer_resource memory(buffer.data(), buffer.size(),
