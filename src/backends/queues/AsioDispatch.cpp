@@ -1,6 +1,8 @@
 #include "backends/queues/AsioDispatch.h"
 
 #include "backends/queues/AsioSerialQueue.h"
+#include "backends/queues/AsioThreadPool.h"
+#include "backends/queues/GlobalQueue.h"
 
 namespace velmaro {
 
@@ -12,13 +14,13 @@ constexpr std::size_t kMostThreads = 2 * kMostAtOnce + 1;
 
 AsioDispatch::AsioDispatch(DispatchQueue& mainQueue)
     : mainQueue_(mainQueue),
-      threads_(kMostThreads),
-      userInitiated_("user-initiated", threads_, kMostAtOnce),
-      standard_("standard", threads_, kMostAtOnce) {}
+      threads_(std::make_unique<AsioThreadPool>(kMostThreads)),
+      userInitiated_(std::make_unique<GlobalQueue>("user-initiated", *threads_, kMostAtOnce)),
+      standard_(std::make_unique<GlobalQueue>("standard", *threads_, kMostAtOnce)) {}
 
 AsioDispatch::~AsioDispatch() {
     // While both queues are there for the work that is running.
-    threads_.shutDown();
+    threads_->shutDown();
 }
 
 DispatchQueue& AsioDispatch::mainQueue() {
@@ -26,7 +28,7 @@ DispatchQueue& AsioDispatch::mainQueue() {
 }
 
 DispatchQueue& AsioDispatch::globalQueue(QualityOfService quality) {
-    return quality == QualityOfService::userInitiated ? userInitiated_ : standard_;
+    return quality == QualityOfService::userInitiated ? *userInitiated_ : *standard_;
 }
 
 std::shared_ptr<DispatchQueue> AsioDispatch::makeSerialQueue(const std::string& label,

@@ -3,11 +3,12 @@
 #include <memory>
 #include <string>
 
-#include "backends/queues/AsioThreadPool.h"
-#include "backends/queues/GlobalQueue.h"
 #include "platform/Dispatch.h"
 
 namespace velmaro {
+
+class AsioThreadPool;
+class GlobalQueue;
 
 /// The process's queues. The global queues share threads, each at most 16 at once; each serial
 /// queue has one of its own. The quality of service only tells the global queues apart: ordinary
@@ -27,9 +28,9 @@ public:
 
 private:
     DispatchQueue& mainQueue_;
-    AsioThreadPool threads_;
-    GlobalQueue userInitiated_;
-    GlobalQueue standard_;
+    const std::unique_ptr<AsioThreadPool> threads_;
+    const std::unique_ptr<GlobalQueue> userInitiated_;
+    const std::unique_ptr<GlobalQueue> standard_;
 };
 
 }  // namespace velmaro

@@ -48,7 +48,6 @@ MOTION_SOURCE = (("platform", "backends/motion", "backends/posix"), ())
 LIBRARIES = {
     "asio": r"/include/asio(/|\.hpp)",
     "bluetooth": r"/include/bluetooth/",
-    "protozero": r"/include/protozero/",
     "nlohmann": r"/include/nlohmann/",
     "CLI": r"/include/CLI/",
     "gstreamer": r"/gstreamer-1\.0/",
