@@ -2,8 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <iostream>
+#include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "app/OutputOptions.h"
 #include "osc/OSCManager.h"
@@ -31,26 +36,41 @@ std::string requireHost(const std::string& text) {
     return text.empty() ? "the address is empty: give a host name or an IP address" : "";
 }
 
+/// Decimal, as everybody reads it: "030" is thirty.
+template <typename Number>
+std::optional<Number> decimal(std::string_view text) {
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    Number number{};
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    const bool whole = read.ec == std::errc() && read.ptr == end;
+    return whole ? std::optional(number) : std::nullopt;
+}
+
 std::string requireDuration(const std::string& text) {
-    double seconds = 0;
-    const bool usable = CLI::detail::lexical_cast(text, seconds) && std::isfinite(seconds) &&
-                        seconds > 0 && seconds < 1e9;
+    const auto seconds = decimal<double>(text);
+    const bool usable = seconds && std::isfinite(*seconds) && *seconds > 0 && *seconds < 1e9;
     return usable ? "" : "'" + text + "' is no duration: give seconds, more than 0";
 }
 
 std::string requireRate(const std::string& text) {
-    std::int64_t rate = 0;
-    const bool usable = CLI::detail::lexical_cast(text, rate) && rate > 0;
+    const bool usable = decimal<std::int64_t>(text).value_or(0) > 0;
     return usable ? "" : "'" + text + "' is no rate: give messages a second, 1 or more";
 }
 
 /// Only what is given is stored: the sources know their own defaults.
 void addSourceOptions(CLI::App& app, std::span<const SourceOption> sourceOptions,
-                      SourceValues& values) {
+                      Options& options) {
     for (const SourceOption& each : sourceOptions) {
         CLI::Option* const option = app.add_option_function<std::string>(
             each.name,
-            [&values, name = each.name](const std::string& value) { values[name] = value; },
+            [&options, &each](const std::string& value) {
+                options.sourceValues[each.name] = value;
+                options.choosesHeadphones |= each.choosesHeadphones;
+                options.awaitsHeadphones |= each.isAwaited;
+            },
             each.description);
         option->type_name(each.valueName)->default_str(each.defaultValue);
         if (each.check != nullptr) {
@@ -80,7 +100,7 @@ void addSources(CLI::App& app, std::span<const SourceOption> sourceOptions, Opti
         ->type_name("FILE")
         ->allow_extra_args(false);
     app.add_flag("--once", options.once, "Stop when the file ends instead of looping");
-    addSourceOptions(app, sourceOptions, options.sourceValues);
+    addSourceOptions(app, sourceOptions, options);
     app.add_option("--record-motion", options.recordMotion,
                    "Record the headphones' motion into a new file")
         ->type_name("FILE");
@@ -100,10 +120,15 @@ void addDestination(CLI::App& app, Options& options) {
         ->type_name("ADDRESS")
         ->check(requireAscii)
         ->capture_default_str();
-    app.add_option("--rate", options.frameRate, "Send at most this many messages a second")
+    app.add_option_function<std::string>(
+           "--rate",
+           [&options](const std::string& text) {
+               options.frameRate = decimal<std::int64_t>(text).value_or(options.frameRate);
+           },
+           "Send at most this many messages a second")
         ->type_name("N")
         ->check(requireRate)
-        ->capture_default_str();
+        ->default_str(std::to_string(options.frameRate));
 }
 
 void addRest(CLI::App& app, Program program, Options& options) {
@@ -121,7 +146,10 @@ void addRest(CLI::App& app, Program program, Options& options) {
         ->capture_default_str();
     app.add_flag("--start", options.start, "(window) Start tracking at once");
     if (program == Program::terminal) {
-        app.add_option("--duration", options.duration, "Stop after this time")
+        app.add_option_function<std::string>(
+               "--duration",
+               [&options](const std::string& text) { options.duration = decimal<double>(text); },
+               "Stop after this time")
             ->type_name("SECONDS")
             ->check(requireDuration);
         app.add_flag("--stats", options.statistics,
@@ -139,6 +167,26 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+/// The same file twice is one camera.
+void forgetRepeatedFiles(std::vector<std::string>& files) {
+    std::vector<std::string> once;
+    for (std::string& file : files) {
+        if (std::ranges::find(once, file) == once.end()) {
+            once.push_back(std::move(file));
+        }
+    }
+    files = std::move(once);
+}
+
+/// Whether all of standard output has been written, such as the help.
+ExitStatus written(Program program) {
+    if (std::cout.flush()) {
+        return ExitStatus::success;
+    }
+    std::cerr << programName(program) << ": the answer could not be written\n";
+    return ExitStatus::couldNotRun;
+}
+
 }  // namespace
 
 const char* programName(Program program) {
@@ -149,6 +197,7 @@ tl::expected<Options, ExitStatus> parseCommandLine(Program program,
                                                    std::span<const SourceOption> sourceOptions,
                                                    int argc, const char* const* argv) {
     Options options;
+    options.program = program;
     CLI::App app("Streams where your head points as Open Sound Control over UDP.",
                  programName(program));
     app.set_version_flag("--version", std::string(programName(program)) + " " VELMARO_VERSION,
@@ -162,9 +211,10 @@ tl::expected<Options, ExitStatus> parseCommandLine(Program program,
     addOutputOptions(app, options);
     try {
         app.parse(argc, argv);
+        forgetRepeatedFiles(options.cameraFiles);
     } catch (const CLI::Success& success) {
         app.exit(success, std::cout, std::cerr);
-        return tl::unexpected(ExitStatus::success);
+        return tl::unexpected(written(program));
     } catch (const CLI::ParseError& error) {
         std::cerr << programName(program) << ": " << oneLine(error.what()) << " (see --help)\n";
         return tl::unexpected(ExitStatus::wrongUsage);

@@ -25,6 +25,7 @@ enum class Program { window, terminal };
 
 /// What the command line asked for.
 struct Options {
+    Program program = Program::terminal;
     bool listInputs = false;
     /// An `InputSource::id`; absent means the first available source.
     std::optional<std::string> input;
@@ -32,6 +33,10 @@ struct Options {
     bool once = false;
     /// What was given for the options of the sources of headphone motion.
     SourceValues sourceValues;
+    /// One of them means the headphones, unless a source is named.
+    bool choosesHeadphones = false;
+    /// One of them promises headphones that may come later.
+    bool awaitsHeadphones = false;
     std::optional<std::string> recordMotion;
     bool demo = false;
     std::string ipAddress = "127.0.0.1";

@@ -1,7 +1,6 @@
 #include "app/Startup.h"
 
 #include <iostream>
-#include <vector>
 
 namespace velmaro {
 
@@ -15,12 +14,11 @@ void applySettings(const Options& options, ContentView& view) {
 }
 
 bool printInputs(const ContentView& view) {
-    const std::vector<InputSource> inputs = view.availableInputs();
-    for (const InputSource& input : inputs) {
+    for (const InputSource& input : view.availableInputs()) {
         std::cout << input.id() << '\t' << input.label() << '\n';
     }
     std::cout.flush();
-    return !inputs.empty();
+    return std::cout.good();
 }
 
 }  // namespace velmaro

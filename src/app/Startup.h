@@ -8,7 +8,8 @@ namespace velmaro {
 /// Gives the view the settings of the command line. Main thread.
 void applySettings(const Options& options, ContentView& view);
 
-/// One line per source on standard output: its id, a tab, its label. False if there is none.
+/// One line per source on standard output: its id, a tab, its label. False if it could not be
+/// written.
 bool printInputs(const ContentView& view);
 
 }  // namespace velmaro

@@ -2,12 +2,19 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
 #include <utility>
-#include <variant>
+#include <vector>
 
+#include "app/linux/Files.h"
 #include "app/linux/MotionSources.h"
+#include "app/linux/Process.h"
 #include "app/linux/Resources.h"
+#include "app/linux/WantedSources.h"
 #include "backends/cameras/LiveCameras.h"
 #include "backends/control/ControlListener.h"
 #include "backends/facemesh/FaceMesh.h"
@@ -58,7 +65,7 @@ std::unique_ptr<gstreamer::DeviceProvider> makeCameras(LiveCameras liveCameras,
     return cameras::makeLiveCameras(notificationCenter, diagnostics, patience);
 }
 
-std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& options) {
+std::vector<gstreamer::FileCamera> fileCameras(const Options& options) {
     std::vector<gstreamer::FileCamera> cameras;
     if (options.demo) {
         cameras.push_back({resource("demo/demo.webm"), "demo", "Demonstration"});
@@ -70,15 +77,26 @@ std::vector<gstreamer::FileCamera> fileCameras(const LinuxPlatformOptions& optio
 }
 
 /// Who names a file has allowed it by that.
-bool needsPermission(const LinuxPlatformOptions& options) {
-    return options.liveCameras != LiveCameras::none && !options.demo && options.cameraFiles.empty();
+bool needsPermission(const Options& options, const WantedSources& wanted) {
+    return wanted.liveCameras != LiveCameras::none && !options.demo && options.cameraFiles.empty();
 }
 
+/// Standard output stays free for an answer that scripts read.
 std::unique_ptr<Log> makeLog(bool logs, Diagnostics& diagnostics) {
     if (logs) {
         return std::make_unique<StandardOutputLog>(diagnostics);
     }
     return std::make_unique<SilentLog>();
+}
+
+std::unique_ptr<HeadphoneMotion> noHeadphones() {
+    return std::make_unique<MotionChooser>(std::vector<std::unique_ptr<HeadphoneMotion>>());
+}
+
+void call(const std::function<void()>& handler) {
+    if (handler) {
+        handler();
+    }
 }
 
 Request requestOf(int signal) {
@@ -92,153 +110,159 @@ Request requestOf(int signal) {
     }
 }
 
-}  // namespace
+/// The members are in the order of construction; what comes later may use what comes earlier.
+class LinuxPlatform final : public System {
+public:
+    LinuxPlatform(const Options& options, const WantedSources& wanted, DispatchQueue& mainQueue,
+                  Telemetry& telemetry, Diagnostics& diagnostics);
 
-/// In the order of construction; what comes later may use what comes earlier.
-struct LinuxPlatform::Parts {
-    Parts(const LinuxPlatformOptions& options, DispatchQueue& mainQueue, Telemetry& telemetry)
-        : diagnostics(options.programName),
-          log(makeLog(options.logs, diagnostics)),
-          headphoneMotion(makeHeadphones(options)),
-          dispatch(std::make_unique<AsioDispatch>(mainQueue)),
-          network(&telemetry),
-          receivers(network, diagnostics),
-          capture(
-              *dispatch, notificationCenter, telemetry, diagnostics,
-              {.files = fileCameras(options),
-               .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
-               .cameras = makeCameras(options.liveCameras, notificationCenter, diagnostics),
-               .playbackEnded = [this] { endPlayback(); }}),
-          portal(needsPermission(options) ? std::make_unique<PortalCapture>(capture, diagnostics)
-                                          : nullptr),
-          faceLandmarks(makeFaceLandmarks(telemetry)),
-          doors{*dispatch,
-                notificationCenter,
-                portal ? static_cast<Capture&>(*portal) : capture,
-                *faceLandmarks,
-                *headphoneMotion,
-                receivers,
-                userDefaults,
-                clock,
-                *log} {
-        receivers.setOutput(options.output);
-        if (options.controlPort) {
-            listenForControl(options.controlAddress, *options.controlPort);
-        }
+    [[nodiscard]] const Platform& doors() const override { return doors_; }
+    [[nodiscard]] const std::optional<Error>& faceLandmarksError() const override {
+        return faceLandmarksError_;
     }
+    /// Why something that was asked for cannot be had, if it cannot.
+    [[nodiscard]] const std::optional<Error>& error() const { return error_; }
 
-    std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry) {
-        auto made = FaceMesh::create(resource("models"), &telemetry);
-        if (!made) {
-            faceLandmarksError = made.error();
-            return std::make_unique<NoFaceLandmarks>();
-        }
-        return std::move(*made);
+    void onPlaybackEnded(std::function<void()> handler) override {
+        playbackEnded_ = std::move(handler);
     }
-
-    void listenForControl(const std::string& address, std::uint16_t port) {
-        auto listener = ControlListener::listen(address, port);
-        if (listener) {
-            control = std::move(*listener);
-        } else {
-            controlError = listener.error();
-        }
+    void onRecordingFailed(std::function<void()> handler) override {
+        recordingFailed_ = std::move(handler);
     }
+    void onRequest(std::function<void(Request)> handler) override;
+    void shutDown() override;
 
-    std::unique_ptr<HeadphoneMotion> makeHeadphones(const LinuxPlatformOptions& options) {
-        auto made = makeHeadphoneMotion(options, diagnostics,
-                                        {.playbackEnded = [this] { endPlayback(); },
-                                         .recordingFailed = [this] { endRecording(); }});
-        if (!made) {
-            headphonesError = made.error();
-            return std::make_unique<MotionChooser>(std::vector<std::unique_ptr<HeadphoneMotion>>());
-        }
-        return std::move(*made);
-    }
+private:
+    std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry);
+    void listenForControl(const std::string& address, std::uint16_t port);
+    std::unique_ptr<HeadphoneMotion> makeHeadphones(const Options& options,
+                                                    Diagnostics& diagnostics);
 
-    void endRecording() const {
-        if (recordingFailed) {
-            recordingFailed();
-        }
-    }
+    std::function<void()> playbackEnded_;
+    std::function<void()> recordingFailed_;
+    std::optional<Error> faceLandmarksError_;
+    std::optional<Error> error_;
 
-    void endPlayback() const {
-        if (playbackEnded) {
-            playbackEnded();
-        }
-    }
-
-    std::function<void()> playbackEnded;
-    std::function<void()> recordingFailed;
-    std::optional<Error> faceLandmarksError;
-    std::optional<Error> headphonesError;
-    std::optional<Error> controlError;
-
-    StandardErrorDiagnostics diagnostics;
-    const std::unique_ptr<Log> log;
-    SystemClock clock;
-    NotificationCenter notificationCenter;
-    SettingsStore userDefaults{diagnostics};
-    const std::unique_ptr<HeadphoneMotion> headphoneMotion;
-    std::unique_ptr<AsioDispatch> dispatch;
-    AsioNetwork network;
-    ReceiverNetwork receivers;
-    gstreamer::GStreamerCapture capture;
-    const std::unique_ptr<PortalCapture> portal;
-    const std::unique_ptr<FaceLandmarks> faceLandmarks;
-    Platform doors;
-    std::unique_ptr<ControlListener> control;
-    std::unique_ptr<SignalListener> signals;
+    const std::unique_ptr<Log> log_;
+    SystemClock clock_;
+    NotificationCenter notificationCenter_;
+    SettingsStore userDefaults_;
+    const std::unique_ptr<HeadphoneMotion> headphoneMotion_;
+    std::unique_ptr<AsioDispatch> dispatch_;
+    AsioNetwork network_;
+    gstreamer::GStreamerCapture capture_;
+    const std::unique_ptr<PortalCapture> portal_;
+    const std::unique_ptr<FaceLandmarks> faceLandmarks_;
+    const Platform doors_;
+    std::unique_ptr<ControlListener> control_;
+    std::unique_ptr<SignalListener> signals_;
 };
 
-LinuxPlatform::LinuxPlatform(const LinuxPlatformOptions& options, DispatchQueue& mainQueue,
-                             Telemetry& telemetry)
-    : parts_(std::make_unique<Parts>(options, mainQueue, telemetry)) {}
-
-LinuxPlatform::~LinuxPlatform() = default;
-
-const Platform& LinuxPlatform::doors() const {
-    return parts_->doors;
+LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted,
+                             DispatchQueue& mainQueue, Telemetry& telemetry,
+                             Diagnostics& diagnostics)
+    : log_(makeLog(!options.listInputs, diagnostics)),
+      userDefaults_(diagnostics),
+      headphoneMotion_(wanted.headphones ? makeHeadphones(options, diagnostics) : noHeadphones()),
+      dispatch_(std::make_unique<AsioDispatch>(mainQueue)),
+      network_(&telemetry),
+      capture_(*dispatch_, notificationCenter_, telemetry, diagnostics,
+               {.files = fileCameras(options),
+                .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
+                .cameras = makeCameras(wanted.liveCameras, notificationCenter_, diagnostics),
+                .playbackEnded = [this] { call(playbackEnded_); }}),
+      portal_(needsPermission(options, wanted)
+                  ? std::make_unique<PortalCapture>(capture_, diagnostics)
+                  : nullptr),
+      faceLandmarks_(wanted.faces ? makeFaceLandmarks(telemetry)
+                                  : std::make_unique<NoFaceLandmarks>()),
+      doors_{*dispatch_,
+             notificationCenter_,
+             portal_ ? static_cast<Capture&>(*portal_) : capture_,
+             *faceLandmarks_,
+             *headphoneMotion_,
+             network_,
+             userDefaults_,
+             clock_,
+             *log_} {
+    // A listing can be asked for beside a running program.
+    if (options.controlPort && !options.listInputs) {
+        listenForControl(options.controlAddress, *options.controlPort);
+    }
 }
 
-const std::optional<Error>& LinuxPlatform::faceLandmarksError() const {
-    return parts_->faceLandmarksError;
+void LinuxPlatform::listenForControl(const std::string& address, std::uint16_t port) {
+    auto listener = ControlListener::listen(address, port);
+    if (listener) {
+        control_ = std::move(*listener);
+    } else {
+        error_ = listener.error();
+    }
 }
 
-const std::optional<Error>& LinuxPlatform::controlError() const {
-    return parts_->controlError;
+std::unique_ptr<FaceLandmarks> LinuxPlatform::makeFaceLandmarks(Telemetry& telemetry) {
+    auto made = FaceMesh::create(resource("models"), &telemetry);
+    if (!made) {
+        faceLandmarksError_ = made.error();
+        return std::make_unique<NoFaceLandmarks>();
+    }
+    return std::move(*made);
 }
 
-const std::optional<Error>& LinuxPlatform::headphonesError() const {
-    return parts_->headphonesError;
-}
-
-void LinuxPlatform::onPlaybackEnded(std::function<void()> handler) {
-    parts_->playbackEnded = std::move(handler);
-}
-
-void LinuxPlatform::onRecordingFailed(std::function<void()> handler) {
-    parts_->recordingFailed = std::move(handler);
-}
-
-void LinuxPlatform::shutDown() {
-    parts_->signals.reset();
-    parts_->control.reset();
-    parts_->dispatch.reset();
+std::unique_ptr<HeadphoneMotion> LinuxPlatform::makeHeadphones(const Options& options,
+                                                               Diagnostics& diagnostics) {
+    auto made = makeHeadphoneMotion(options, diagnostics,
+                                    {.playbackEnded = [this] { call(playbackEnded_); },
+                                     .recordingFailed = [this] { call(recordingFailed_); }});
+    if (!made) {
+        error_ = made.error();
+        return noHeadphones();
+    }
+    return std::move(*made);
 }
 
 void LinuxPlatform::onRequest(std::function<void(Request)> handler) {
-    if (parts_->control) {
-        parts_->control->start(
-            parts_->doors.dispatch.mainQueue(), [handler](ControlRequest request) {
-                handler(request == ControlRequest::setOffset ? Request::setOffset
-                                                             : Request::resetOffset);
-            });
+    if (control_) {
+        control_->start(doors_.dispatch.mainQueue(), [handler](ControlRequest request) {
+            handler(request == ControlRequest::setOffset ? Request::setOffset
+                                                         : Request::resetOffset);
+        });
     }
-    parts_->signals = std::make_unique<SignalListener>(
-        parts_->doors.dispatch.mainQueue(),
-        std::initializer_list<int>{SIGINT, SIGTERM, SIGUSR1, SIGUSR2},
+    signals_ = std::make_unique<SignalListener>(
+        doors_.dispatch.mainQueue(), std::initializer_list<int>{SIGINT, SIGTERM, SIGUSR1, SIGUSR2},
         [handler = std::move(handler)](int signal) { handler(requestOf(signal)); });
+}
+
+void LinuxPlatform::shutDown() {
+    signals_.reset();
+    control_.reset();
+    dispatch_.reset();
+}
+
+}  // namespace
+
+Result<std::unique_ptr<System>> makeLinuxPlatform(const Options& options, DispatchQueue& mainQueue,
+                                                  Telemetry& telemetry, Diagnostics& diagnostics) {
+    if (const auto reason = unreadable(options.cameraFiles)) {
+        return failure(*reason);
+    }
+    if (const auto threads = requireThreads(); !threads) {
+        return tl::unexpected(threads.error());
+    }
+    try {
+        auto platform = std::make_unique<LinuxPlatform>(options, wantedSources(options), mainQueue,
+                                                        telemetry, diagnostics);
+        if (const auto& error = platform->error()) {
+            return tl::unexpected(*error);
+        }
+        return platform;
+    } catch (const std::system_error& error) {
+        return failure(std::string("the system gives the program too little: ") + error.what());
+    }
+}
+
+std::unique_ptr<Diagnostics> makeDiagnostics(Program program) {
+    return std::make_unique<StandardErrorDiagnostics>(programName(program));
 }
 
 }  // namespace velmaro

@@ -17,7 +17,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<MainLoop> MainLoop::create() {
+std::unique_ptr<MainLoop> makeMainLoop() {
     return std::make_unique<AsioMainLoop>();
 }
 

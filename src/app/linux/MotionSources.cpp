@@ -13,7 +13,7 @@ std::span<const SourceOption> motionSourceOptions() {
     return options;
 }
 
-Result<std::unique_ptr<HeadphoneMotion>> makeHeadphoneMotion(const LinuxPlatformOptions& options,
+Result<std::unique_ptr<HeadphoneMotion>> makeHeadphoneMotion(const Options& options,
                                                              Diagnostics& diagnostics,
                                                              const MotionEvents& events) {
     auto headphones =
@@ -21,7 +21,8 @@ Result<std::unique_ptr<HeadphoneMotion>> makeHeadphoneMotion(const LinuxPlatform
                                               .diagnostics = diagnostics,
                                               .once = options.once,
                                               .onPlaybackEnded = events.playbackEnded});
-    if (!headphones || !options.recordMotion) {
+    // A listing has no motion to record.
+    if (!headphones || !options.recordMotion || options.listInputs) {
         return headphones;
     }
     return MotionRecorder::open(*options.recordMotion, std::move(*headphones), diagnostics,

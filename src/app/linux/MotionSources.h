@@ -4,7 +4,7 @@
 #include <memory>
 #include <span>
 
-#include "app/linux/LinuxPlatform.h"
+#include "app/CommandLine.h"
 #include "platform/Diagnostics.h"
 #include "platform/HeadphoneMotion.h"
 #include "platform/Result.h"
@@ -26,6 +26,6 @@ struct MotionEvents {
 /// The headphones that the options ask for, recorded into a file if that is asked for too; or why
 /// something of it cannot be had. The events are called on the main queue.
 [[nodiscard]] Result<std::unique_ptr<HeadphoneMotion>> makeHeadphoneMotion(
-    const LinuxPlatformOptions& options, Diagnostics& diagnostics, const MotionEvents& events);
+    const Options& options, Diagnostics& diagnostics, const MotionEvents& events);
 
 }  // namespace velmaro

@@ -33,17 +33,21 @@ protected:
 };
 
 TEST_F(FoundAirPods, AreSpokenToAndCalledExperimental) {
-    FakeBlueZ bluez(bus.address());
-    Program program({"--demo"}, variables);
-    ASSERT_TRUE(program.waitForErrors("'Demonstration' to"));
-    EXPECT_THAT(program.errors(), Not(HasSubstr("AirPods")));
-    bluez.set(kPath, airPods());
-    EXPECT_TRUE(
-        program.waitForErrors("velmaro-cli: found AirPods at 00:00:00:00:00:00; their motion is "
-                              "experimental, see docs/headphones.md\n"))
-        << program.errors();
-    EXPECT_TRUE(program.waitForErrors("velmaro-cli: no motion from the AirPods (experimental): "))
-        << program.errors();
+    const FakeBlueZ bluez(bus.address(), {{kPath, airPods()}});
+    const Finished run = runProgram({"--input", "airpods"}, variables);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.errors,
+                HasSubstr("velmaro-cli: found AirPods at 00:00:00:00:00:00; their motion is "
+                          "experimental, see docs/headphones.md\n"));
+    EXPECT_THAT(run.errors, HasSubstr("velmaro-cli: no motion from the AirPods (experimental): "));
+}
+
+TEST_F(FoundAirPods, AreNotLookedForWhereACameraIsChosen) {
+    const FakeBlueZ bluez(bus.address(), {{kPath, airPods()}});
+    const Finished run = runProgram({"--demo", "--once"}, variables);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.errors, Not(HasSubstr("AirPods")));
+    EXPECT_EQ(bluez.questions(), 0);
 }
 
 TEST_F(FoundAirPods, AreNoSourceUnlessTheyAnswer) {
@@ -60,7 +64,7 @@ TEST_F(FoundAirPods, AreNotLookedForWhereAnotherTrackerIsNamed) {
     const Finished run = runProgram(
         {"--motion-udp", std::to_string(freePort()), "--input", "airpods", "--duration", "0.5"},
         variables);
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.errors, Not(HasSubstr("AirPods at")));
     EXPECT_EQ(bluez.questions(), 0);
 }
@@ -70,7 +74,7 @@ TEST_F(FoundAirPods, AreNotLookedForWhereAnAddressIsGiven) {
     const Finished run = runProgram(
         {"--airpods-address", "00:00:00:00:00:01", "--input", "airpods", "--duration", "0.5"},
         variables);
-    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.status, 1);
     EXPECT_EQ(bluez.questions(), 0);
 }
 

@@ -42,7 +42,7 @@ TEST(RecordMotion, ARecordingOfALiveTrackerCanBeReplayed) {
 TEST(RecordMotion, NeverOverwritesAFile) {
     const TemporaryFolder folder;
     const std::string file = folder.write("kept.txt", "mine");
-    const Finished run = runProgram({"--record-motion", file, "--demo"});
+    const Finished run = runProgram({"--record-motion", file, "--input", "airpods"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_THAT(run.errors, testing::AllOf(HasSubstr(file), HasSubstr("exists")));

@@ -41,7 +41,7 @@ std::string TemporaryFolder::write(const std::string& name, const std::string& c
 }
 
 Program::Program(const std::vector<std::string>& arguments, const Environment& variables,
-                 Streams streams) {
+                 Streams streams, const ProgramStart& start) {
     pid_ = ::fork();
     if (pid_ < 0) {
         throw std::runtime_error("cannot fork");
@@ -64,12 +64,15 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& v
     // A receiver's socket must not live on in the child.
     ::close_range(STDERR_FILENO + 1, ~0U, 0);
     std::vector<char*> pointers;
-    std::string name = VELMARO_PROGRAM;
+    std::string name = start.path.empty() ? VELMARO_PROGRAM : start.path;
     pointers.push_back(name.data());
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str()));
     }
     pointers.push_back(nullptr);
+    if (start.prepare) {
+        start.prepare();
+    }
     ::execv(name.c_str(), pointers.data());
     ::_exit(127);
 }
@@ -106,6 +109,17 @@ std::string Program::output() const {
 }
 std::string Program::errors() const {
     return read(folder_.path() / "errors");
+}
+
+std::set<std::string> Program::threadNames() const {
+    std::set<std::string> names;
+    std::error_code gone;
+    const auto tasks = std::filesystem::path("/proc") / std::to_string(pid_) / "task";
+    for (const auto& task : std::filesystem::directory_iterator(tasks, gone)) {
+        std::string name = read(task.path() / "comm");
+        names.insert(name.substr(0, name.find('\n')));
+    }
+    return names;
 }
 
 std::vector<std::string> Program::outputLines() const {

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,14 @@ private:
     std::filesystem::path path_;
 };
 
+/// What may differ from an ordinary start.
+struct ProgramStart {
+    /// The other program, with a window, if given.
+    std::string path = {};
+    /// Called in the new process just before the program takes it over.
+    std::function<void()> prepare = {};
+};
+
 /// The built program without a window, in a process of its own with a settings folder of its own.
 class Program {
 public:
@@ -40,7 +49,7 @@ public:
 
     /// Starts it. Variables are added to this process's.
     explicit Program(const std::vector<std::string>& arguments, const Environment& variables = {},
-                     Streams streams = {-1, -1});
+                     Streams streams = {-1, -1}, const ProgramStart& start = {});
     /// Kills it if it still runs.
     ~Program();
     Program(const Program&) = delete;
@@ -63,6 +72,8 @@ public:
     [[nodiscard]] bool waitForErrors(const std::string& text);
 
     [[nodiscard]] pid_t pid() const { return pid_; }
+    /// What its threads are called, sorted; equal names once.
+    [[nodiscard]] std::set<std::string> threadNames() const;
 
 private:
     bool waitFor(const std::function<bool()>& condition);

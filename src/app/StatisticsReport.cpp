@@ -1,4 +1,4 @@
-#include "app/cli/StatisticsReport.h"
+#include "app/StatisticsReport.h"
 
 #include <sys/resource.h>
 

@@ -1,0 +1,142 @@
+#include "app/CameraSupervisor.h"
+
+#include <any>
+#include <string_view>
+#include <utility>
+
+namespace velmaro {
+namespace {
+
+constexpr std::string_view kCameraPrefix = "camera_";
+
+std::string reasonOf(const Notification& notification) {
+    const auto entry = notification.userInfo.find(kCaptureSessionErrorKey);
+    const auto* const error = entry == notification.userInfo.end()
+                                  ? nullptr
+                                  : std::any_cast<CaptureError>(&entry->second);
+    return error != nullptr ? error->localizedDescription : "the camera has failed";
+}
+
+}  // namespace
+
+std::shared_ptr<CameraSupervisor> CameraSupervisor::create(
+    ContentView& view, const Platform& platform, Diagnostics& diagnostics,
+    std::function<bool(const std::string& inputId)> isFile, std::function<void()> onGivenUp) {
+    auto supervisor = std::make_shared<CameraSupervisor>(Private{}, view, platform, diagnostics,
+                                                         std::move(isFile), std::move(onGivenUp));
+    supervisor->observeNotifications(platform.notificationCenter);
+    return supervisor;
+}
+
+CameraSupervisor::CameraSupervisor(Private /*key*/, ContentView& view, const Platform& platform,
+                                   Diagnostics& diagnostics,
+                                   std::function<bool(const std::string& inputId)> isFile,
+                                   std::function<void()> onGivenUp)
+    : view_(view),
+      mainQueue_(platform.dispatch.mainQueue()),
+      diagnostics_(diagnostics),
+      isFile_(std::move(isFile)),
+      onGivenUp_(std::move(onGivenUp)) {}
+
+// Added after the camera manager's, so that what is posted here finds its list renewed.
+void CameraSupervisor::observeNotifications(NotificationCenter& center) {
+    const auto& session = view_.cameraManager->captureSession;
+    center.addObserver(
+        weak_from_this(), kCaptureSessionRuntimeError, session.get(),
+        [this, weakSession = std::weak_ptr(session)](const Notification& notification) {
+            // A session that goes on was only disturbed.
+            if (const auto running = weakSession.lock(); running && !running->isRunning()) {
+                post([reason = reasonOf(notification)](CameraSupervisor& self) {
+                    self.sessionEnded(reason);
+                });
+            }
+        });
+    center.addObserver(weak_from_this(), kCaptureSessionDidStartRunning, session.get(),
+                       [this](const Notification&) { post(&CameraSupervisor::sessionStarted); });
+    center.addObserver(weak_from_this(), kCaptureDeviceWasConnected, nullptr,
+                       [this](const Notification&) { post(&CameraSupervisor::cameraConnected); });
+}
+
+void CameraSupervisor::post(std::function<void(CameraSupervisor&)> work) {
+    mainQueue_.async([weakSelf = weak_from_this(), work = std::move(work)] {
+        if (const auto self = weakSelf.lock()) {
+            work(*self);
+        }
+    });
+}
+
+bool CameraSupervisor::isCameraWanted() const {
+    return view_.isRunning.get() && view_.selectedInputId.get().starts_with(kCameraPrefix);
+}
+
+void CameraSupervisor::sessionStarted() {
+    if (!isCameraWanted()) {
+        view_.cameraManager->captureSession->stopRunning();
+        return;
+    }
+    hasStarted_ = true;
+    isLost_ = false;
+    connectionsAtStart_ = connections_;
+}
+
+void CameraSupervisor::sessionEnded(const std::string& reason) {
+    if (!isCameraWanted()) {
+        return;
+    }
+    const auto input = view_.selectedInput();
+    if (input && isFile_(input->id())) {
+        giveUp("'" + input->label() + "' ended early: " + reason);
+    } else if (hasStarted_) {
+        lose(reason);
+    } else {
+        giveUp(reason);
+    }
+}
+
+void CameraSupervisor::refused(const CaptureRefusal& refusal) {
+    if (!isCameraWanted()) {
+        return;
+    }
+    if (hasStarted_ && refusal.reason == CaptureRefusal::Reason::cannotOpen) {
+        lose(refusal.text);
+    } else {
+        giveUp(refusal.text);
+    }
+}
+
+void CameraSupervisor::lose(const std::string& reason) {
+    isLost_ = true;
+    diagnostics_.report({.kind = Diagnostic::Kind::warning,
+                         .subject = Diagnostic::Subject::camera,
+                         .text = reason,
+                         .advice = "tracking goes on when it is back"});
+    resumeIfBack();
+}
+
+void CameraSupervisor::giveUp(const std::string& reason) {
+    isLost_ = true;
+    diagnostics_.report({.kind = Diagnostic::Kind::failure,
+                         .subject = Diagnostic::Subject::camera,
+                         .text = reason});
+    onGivenUp_();
+}
+
+void CameraSupervisor::cameraConnected() {
+    ++connections_;
+    resumeIfBack();
+}
+
+void CameraSupervisor::resumeIfBack() {
+    const auto input = view_.selectedInput();
+    if (!isLost_ || !isCameraWanted() || !input || connections_ == connectionsAtStart_) {
+        return;
+    }
+    isLost_ = false;
+    connectionsAtStart_ = connections_;
+    diagnostics_.report({.subject = Diagnostic::Subject::camera,
+                         .text = "the camera \"" + input->label() + "\" is back"});
+    view_.stopCurrentTracking();
+    view_.startTracking();
+}
+
+}  // namespace velmaro

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/Dispatch.h"
+
+namespace velmaro {
+
+/// The main thread's queue and the loop that runs it: Qt's where there is a window.
+class MainLoop {
+public:
+    virtual ~MainLoop() = default;
+
+    virtual DispatchQueue& queue() = 0;
+    /// Runs the queue's work on this thread until `stop`.
+    virtual void run() = 0;
+    /// Any thread; `run` returns after the work that is under way.
+    virtual void stop() = 0;
+    /// Destroys queued work without running it, and all that is queued later. Main thread, after
+    /// `run`.
+    virtual void close() = 0;
+};
+
+}  // namespace velmaro

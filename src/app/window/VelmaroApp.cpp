@@ -1,0 +1,114 @@
+#include "app/window/VelmaroApp.h"
+
+#include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
+#include <clocale>
+#include <cstdlib>
+#include <utility>
+
+#include "app/Run.h"
+#include "app/linux/LinuxPlatform.h"
+#include "app/linux/Process.h"
+#include "app/linux/Resources.h"
+#include "app/window/Button.h"
+#include "app/window/ColorSchemeWatcher.h"
+#include "app/window/Colors.h"
+#include "app/window/ControlPanel.h"
+#include "app/window/Fonts.h"
+#include "app/window/QtMainLoop.h"
+#include "app/window/Window.h"
+
+namespace velmaro {
+namespace {
+
+void report(Diagnostic::Kind kind, const std::string& text, const std::string& advice = "") {
+    makeDiagnostics(Program::window)->report({.kind = kind, .text = text, .advice = advice});
+}
+
+/// The toolkit ends the process with a core dump when it finds no display; that is no fault of the
+/// program.
+void endWithoutDisplay(QtMsgType type, const QMessageLogContext& /*context*/, const QString& text) {
+    if (type == QtFatalMsg) {
+        report(Diagnostic::Kind::failure, "cannot open a window",
+               "is there a display? Without one, use velmaro-cli");
+        std::_Exit(static_cast<int>(ExitStatus::couldNotRun));
+    }
+    if (type == QtCriticalMsg) {
+        report(Diagnostic::Kind::warning, text.toStdString());
+    }
+}
+
+void describeApplication() {
+    QCoreApplication::setApplicationName(QStringLiteral("velmaro"));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Velmaro"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("io.github.velmaro.Velmaro"));
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
+        Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+}
+
+void translate(QApplication& application) {
+    const auto install = [&application](const QString& name, const QString& folder) {
+        auto* const translator = new QTranslator(&application);
+        if (translator->load(QLocale(), name, QStringLiteral("_"), folder)) {
+            QApplication::installTranslator(translator);
+        }
+    };
+    install(QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
+    install(QStringLiteral("velmaro"), QStringLiteral(":/translations"));
+}
+
+}  // namespace
+
+VelmaroApp::VelmaroApp(Options options, char* name) : options_(std::move(options)), name_(name) {}
+
+ExitStatus VelmaroApp::run() {
+    // The toolkit ends the process where a thread cannot be had.
+    if (const auto threads = requireThreads(); !threads) {
+        report(Diagnostic::Kind::failure, threads.error().description);
+        return ExitStatus::couldNotRun;
+    }
+    describeApplication();
+    if (options_.listInputs) {
+        ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    }
+    // Ours has read the whole command line.
+    int count = 1;
+    char* arguments[] = {name_, nullptr};
+    const QtMessageHandler before = qInstallMessageHandler(endWithoutDisplay);
+    QApplication application(count, arguments);
+    qInstallMessageHandler(before);
+    // The toolkit takes the user's locale for the C library too; numbers in files and on standard
+    // output keep their decimal point.
+    std::setlocale(LC_NUMERIC, "C");
+
+    QApplication::setQuitOnLastWindowClosed(false);
+    const ColorSchemeWatcher watcher;
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setPalette(paletteOf(watcher.scheme()));
+    QObject::connect(&watcher, &ColorSchemeWatcher::changed, &application,
+                     [](ColorScheme scheme) { QApplication::setPalette(paletteOf(scheme)); });
+    translate(application);
+    return runInside();
+}
+
+ExitStatus VelmaroApp::runInside() {
+    QtMainLoop mainLoop;
+    Run run(options_, mainLoop, makeDiagnostics(Program::window), makeLinuxPlatform);
+    if (!loadFonts(resource("fonts"))) {
+        run.diagnostics().report({.text = "its own typeface is missing, another stands in"});
+    }
+    if (const auto over = run.prepare()) {
+        return *over;
+    }
+    auto* const panel = new ControlPanel(run.view());
+    Window window(panel);
+    window.onClose = [&run] { run.end(ExitStatus::success); };
+    run.onStopRequest = [&window] { window.close(); };
+    panel->startButton->setFocus();
+    window.show();
+    return run.execute();
+}
+
+}  // namespace velmaro
