@@ -170,7 +170,7 @@ void Run::watch() {
                                      [this] { endByItself(); });
     }
     if (statistics_) {
-        statistics_->start();
+        statistics_->start(system_->errorLines());
     }
 }
 

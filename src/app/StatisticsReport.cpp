@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <vector>
 
@@ -61,7 +62,8 @@ StatisticsReport::Totals StatisticsReport::totals() const {
             std::chrono::steady_clock::now()};
 }
 
-void StatisticsReport::start() {
+void StatisticsReport::start(Log& output) {
+    output_ = &output;
     last_ = totals();
     printLater();
 }
@@ -81,15 +83,17 @@ void StatisticsReport::printLine() {
                    [](auto& count) { return count.exchange(0, std::memory_order_relaxed); });
     const Totals now = totals();
     const double elapsed = std::chrono::duration<double>(now.time - last_.time).count();
-    std::fprintf(stderr,
-                 "frames in %llu, analysed %llu, dropped %llu, datagrams out %llu, "
-                 "frame to datagram p50 %.2f ms p99 %.2f ms, cost %.1f %% of a core\n",
-                 static_cast<unsigned long long>(now.framesIn - last_.framesIn),
-                 static_cast<unsigned long long>(now.framesAnalysed - last_.framesAnalysed),
-                 static_cast<unsigned long long>(now.framesDropped - last_.framesDropped),
-                 static_cast<unsigned long long>(now.datagramsOut - last_.datagramsOut),
-                 percentile(delays, 0.5), percentile(delays, 0.99),
-                 100.0 * (now.cpuSeconds - last_.cpuSeconds) / elapsed);
+    std::array<char, 256> line{};
+    std::snprintf(line.data(), line.size(),
+                  "frames in %llu, analysed %llu, dropped %llu, datagrams out %llu, "
+                  "frame to datagram p50 %.2f ms p99 %.2f ms, cost %.1f %% of a core",
+                  static_cast<unsigned long long>(now.framesIn - last_.framesIn),
+                  static_cast<unsigned long long>(now.framesAnalysed - last_.framesAnalysed),
+                  static_cast<unsigned long long>(now.framesDropped - last_.framesDropped),
+                  static_cast<unsigned long long>(now.datagramsOut - last_.datagramsOut),
+                  percentile(delays, 0.5), percentile(delays, 0.99),
+                  100.0 * (now.cpuSeconds - last_.cpuSeconds) / elapsed);
+    output_->line(line.data());
     last_ = now;
 }
 

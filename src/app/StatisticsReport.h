@@ -7,11 +7,12 @@
 #include <memory>
 
 #include "platform/Dispatch.h"
+#include "platform/Log.h"
 #include "platform/Telemetry.h"
 
 namespace velmaro {
 
-/// One line a second on standard error: what came in, was analysed, dropped and sent in that
+/// One line a second: what came in, was analysed, dropped and sent in that
 /// second, how long datagrams came after their frames, and what it cost.
 class StatisticsReport : public std::enable_shared_from_this<StatisticsReport> {
 public:
@@ -21,8 +22,9 @@ public:
     StatisticsReport(const StatisticsReport&) = delete;
     StatisticsReport& operator=(const StatisticsReport&) = delete;
 
-    /// Prints from a second from now on, until destroyed. Main thread.
-    void start();
+    /// Gives the lines to `output`, which outlives the queue's last work, from a second from now
+    /// on, until destroyed. Main thread.
+    void start(Log& output);
 
 private:
     // Hundredths of a millisecond, up to 100 ms: frames that take longer share the last bucket.
@@ -46,6 +48,7 @@ private:
     DispatchQueue& mainQueue_;
     std::array<std::atomic<std::uint32_t>, kBuckets> delays_{};
     Totals last_;
+    Log* output_ = nullptr;
 };
 
 }  // namespace velmaro

@@ -27,6 +27,9 @@ public:
     /// Why faces cannot be found, if they cannot: every frame then passes unanalysed.
     [[nodiscard]] virtual const std::optional<Error>& faceLandmarksError() const = 0;
 
+    /// Lines on standard error that are no diagnostics, as they are.
+    [[nodiscard]] virtual Log& errorLines() = 0;
+
     /// Calls `handler` on the main queue when a file that plays once has ended, its last frame
     /// handled.
     virtual void onPlaybackEnded(std::function<void()> handler) = 0;

@@ -123,6 +123,8 @@ public:
     /// Why something that was asked for cannot be had, if it cannot.
     [[nodiscard]] const std::optional<Error>& error() const { return error_; }
 
+    [[nodiscard]] Log& errorLines() override { return errorLines_; }
+
     void onPlaybackEnded(std::function<void()> handler) override {
         playbackEnded_ = std::move(handler);
     }
@@ -144,6 +146,7 @@ private:
     std::optional<Error> error_;
 
     const std::unique_ptr<Log> log_;
+    StandardErrorLog errorLines_;
     SystemClock clock_;
     NotificationCenter notificationCenter_;
     SettingsStore userDefaults_;

@@ -14,4 +14,6 @@ StandardOutputLog::StandardOutputLog(Diagnostics& diagnostics)
                               .advice = "read standard output, or send it to /dev/null"});
       }) {}
 
+StandardErrorLog::StandardErrorLog() : writer_(STDERR_FILENO, "statistics", [](std::size_t) {}) {}
+
 }  // namespace velmaro

@@ -20,6 +20,18 @@ private:
     LineWriter writer_;
 };
 
+/// Lines on standard error in the same way. Those that nobody reads in time are lost without a
+/// word.
+class StandardErrorLog final : public Log {
+public:
+    StandardErrorLog();
+
+    void line(std::string_view text) override { writer_.line(text); }
+
+private:
+    LineWriter writer_;
+};
+
 /// Writes nothing: for when standard output carries an answer that scripts read.
 class SilentLog final : public Log {
 public:

@@ -88,6 +88,17 @@ TEST_P(UnreadOutput, HoldsUpNoEndByItself) {
     EXPECT_EQ(program.wait(), 0);
 }
 
+TEST_P(UnreadOutput, MayBeAllThereIs) {
+    const StuckOutput output(GetParam());
+    const Receiver receiver;
+    Program program({"--demo", "--port", receiver.port(), "--stats"}, {},
+                    {.output = output.descriptor(), .errors = output.descriptor()});
+    // Longer than it takes to say the first line of statistics.
+    ASSERT_TRUE(goesOn(receiver, 80));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Outputs, UnreadOutput, testing::Values(Kind::pipe, Kind::terminal),
                          [](const auto& info) {
                              return info.param == Kind::pipe ? "Pipe" : "Terminal";
