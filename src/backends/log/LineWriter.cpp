@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -26,6 +27,8 @@ constexpr std::size_t kMostPendingBytes = 1 << 18;
 constexpr int kMostPatience = 10;
 /// How often the end looks whether the file takes anything.
 constexpr milliseconds kGlance{10};
+
+constexpr steady_clock::time_point kNever = steady_clock::time_point::max();
 
 bool isWritable(int descriptor, int timeout) {
     pollfd waiting{descriptor, POLLOUT, 0};
@@ -102,11 +105,15 @@ public:
     }
 
     [[nodiscard]] int descriptor() const { return descriptor_; }
+    /// When the call of `write` that is under way began; `kNever` if there is none.
+    [[nodiscard]] steady_clock::time_point busySince() const { return busySince_; }
 
 private:
     void write(std::string_view lines) {
         while (!lines.empty() && !isAbandoned_) {
+            busySince_ = steady_clock::now();
             const ssize_t count = ::write(descriptor_, lines.data(), pieceOf(lines));
+            busySince_ = kNever;
             if (count >= 0) {
                 lines.remove_prefix(static_cast<std::size_t>(count));
             } else if (errno == EAGAIN) {
@@ -141,6 +148,7 @@ private:
     bool isReporting_ = false;
     bool hasEnded_ = false;
     std::atomic<bool> isAbandoned_ = false;
+    std::atomic<steady_clock::time_point> busySince_ = kNever;
 };
 
 LineWriter::LineWriter(int descriptor, std::string threadName, LossHandler onLoss,
@@ -192,7 +200,8 @@ void LineWriter::startThread() {
 
 bool LineWriter::waitForTheEnd() {
     const auto begin = steady_clock::now();
-    auto lastWritable = begin;
+    // A file that has long been taking nothing gets less.
+    auto lastWritable = std::clamp(queue_->busySince(), begin - patience_ * 2 / 3, begin);
     while (!queue_->waitForEnd(kGlance)) {
         const auto now = steady_clock::now();
         if (isWritable(queue_->descriptor(), 0)) {
