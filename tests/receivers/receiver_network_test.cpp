@@ -247,6 +247,8 @@ TEST_F(FurtherReceiverTest, ANewOutputCountsFromTheNextConnectionOn) {
     EXPECT_EQ(madeTo("alive"), 1U);
     send(*next, angles);
     EXPECT_THAT(inner.connections.back()->sent, ElementsAre(message("/ypr", {-10, -5, 3})));
+    // The further receivers were those of the output before.
+    EXPECT_THAT(alive->sent, SizeIs(1));
 }
 
 TEST_F(FurtherReceiverTest, TheStateIsThatOfTheFirst) {
