@@ -22,9 +22,9 @@ using testing::Not;
 using testing::StartsWith;
 
 const std::string kProgram = "velmaro-cli";
-/// The queues' threads and the one that listens for signals.
-const std::set<std::string> kAlways{kProgram,         "signals",         "standard",
-                                    "user-initiated", "VideoOutputQueu", "resolver"};
+/// The queues' threads, those that write lines and the one that listens for signals.
+const std::set<std::string> kAlways{kProgram, "signals",     "standard", "user-initiated", "idle",
+                                    "log",    "diagnostics", "resolver", "VideoOutputQueu"};
 
 std::set<std::string> besides(std::set<std::string> names) {
     for (const std::string& known : kAlways) {
