@@ -19,6 +19,8 @@ struct Telemetry {
     std::atomic<std::uint64_t> framesWithFace = 0;
     std::atomic<std::uint64_t> networkRuns = 0;
     std::atomic<std::uint64_t> framesDropped = 0;
+    /// Left out so that those before and after are far enough apart to be used.
+    std::atomic<std::uint64_t> framesPassedOver = 0;
     std::atomic<std::uint64_t> datagramsOut = 0;
 
     /// Told how long a datagram came after the arrival of the frame that caused it, on the thread

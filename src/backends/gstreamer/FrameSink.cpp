@@ -6,8 +6,22 @@
 
 namespace velmaro::gstreamer {
 
+namespace {
+
+/// At most 30 frames a second. Every frame of a faster camera is handed over.
+bool isSlow(GstSample* sample) {
+    int frames = 0;
+    int seconds = 0;
+    return gst_structure_get_fraction(gst_caps_get_structure(gst_sample_get_caps(sample), 0),
+                                      "framerate", &frames, &seconds) != FALSE &&
+           frames > 0 && frames <= 30 * seconds;
+}
+
+}  // namespace
+
 FrameSink::FrameSink(Pace pace)
-    : sink_(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("appsink", nullptr)))) {
+    : pace_(pace),
+      sink_(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("appsink", nullptr)))) {
     const CapsHandle caps(gst_caps_from_string("video/x-raw, format=BGRA"));
     // Frames are dropped only where every drop is told, which is not here.
     g_object_set(sink_.get(), "caps", caps.get(), "sync", pace == Pace::byTimestamp, "max-buffers",
@@ -41,8 +55,9 @@ GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
         return GST_FLOW_OK;
     }
     const int discarded = frameSink.discarded_.exchange(0, std::memory_order_relaxed);
+    const bool keepsBeat = frameSink.pace_ == Pace::asTheyCome && isSlow(sample.get());
     if (auto image = VideoFrame::map(std::move(sample))) {
-        target->put(std::move(image), arrival, discarded);
+        target->put(std::move(image), arrival, discarded, keepsBeat);
     }
     return GST_FLOW_OK;
 }

@@ -39,6 +39,7 @@ public:
 private:
     static GstFlowReturn newSample(GstAppSink* sink, gpointer self);
 
+    const Pace pace_;
     ElementHandle sink_;
     // Atomic although set before any frame: ThreadSanitizer does not see GLib's locks.
     std::atomic<NewestFrame*> target_ = nullptr;

@@ -4,6 +4,14 @@
 
 namespace velmaro::gstreamer {
 
+namespace {
+
+void count(std::atomic<std::uint64_t>& counter, int frames) {
+    counter.fetch_add(static_cast<std::uint64_t>(frames), std::memory_order_relaxed);
+}
+
+}  // namespace
+
 NewestFrame::NewestFrame(std::weak_ptr<SampleBufferDelegate> delegate,
                          std::shared_ptr<DispatchQueue> queue,
                          std::shared_ptr<const CaptureConnection> connection, Telemetry& telemetry)
@@ -13,26 +21,42 @@ NewestFrame::NewestFrame(std::weak_ptr<SampleBufferDelegate> delegate,
       telemetry_(telemetry) {}
 
 void NewestFrame::put(std::shared_ptr<const PixelBuffer> image,
-                      Telemetry::Clock::time_point arrival, int discardedBefore) {
+                      Telemetry::Clock::time_point arrival, int discardedBefore, bool keepsBeat) {
     if (!queue_ || !connection_->isEnabled()) {
         return;
     }
     std::optional<Frame> frame(Frame{std::move(image), arrival, discardedBefore});
+    Beat::Duration wait{0};
     {
         const std::lock_guard lock(mutex_);
         if (closed_) {
             return;
         }
-        const int replaced = waiting_ ? 1 : 0;
-        telemetry_.framesDropped.fetch_add(static_cast<std::uint64_t>(discardedBefore + replaced),
-                                           std::memory_order_relaxed);
+        count(telemetry_.framesDropped, discardedBefore);
+        frame->discarded += std::exchange(discarded_, 0);
         if (waiting_) {
-            frame->discarded += waiting_->discarded + replaced;
+            const bool isHeld = arrival < heldUntil_;
+            count(isHeld ? telemetry_.framesPassedOver : telemetry_.framesDropped, 1);
+            frame->discarded += waiting_->discarded + (isHeld ? 0 : 1);
+        } else if (keepsBeat) {
+            const auto early = beat_.wait(arrival);
+            if (!early) {
+                count(telemetry_.framesPassedOver, 1);
+                discarded_ = frame->discarded;
+                return;
+            }
+            wait = *early;
+            heldUntil_ = arrival + std::chrono::duration_cast<Telemetry::Clock::duration>(wait);
         }
         // The one that waited is released after the lock.
         waiting_.swap(frame);
     }
-    if (!frame) {
+    if (frame) {
+        return;
+    }
+    if (wait > Beat::Duration(0)) {
+        queue_->asyncAfter(wait, [self = shared_from_this()] { self->deliver(); });
+    } else {
         queue_->async([self = shared_from_this()] { self->deliver(); });
     }
 }
@@ -55,11 +79,14 @@ void NewestFrame::deliver() {
         if (!frame) {
             return;
         }
+        // The next frame may come before this one has been handled.
+        beat_.begins(Telemetry::Clock::now());
         deliveringThread_ = std::this_thread::get_id();
     }
     hand(*frame);
     {
         const std::lock_guard lock(mutex_);
+        beat_.ends(Telemetry::Clock::now());
         deliveringThread_ = {};
     }
     handled_.notify_all();

@@ -6,6 +6,7 @@
 #include <optional>
 #include <thread>
 
+#include "backends/gstreamer/Beat.h"
 #include "platform/Capture.h"
 #include "platform/Telemetry.h"
 
@@ -24,8 +25,9 @@ public:
 
     /// Queues the delivery of `image` unless one is queued already, which will then find this one.
     /// `discardedBefore` frames since the one before did not come so far. Streaming thread.
+    /// With `keepsBeat` it may wait for the beat or be passed over for a later one.
     void put(std::shared_ptr<const PixelBuffer> image, Telemetry::Clock::time_point arrival,
-             int discardedBefore = 0);
+             int discardedBefore = 0, bool keepsBeat = false);
 
     /// Queues `work` behind every frame put so far; it is skipped once this is closed. Any thread.
     void afterFrames(Work work);
@@ -55,6 +57,11 @@ private:
     std::mutex mutex_;
     std::condition_variable handled_;
     std::optional<Frame> waiting_;
+    /// Until then a frame waits for the beat, not for the delegate.
+    Telemetry::Clock::time_point heldUntil_{};
+    /// Discarded before a frame that was passed over.
+    int discarded_ = 0;
+    Beat beat_;
     bool closed_ = false;
     std::thread::id deliveringThread_;
 };

@@ -156,6 +156,44 @@ TEST_F(NewestFrameTest, NothingComesThroughADisabledConnectionOrWithoutAQueue) {
     EXPECT_EQ(delegate->events, (std::vector{2}));
 }
 
+TEST_F(NewestFrameTest, KeepingTheBeatAFrameWaitsOrIsPassedOverButIsNoDrop) {
+    const auto putAt = [this](int number, Telemetry::Clock::time_point arrival) {
+        newest->put(std::make_shared<Picture>(number), arrival, 0, true);
+    };
+    putAt(1, Telemetry::Clock::now());
+    deliver();
+    const auto handed = Telemetry::Clock::now();
+    putAt(2, handed);
+    EXPECT_EQ(queue->pending() + queue->pendingDelayed(), 0U);
+    EXPECT_EQ(telemetry.framesPassedOver, 1U);
+    putAt(3, handed + 30ms);
+    EXPECT_EQ(queue->pendingDelayed(), 1U);
+    putAt(4, handed + 31ms);
+    EXPECT_EQ(queue->pendingDelayed(), 1U);
+    EXPECT_EQ(telemetry.framesPassedOver, 2U);
+    queue->advance(1);
+    EXPECT_EQ(delegate->events, (std::vector{1, 4}));
+    EXPECT_EQ(telemetry.framesDropped, 0U);
+    // Late by itself, it does not wait.
+    putAt(5, Telemetry::Clock::now() + 100ms);
+    EXPECT_EQ(queue->pending(), 1U);
+    // The delegate is slow: that is a drop.
+    putAt(6, Telemetry::Clock::now() + 200ms);
+    deliver();
+    EXPECT_EQ(delegate->events, (std::vector{1, 4, -1, 6}));
+    EXPECT_EQ(telemetry.framesDropped, 1U);
+}
+
+TEST_F(NewestFrameTest, TheBeatCountsFromAFrameThatIsStillHandled) {
+    const auto begin = Telemetry::Clock::now();
+    delegate->onFrame = [&] {
+        newest->put(std::make_shared<Picture>(2), Telemetry::Clock::now(), 0, true);
+    };
+    newest->put(std::make_shared<Picture>(1), begin, 0, true);
+    queue->runOne();
+    EXPECT_EQ(telemetry.framesPassedOver, 1U) << "it came at once after the one before";
+}
+
 TEST_F(NewestFrameTest, DelegateThatIsGoneIsSkipped) {
     delegate.reset();
     EXPECT_TRUE(put(1));
