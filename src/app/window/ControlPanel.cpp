@@ -15,8 +15,10 @@
 #include "app/window/Gauge.h"
 #include "app/window/Grid.h"
 #include "app/window/HeldKeys.h"
+#include "app/window/MessageList.h"
 #include "app/window/RatePicker.h"
 #include "app/window/Readout.h"
+#include "app/window/SilenceWatch.h"
 #include "app/window/SourcePicker.h"
 #include "app/window/StatusRow.h"
 #include "app/window/TextField.h"
@@ -49,8 +51,10 @@ QHBoxLayout* addRow(QVBoxLayout* stack, std::initializer_list<QWidget*> widgets)
 
 }  // namespace
 
-ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, const ReceiverMonitor* receiver,
-                           QWidget* parent)
+ControlPanel::ControlPanel(std::shared_ptr<ContentView> view)
+    : ControlPanel(std::move(view), Sources{}) {}
+
+ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, Sources sources, QWidget* parent)
     : QWidget(parent),
       sourcePicker(new SourcePicker(this)),
       ipField(new TextField(tr("IP"), this)),
@@ -65,7 +69,8 @@ ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, const ReceiverMoni
       gauge(new Gauge(this)),
       statusRow(new StatusRow(this)),
       view_(std::move(view)),
-      receiver_(receiver) {
+      sources_(sources),
+      messageList_(new MessageList(this)) {
     new HeldKeys(this);
     layOut();
     describe();
@@ -134,8 +139,24 @@ void ControlPanel::bind() {
     refreshTimer_.setSingleShot(true);
     refreshTimer_.setTimerType(Qt::PreciseTimer);
     connect(&refreshTimer_, &QTimer::timeout, this, [this] { refresh(); });
-    connect(&noteTimer_, &QTimer::timeout, this, [this] { refreshNotes(); });
+    connect(&noteTimer_, &QTimer::timeout, this, [this] {
+        refreshNotes();
+        refreshReason();
+    });
+    bindMessages();
     noteTimer_.setInterval(kNoteInterval);
+}
+
+void ControlPanel::bindMessages() {
+    statusRow->onMessageClicked = [this] { showMessages(); };
+    if (sources_.messages == nullptr) {
+        return;
+    }
+    subscriptions_.push_back(
+        sources_.messages->observe([this](const std::vector<Diagnostic>& messages) {
+            messageList_->setMessages(messages);
+            statusRow->setMessage(messages.empty() ? QString() : shown(messages.back()));
+        }));
 }
 
 void ControlPanel::bindDestination() {
@@ -255,10 +276,38 @@ void ControlPanel::refreshNotes() {
     const DestinationState state{
         *view_->oscManager.ipAddress.snapshot(), *view_->oscManager.port.snapshot(),
         *view_->oscManager.oscMessage.snapshot(),
-        receiver_ != nullptr ? receiver_->status() : ReceiverMonitor::Status{}};
+        sources_.receiver != nullptr ? sources_.receiver->status() : ReceiverMonitor::Status{}};
     ipField->setNote(noteOnHost(state));
     portField->setNote(noteOnPort(state));
     oscField->setNote(noteOnOSCAddress(state));
+}
+
+void ControlPanel::refreshReason() {
+    switch (sources_.silence != nullptr ? sources_.silence->silence() : Silence::none) {
+        case Silence::none:
+            statusRow->setReason({});
+            break;
+        case Silence::noFace:
+            statusRow->setReason(
+                tr("No face is seen: come into the picture, or make it brighter."));
+            break;
+        case Silence::noPictures:
+            statusRow->setReason(tr("The camera “%1” gives no pictures: see whether it is plugged "
+                                    "in and whether another program uses it.")
+                                     .arg(sourcePicker->currentText()));
+            break;
+        case Silence::noMotion:
+            statusRow->setReason(
+                tr("The headphones send no motion: see whether they are worn and "
+                   "connected."));
+            break;
+    }
+}
+
+void ControlPanel::showMessages() {
+    messageList_->show();
+    messageList_->raise();
+    messageList_->activateWindow();
 }
 
 void ControlPanel::showStartButton(bool isRunning) {
@@ -275,6 +324,7 @@ void ControlPanel::refreshControls() {
     oscField->setTextIfDifferent(QString::fromStdString(*view_->oscManager.oscMessage.snapshot()));
     ratePicker->setRate(view_->oscManager.frameRate.get());
     refreshNotes();
+    refreshReason();
 
     showStartButton(isRunning);
     tiltButton->setTint(tiltEnabled ? Button::Tint::blue : Button::Tint::gray);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "app/ContentView.h"
+#include "platform/Diagnostics.h"
 
 class QHBoxLayout;
 
@@ -15,9 +16,11 @@ namespace velmaro {
 
 class Button;
 class Gauge;
+class MessageList;
 class RatePicker;
 class ReceiverMonitor;
 class Readout;
+class SilenceWatch;
 class SourcePicker;
 class StatusRow;
 class TextField;
@@ -27,13 +30,22 @@ class ControlPanel final : public QWidget {
     Q_OBJECT
 
 public:
-    /// Shows what becomes of the datagrams where `receiver` is given, which outlives the panel.
-    explicit ControlPanel(std::shared_ptr<ContentView> view,
-                          const ReceiverMonitor* receiver = nullptr, QWidget* parent = nullptr);
+    /// What the panel shows beside the view, where it is given. All of it outlives the panel.
+    struct Sources {
+        const ReceiverMonitor* receiver = nullptr;
+        SilenceWatch* silence = nullptr;
+        Published<std::vector<Diagnostic>>* messages = nullptr;
+    };
+
+    explicit ControlPanel(std::shared_ptr<ContentView> view);
+    ControlPanel(std::shared_ptr<ContentView> view, Sources sources, QWidget* parent = nullptr);
     ~ControlPanel() override;
 
     /// Shows the state as it is now.
     void refresh();
+
+    /// Opens the list of all messages.
+    void showMessages();
 
     SourcePicker* const sourcePicker;
     TextField* const ipField;
@@ -56,6 +68,7 @@ private:
     void layOut();
     void bind();
     void bindDestination();
+    void bindMessages();
     void describe();
     void addShortcut(Button* button, const QKeySequence& keys);
     /// Runs what a person asked for, and shows the result at once.
@@ -66,11 +79,12 @@ private:
     void showStartButton(bool isRunning);
     void refreshControls();
     void refreshNotes();
+    void refreshReason();
     void updateToolTips();
     [[nodiscard]] bool isExposed() const;
 
     std::shared_ptr<ContentView> view_;
-    const ReceiverMonitor* const receiver_;
+    const Sources sources_;
     std::vector<Subscription> subscriptions_;
     QTimer refreshTimer_;
     /// For what changes by the mere passing of time.
@@ -78,6 +92,7 @@ private:
     std::chrono::steady_clock::time_point lastRefresh_;
     /// Something changed while nobody could see it.
     bool isStale_ = false;
+    MessageList* messageList_;
     /// What the tool tips were made for.
     struct Described {
         bool isRunning = false;

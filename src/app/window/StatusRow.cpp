@@ -1,5 +1,6 @@
 #include "app/window/StatusRow.h"
 
+#include <QMouseEvent>
 #include <QPainter>
 
 #include "app/window/Accessibility.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr double kDotSize = 6;
 constexpr int kFontSize = 10;
+constexpr int kMessageFontSize = 9;
 /// Of two lines of text.
 constexpr int kHeight = 3 * kGrid;
 
@@ -22,12 +24,24 @@ constexpr int kHeight = 3 * kGrid;
 StatusRow::StatusRow(QWidget* parent)
     : QWidget(parent),
       text_(new TextLabel(regularFont(kFontSize), TextLabel::Ink::secondary, this)),
+      message_(new TextLabel(regularFont(kMessageFontSize), TextLabel::Ink::gray, this)),
       announcer_(new Announcer(this)) {
     setFixedSize(kWindowWidth - 2 * kPadding, kHeight);
     text_->setWordWrap(true);
+    message_->setAccessibleDescription(tr("Message"));
+    layOut();
+    describe();
+}
+
+void StatusRow::layOut() {
     const int left = static_cast<int>(kDotSize) + kGrid;
-    text_->setGeometry(left, 0, width() - left, kHeight);
-    text_->setAccessibleDescription(tr("Status"));
+    const int room = width() - left;
+    const bool fits = text_->fontMetrics().horizontalAdvance(text_->text()) <= room;
+    const bool hasMessage = fits && !message_->text().isEmpty();
+    const int height = hasMessage ? kHeight / 2 : kHeight;
+    text_->setGeometry(left, 0, room, height);
+    message_->setGeometry(left, height, room, kHeight - height);
+    message_->setVisible(hasMessage);
 }
 
 void StatusRow::setStatus(bool isRunning, const QString& text) {
@@ -41,8 +55,48 @@ void StatusRow::setStatus(bool isRunning, const QString& text) {
             announcer_->announce(text);
         }
         text_->setText(text);
-        text_->setToolTip(plainToolTip(text));
+        layOut();
+        describe();
     }
+}
+
+void StatusRow::setReason(const QString& reason) {
+    if (reason != reason_) {
+        reason_ = reason;
+        if (!reason.isEmpty()) {
+            announcer_->announce(reason);
+        }
+        describe();
+    }
+}
+
+void StatusRow::setMessage(const QString& message) {
+    if (message != message_->text()) {
+        message_->setText(message);
+        message_->setToolTip(plainToolTip(message));
+        if (!message.isEmpty()) {
+            announcer_->announce(message);
+        }
+        layOut();
+        update();
+    }
+}
+
+void StatusRow::describe() {
+    const QString status = tr("Status");
+    text_->setAccessibleDescription(reason_.isEmpty() ? status : status + ": " + reason_);
+    text_->setToolTip(
+        plainToolTip(reason_.isEmpty() ? text_->text() : text_->text() + '\n' + reason_));
+}
+
+void StatusRow::mousePressEvent(QMouseEvent* event) {
+    const bool isHit = message_->isVisible() && message_->geometry().contains(event->pos());
+    if (isHit && event->button() == Qt::LeftButton && onMessageClicked) {
+        onMessageClicked();
+        return;
+    }
+    // The window is moved by what is no control.
+    event->ignore();
 }
 
 void StatusRow::paintEvent(QPaintEvent* /*event*/) {
@@ -51,7 +105,8 @@ void StatusRow::paintEvent(QPaintEvent* /*event*/) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(isRunning_ ? colors.green : colors.gray);
-    painter.drawEllipse(QRectF(0, (height() - kDotSize) / 2, kDotSize, kDotSize));
+    painter.drawEllipse(
+        QRectF(0, QRectF(text_->geometry()).center().y() - kDotSize / 2, kDotSize, kDotSize));
 }
 
 }  // namespace velmaro

@@ -2,8 +2,12 @@
 
 #include <QAbstractButton>
 #include <QCloseEvent>
+#include <QContextMenuEvent>
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QIcon>
+#include <QLineEdit>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPushButton>
@@ -75,6 +79,9 @@ Window::Window(QWidget* content)
     setWindowTitle(QStringLiteral("Velmaro"));
     setWindowIcon(QIcon::fromTheme(QGuiApplication::desktopFileName(), applicationIcon()));
 
+    menuActions.quit = [this] { close(); };
+    // Buttons keep what happens to them to themselves.
+    QCoreApplication::instance()->installEventFilter(this);
     closeButton_->raise();
     minimiseButton_->raise();
     connect(closeButton_, &QAbstractButton::clicked, this, &QWidget::close);
@@ -114,6 +121,25 @@ void Window::leaveEvent(QEvent* event) {
 void Window::updateTitleButtons() {
     closeButton_->update();
     minimiseButton_->update();
+}
+
+bool Window::eventFilter(QObject* object, QEvent* event) {
+    if (event->type() != QEvent::ContextMenu || !object->isWidgetType() ||
+        qobject_cast<QLineEdit*>(object) != nullptr) {
+        return QWidget::eventFilter(object, event);
+    }
+    if (static_cast<QWidget*>(object)->window() != this) {
+        return QWidget::eventFilter(object, event);
+    }
+    showMenu(static_cast<QContextMenuEvent*>(event)->globalPos());
+    return true;
+}
+
+void Window::showMenu(const QPoint& place) {
+    auto* const menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    fillMenu(*menu, menuActions);
+    menu->popup(place);
 }
 
 // Moving. Controls keep their presses, so what comes here was meant for none of them.

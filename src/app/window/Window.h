@@ -5,12 +5,14 @@
 #include <functional>
 #include <optional>
 
+#include "app/window/Menu.h"
+
 class QAbstractButton;
 
 namespace velmaro {
 
 /// The program's one window: as large as its content, without a title bar. It is moved by dragging
-/// whatever is not a control.
+/// whatever is not a control, and has a context menu.
 class Window final : public QWidget {
     Q_OBJECT
 
@@ -20,6 +22,12 @@ public:
 
     /// Called instead of closing, whoever asked for it.
     std::function<void()> onClose;
+
+    /// What the context menu offers, which a right press or the keyboard opens on everything but
+    /// the fields.
+    MenuActions menuActions;
+
+    bool eventFilter(QObject* object, QEvent* event) override;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -33,6 +41,7 @@ protected:
 
 private:
     void updateTitleButtons();
+    void showMenu(const QPoint& place);
 
     QAbstractButton* closeButton_;
     QAbstractButton* minimiseButton_;

@@ -11,6 +11,7 @@
 #include "app/window/Gauge.h"
 #include "app/window/RatePicker.h"
 #include "app/window/Readout.h"
+#include "app/window/SilenceWatch.h"
 #include "app/window/SourcePicker.h"
 #include "app/window/StatusRow.h"
 #include "app/window/TextField.h"
@@ -24,7 +25,9 @@ protected:
     void makePanel() {
         view = ContentView::create(watched);
         view->appear();
-        panel = std::make_unique<ControlPanel>(view, &receiver);
+        silence = std::make_unique<SilenceWatch>(*view, telemetry, [this] { return now; });
+        panel = std::make_unique<ControlPanel>(
+            view, ControlPanel::Sources{&receiver, silence.get(), &messages.list});
         panel->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(panel.get()));
     }
@@ -35,9 +38,9 @@ protected:
         QTest::qWait(40);
     }
 
-    [[nodiscard]] std::string status() const {
-        return panel->statusRow->findChild<QLabel*>()->text().toStdString();
-    }
+    [[nodiscard]] QLabel* statusLabel() const { return panel->statusRow->findChild<QLabel*>(); }
+
+    [[nodiscard]] std::string status() const { return statusLabel()->text().toStdString(); }
 
     /// The readout's texts: caption, value, caption, value.
     [[nodiscard]] QList<TextLabel*> readout() const {
@@ -51,6 +54,11 @@ protected:
     ReceiverMonitor::Clock::time_point now;
     ReceiverMonitor receiver{network, [this] { return now; }};
     Platform watched{dispatch, center, capture, faces, headphones, receiver, defaults, clock, log};
+    Telemetry telemetry;
+    std::unique_ptr<SilenceWatch> silence;
+    struct Messages : Observable {
+        Published<std::vector<Diagnostic>> list{*this, {}};
+    } messages;
     std::unique_ptr<ControlPanel> panel;
 };
 

@@ -331,7 +331,7 @@ TEST_F(PanelTest, IsNeverMirrored) {
     const QList<QRect> wanted = places(*panel);
     const QImage picture = pictureOf(*panel);
     QApplication::setLayoutDirection(Qt::RightToLeft);
-    panel = std::make_unique<ControlPanel>(view);
+    panel = std::make_unique<ControlPanel>(view, ControlPanel::Sources{});
     panel->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(panel.get()));
     panel->startButton->setFocus();

@@ -1,10 +1,14 @@
 #include "app/window/Window.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
 #include <QAccessible>
+#include <QContextMenuEvent>
 #include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QTest>
 #include <QVBoxLayout>
@@ -90,6 +94,76 @@ TEST(Window, IsAWindowToThoseWhoCannotSeeIt) {
     ASSERT_NE(accessible, nullptr);
     EXPECT_EQ(accessible->role(), QAccessible::Window);
     EXPECT_EQ(accessible->text(QAccessible::Name), "Velmaro");
+}
+
+/// The texts of the open menu's entries, without separators.
+std::vector<std::string> entries(const QMenu& menu) {
+    std::vector<std::string> texts;
+    for (const QAction* const action : menu.actions()) {
+        if (!action->isSeparator()) {
+            texts.push_back(action->text().toStdString());
+        }
+    }
+    return texts;
+}
+
+QMenu* openMenu() {
+    return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+}
+
+void askForMenu(QWidget& widget, QContextMenuEvent::Reason reason) {
+    QContextMenuEvent event(reason, QPoint(3, 3), widget.mapToGlobal(QPoint(3, 3)));
+    QApplication::sendEvent(&widget, &event);
+}
+
+TEST(Window, HasAContextMenuEverywhereButInFields) {
+    auto* const content = new Content;
+    auto* const field = new QLineEdit(content);
+    Window window(content);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    for (QWidget* const widget :
+         std::initializer_list<QWidget*>{content->label, content->button, &window}) {
+        for (const auto reason : {QContextMenuEvent::Mouse, QContextMenuEvent::Keyboard}) {
+            askForMenu(*widget, reason);
+            ASSERT_NE(openMenu(), nullptr);
+            EXPECT_EQ(entries(*openMenu()), (std::vector<std::string>{"About Velmaro", "Quit"}));
+            openMenu()->close();
+        }
+    }
+    askForMenu(*field, QContextMenuEvent::Mouse);
+    ASSERT_NE(openMenu(), nullptr);
+    EXPECT_THAT(entries(*openMenu()), testing::Not(testing::Contains("Quit")));
+    openMenu()->close();
+}
+
+TEST(Window, MenuDoesWhatItOffers) {
+    Window window(new Content);
+    int closed = 0;
+    int shown = 0;
+    std::string chosen;
+    window.onClose = [&] { ++closed; };
+    window.menuActions.showMessages = [&] { ++shown; };
+    window.menuActions.chooseReceiver = [&](const Receiver& receiver) { chosen = receiver.name; };
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    const auto open = [&] {
+        askForMenu(window, QContextMenuEvent::Keyboard);
+        return openMenu()->actions();
+    };
+    const QList<QAction*> actions = open();
+    EXPECT_EQ(entries(*openMenu()),
+              (std::vector<std::string>{"Receiver", "Messages", "About Velmaro", "Quit"}));
+    ASSERT_NE(actions.first()->menu(), nullptr);
+    const QList<QAction*> receiverActions = actions.first()->menu()->actions();
+    ASSERT_EQ(static_cast<std::size_t>(receiverActions.size()), receivers().size());
+    receiverActions.last()->trigger();
+    EXPECT_EQ(chosen, receivers().back().name);
+    actions.at(2)->trigger();
+    EXPECT_EQ(shown, 1);
+    actions.last()->trigger();
+    EXPECT_EQ(closed, 1);
+    openMenu()->close();
 }
 
 TEST(Window, MovesByWhatIsNoControl) {

@@ -95,6 +95,18 @@
         <source>The OSC address of every message, ASCII only; acts at once</source>
         <translation>Die OSC-Adresse jeder Nachricht, nur ASCII; wirkt sofort</translation>
     </message>
+    <message>
+        <source>No face is seen: come into the picture, or make it brighter.</source>
+        <translation>Kein Gesicht ist zu sehen: ins Bild kommen oder für mehr Licht sorgen.</translation>
+    </message>
+    <message>
+        <source>The camera “%1” gives no pictures: see whether it is plugged in and whether another program uses it.</source>
+        <translation>Die Kamera „%1“ liefert keine Bilder: nachsehen, ob sie angeschlossen ist und ob ein anderes Programm sie benutzt.</translation>
+    </message>
+    <message>
+        <source>The headphones send no motion: see whether they are worn and connected.</source>
+        <translation>Der Kopfhörer sendet keine Bewegung: nachsehen, ob er getragen wird und verbunden ist.</translation>
+    </message>
 </context>
 <context>
     <name>velmaro::DestinationNotes</name>
@@ -155,6 +167,44 @@
     </message>
 </context>
 <context>
+    <name>velmaro::Menu</name>
+    <message>
+        <source>Receiver</source>
+        <translation>Empfänger</translation>
+    </message>
+    <message>
+        <source>About Velmaro</source>
+        <translation>Über Velmaro</translation>
+    </message>
+    <message>
+        <source>Measures where your head points and streams it as Open Sound Control. Everything is measured on this computer; only the angles leave it.
+
+MIT licence. The face models are Apache-2.0, the font is OFL.</source>
+        <translation>Misst, wohin der Kopf zeigt, und sendet es als Open Sound Control. Alles wird auf diesem Rechner gemessen; nur die Winkel verlassen ihn.
+
+MIT-Lizenz. Die Gesichtsmodelle stehen unter Apache-2.0, die Schrift unter OFL.</translation>
+    </message>
+    <message>
+        <source>Messages</source>
+        <translation>Meldungen</translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation>Beenden</translation>
+    </message>
+</context>
+<context>
+    <name>velmaro::MessageList</name>
+    <message>
+        <source>Messages</source>
+        <translation>Meldungen</translation>
+    </message>
+    <message>
+        <source>There is nothing to tell.</source>
+        <translation>Es gibt nichts zu melden.</translation>
+    </message>
+</context>
+<context>
     <name>velmaro::RatePicker</name>
     <message>
         <source>Messages per second</source>
@@ -193,6 +243,10 @@
     <message>
         <source>Status</source>
         <translation>Zustand</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Meldung</translation>
     </message>
 </context>
 <context>

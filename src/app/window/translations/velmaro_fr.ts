@@ -95,6 +95,18 @@
         <source>The OSC address of every message, ASCII only; acts at once</source>
         <translation>L’adresse OSC de chaque message, ASCII seulement ; agit aussitôt</translation>
     </message>
+    <message>
+        <source>No face is seen: come into the picture, or make it brighter.</source>
+        <translation>Aucun visage n’est vu : venez dans l’image ou ajoutez de la lumière.</translation>
+    </message>
+    <message>
+        <source>The camera “%1” gives no pictures: see whether it is plugged in and whether another program uses it.</source>
+        <translation>La caméra « %1 » ne donne pas d’images : vérifiez qu’elle est branchée et qu’aucun autre programme ne l’utilise.</translation>
+    </message>
+    <message>
+        <source>The headphones send no motion: see whether they are worn and connected.</source>
+        <translation>Le casque n’envoie pas de mouvement : vérifiez qu’il est porté et connecté.</translation>
+    </message>
 </context>
 <context>
     <name>velmaro::DestinationNotes</name>
@@ -155,6 +167,44 @@
     </message>
 </context>
 <context>
+    <name>velmaro::Menu</name>
+    <message>
+        <source>Receiver</source>
+        <translation>Récepteur</translation>
+    </message>
+    <message>
+        <source>About Velmaro</source>
+        <translation>À propos de Velmaro</translation>
+    </message>
+    <message>
+        <source>Measures where your head points and streams it as Open Sound Control. Everything is measured on this computer; only the angles leave it.
+
+MIT licence. The face models are Apache-2.0, the font is OFL.</source>
+        <translation>Mesure où pointe la tête et l’envoie par Open Sound Control. Tout est mesuré sur cet ordinateur ; seuls les angles le quittent.
+
+Licence MIT. Les modèles de visage sont sous Apache-2.0, la police sous OFL.</translation>
+    </message>
+    <message>
+        <source>Messages</source>
+        <translation>Messages</translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation>Quitter</translation>
+    </message>
+</context>
+<context>
+    <name>velmaro::MessageList</name>
+    <message>
+        <source>Messages</source>
+        <translation>Messages</translation>
+    </message>
+    <message>
+        <source>There is nothing to tell.</source>
+        <translation>Il n’y a rien à signaler.</translation>
+    </message>
+</context>
+<context>
     <name>velmaro::RatePicker</name>
     <message>
         <source>Messages per second</source>
@@ -193,6 +243,10 @@
     <message>
         <source>Status</source>
         <translation>État</translation>
+    </message>
+    <message>
+        <source>Message</source>
+        <translation>Message</translation>
     </message>
 </context>
 <context>
