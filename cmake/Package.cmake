@@ -38,8 +38,9 @@ set(CPACK_DEBIAN_TERMINAL_PACKAGE_NAME velmaro-cli)
 set(CPACK_DEBIAN_TERMINAL_PACKAGE_SECTION sound)
 # What is loaded at run time, which no linker knows: playing files, and the demonstration's format.
 set(CPACK_DEBIAN_TERMINAL_PACKAGE_DEPENDS "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good")
-# Formats that the good plug-ins leave out, such as H.264.
-set(CPACK_DEBIAN_TERMINAL_PACKAGE_RECOMMENDS "gstreamer1.0-libav, gstreamer1.0-pipewire")
+# Formats that the good plug-ins leave out, such as H.264, and the symbols of the log and the status.
+set(CPACK_DEBIAN_TERMINAL_PACKAGE_RECOMMENDS
+  "gstreamer1.0-libav, gstreamer1.0-pipewire, fonts-noto-color-emoji | fonts-symbola")
 set(CPACK_COMPONENT_TERMINAL_DESCRIPTION "${about}
 
 This package holds the program for the terminal, which needs no display, and
@@ -49,7 +50,8 @@ set(CPACK_DEBIAN_WINDOW_PACKAGE_NAME velmaro)
 set(CPACK_DEBIAN_WINDOW_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_WINDOW_PACKAGE_DEPENDS
   "velmaro-cli (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
-set(CPACK_DEBIAN_WINDOW_PACKAGE_RECOMMENDS "qt6-wayland, qt6-translations-l10n")
+set(CPACK_DEBIAN_WINDOW_PACKAGE_RECOMMENDS 
+  "qt6-wayland, qt6-translations-l10n, fonts-noto-color-emoji | fonts-symbola")
 set(CPACK_COMPONENT_WINDOW_DESCRIPTION "${about}
 
 This package adds one small window, in which tracking is started and stopped

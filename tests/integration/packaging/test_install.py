@@ -12,6 +12,7 @@ import unittest
 BUILD = ""
 
 TERMINAL = """bin/velmaro-cli
+lib/systemd/user/velmaro.service
 lib/udev/rules.d/60-velmaro-head-tracker.rules
 share/bash-completion/completions/velmaro-cli
 share/doc/velmaro/LICENSE
@@ -72,6 +73,23 @@ class InstallTest(unittest.TestCase):
                 if os.path.isfile(path):
                     with open(path, "rb") as file:
                         self.assertNotIn(source, file.read(), path)
+
+    def test_the_service_manager_understands_the_unit(self):
+        with open(os.path.join(self.prefix, "lib/systemd/user/velmaro.service"),
+                  encoding="utf-8") as file:
+            unit = file.read()
+        program = os.path.join(self.prefix, "bin/velmaro-cli")
+        self.assertIn("ExecStart=velmaro-cli ", unit)
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        copy = os.path.join(folder.name, "velmaro.service")
+        # The manager knows no program outside the system's own folders by its bare name.
+        with open(copy, "w", encoding="utf-8") as file:
+            file.write(unit.replace("ExecStart=velmaro-cli ", f"ExecStart={program} "))
+        done = subprocess.run(["systemd-analyze", "--user", "--man=no", "verify", copy], capture_output=True,
+                              text=True, check=False, timeout=60,
+                              env={**os.environ, "XDG_RUNTIME_DIR": folder.name})
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
 
     # What it plays and finds faces with must be the installed files: with these away, it fails, and
     # says where it looked.

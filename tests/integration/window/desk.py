@@ -41,11 +41,11 @@ def free_port():
 class Screen:
     """An X server whose picture lies in a file."""
 
-    def __init__(self, manager=True):
+    def __init__(self, manager=True, size="800x700"):
         self.folder = tempfile.mkdtemp()
         read, write = os.pipe()
         self.server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(write), "-screen", "0", "800x700x24", "-fbdir", self.folder,
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", f"{size}x24", "-fbdir", self.folder,
              "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
         with os.fdopen(read) as pipe:
