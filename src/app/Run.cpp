@@ -80,7 +80,8 @@ void Run::assemble() {
         });
     receivers_ = std::make_unique<ReceiverNetwork>(doors.network, diagnostics_);
     receivers_->setOutput(options_.output);
-    const Platform platform = through(doors, *capture_, *receivers_);
+    receiver_ = std::make_unique<ReceiverMonitor>(*receivers_);
+    const Platform platform = through(doors, *capture_, *receiver_);
     view_ = ContentView::create(platform);
     camera_ = CameraSupervisor::create(
         *view_, platform, diagnostics_,

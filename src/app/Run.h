@@ -10,6 +10,7 @@
 #include "app/ContentView.h"
 #include "app/KeptDiagnostics.h"
 #include "app/MainLoop.h"
+#include "app/ReceiverMonitor.h"
 #include "app/StatisticsReport.h"
 #include "app/System.h"
 #include "app/WatchedCapture.h"
@@ -46,6 +47,8 @@ public:
     [[nodiscard]] const std::shared_ptr<ContentView>& view() const { return view_; }
     [[nodiscard]] ReceiverNetwork& receivers() { return *receivers_; }
     [[nodiscard]] KeptDiagnostics& diagnostics() { return diagnostics_; }
+    [[nodiscard]] const ReceiverMonitor& receiver() const { return *receiver_; }
+    [[nodiscard]] const Telemetry& telemetry() const { return telemetry_; }
 
     /// Called when a signal asks for the end; without it the run ends. A window closes itself.
     std::function<void()> onStopRequest;
@@ -83,6 +86,7 @@ private:
     std::unique_ptr<System> system_;
     std::unique_ptr<WatchedCapture> capture_;
     std::unique_ptr<ReceiverNetwork> receivers_;
+    std::unique_ptr<ReceiverMonitor> receiver_;
     std::shared_ptr<ContentView> view_;
     std::shared_ptr<CameraSupervisor> camera_;
     Subscription headphones_;

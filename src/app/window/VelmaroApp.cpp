@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "app/ReceiverChoice.h"
 #include "app/Run.h"
 #include "app/linux/LinuxPlatform.h"
 #include "app/linux/Process.h"
@@ -17,7 +18,9 @@
 #include "app/window/Colors.h"
 #include "app/window/ControlPanel.h"
 #include "app/window/Fonts.h"
+#include "app/window/IdleInhibitor.h"
 #include "app/window/QtMainLoop.h"
+#include "app/window/SilenceWatch.h"
 #include "app/window/Window.h"
 
 namespace velmaro {
@@ -102,8 +105,18 @@ ExitStatus VelmaroApp::runInside() {
     if (const auto over = run.prepare()) {
         return *over;
     }
-    auto* const panel = new ControlPanel(run.view());
+    SilenceWatch silence(*run.view(), run.telemetry());
+    auto* const panel =
+        new ControlPanel(run.view(), {&run.receiver(), &silence, &run.diagnostics().reported});
     Window window(panel);
+    ReceiverChoice receivers(*run.view(), run.receivers(), options_.output);
+    window.menuActions.chooseReceiver = [&](const Receiver& receiver) {
+        receivers.choose(receiver);
+    };
+    window.menuActions.showMessages = [panel] { panel->showMessages(); };
+    IdleInhibitor idle;
+    const Subscription tracking =
+        run.view()->isRunning.observe([&idle](bool isRunning) { idle.setInhibited(isRunning); });
     window.onClose = [&run] { run.end(ExitStatus::success); };
     run.onStopRequest = [&window] { window.close(); };
     panel->startButton->setFocus();

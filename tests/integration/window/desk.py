@@ -204,7 +204,7 @@ class Program:
         # Asking the whole tree each time would cost more than all else in a test.
         if self._status is None:
             self._status = next(node for node in self.everything()
-                                if node.get_description() == "Status")
+                                if node.get_description().partition(":")[0] == "Status")
         self._status.clear_cache()
         return self._status.get_name()
 

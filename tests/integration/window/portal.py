@@ -1,5 +1,6 @@
 """A desktop portal that knows one setting, the colour scheme: each line of standard input is its
-new value. Says "ready" once it can be asked."""
+new value. Says "ready" once it can be asked, "inhibited FLAGS" when somebody wants the person not to
+count as absent, and "released" when that is over."""
 
 import sys
 import threading
@@ -10,11 +11,16 @@ INTERFACE = """<node><interface name="org.freedesktop.portal.Settings">
   <method name="Read"><arg type="s" direction="in"/><arg type="s" direction="in"/>
     <arg type="v" direction="out"/></method>
   <signal name="SettingChanged"><arg type="s"/><arg type="s"/><arg type="v"/></signal>
-</interface></node>"""
+</interface><interface name="org.freedesktop.portal.Inhibit">
+  <method name="Inhibit"><arg type="s" direction="in"/><arg type="u" direction="in"/>
+    <arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method>
+</interface><interface name="org.freedesktop.portal.Request"><method name="Close"/></interface></node>"""
 PATH = "/org/freedesktop/portal/desktop"
 SETTING = ("org.freedesktop.appearance", "color-scheme")
 
 scheme = 0
+requests = 0
+registrations = {}
 
 
 def called(_connection, _sender, _path, _interface, _method, parameters, invocation):
@@ -23,6 +29,21 @@ def called(_connection, _sender, _path, _interface, _method, parameters, invocat
         invocation.return_value(GLib.Variant.new_tuple(GLib.Variant.new_variant(answer)))
     else:
         invocation.return_dbus_error("org.freedesktop.portal.Error.NotFound", "no such setting")
+
+
+def inhibit(_connection, _sender, _path, _interface, _method, parameters, invocation):
+    global requests
+    requests += 1
+    request = f"{PATH}/request/r{requests}"
+    registrations[request] = bus.register_object(request, node.interfaces[2], close, None, None)
+    print("inhibited", parameters.unpack()[1], flush=True)
+    invocation.return_value(GLib.Variant("(o)", (request,)))
+
+
+def close(_connection, _sender, path, _interface, _method, _parameters, invocation):
+    bus.unregister_object(registrations.pop(path))
+    print("released", flush=True)
+    invocation.return_value(None)
 
 
 def change(value):
@@ -41,6 +62,7 @@ def read_lines():
 bus = Gio.bus_get_sync(Gio.BusType.SESSION)
 node = Gio.DBusNodeInfo.new_for_xml(INTERFACE)
 bus.register_object(PATH, node.interfaces[0], called, None, None)
+bus.register_object(PATH, node.interfaces[1], inhibit, None, None)
 scheme = int(sys.argv[1])
 loop = GLib.MainLoop()
 Gio.bus_own_name_on_connection(bus, "org.freedesktop.portal.Desktop", Gio.BusNameOwnerFlags.NONE,

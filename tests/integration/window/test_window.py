@@ -222,13 +222,34 @@ class WindowTest(unittest.TestCase):
         self.addCleanup(bare.close)
         self.drag(self.start("--camera-file", CLIP), 60, least=60)
 
-    def test_colour_scheme_is_followed_live(self):
+    def start_portal(self, scheme):
         portal = subprocess.Popen(["/usr/bin/python3",
-                                   os.path.join(os.path.dirname(__file__), "portal.py"), "1"],
+                                   os.path.join(os.path.dirname(__file__), "portal.py"),
+                                   str(scheme)],
                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self.addCleanup(portal.wait)
         self.addCleanup(portal.communicate)
         self.assertEqual(portal.stdout.readline(), "ready\n")
+        return portal
+
+    def test_nobody_counts_as_absent_while_it_tracks(self):
+        portal = self.start_portal(0)
+        program = self.start("--camera-file", CLIP)
+        hands("windowfocus", "--sync", program.window)
+        for _ in range(2):
+            hands("key", "ctrl+r")
+            self.assertEqual(portal.stdout.readline(), "inhibited 8\n")
+            program.wait_for_status("Running")
+            hands("key", "ctrl+r")
+            self.assertEqual(portal.stdout.readline(), "released\n")
+        hands("key", "ctrl+r")
+        self.assertEqual(portal.stdout.readline(), "inhibited 8\n")
+        hands("key", "ctrl+q")
+        self.assertEqual(portal.stdout.readline(), "released\n")
+        self.assertEqual(program.wait(), 0)
+
+    def test_colour_scheme_is_followed_live(self):
+        portal = self.start_portal(1)
         program = self.start("--camera-file", CLIP)
 
         def ground():
