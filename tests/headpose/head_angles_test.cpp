@@ -101,6 +101,9 @@ TEST(RawHeadAngles, TheConstantsAreThoseOfDoublePrecision) {
     const auto half = [](double term) { return static_cast<float>(term); };
     face.boundingBox.x = middle + 3355445 * 0x1p-27;
     EXPECT_EQ(bits(raw(face, 1024, 1024)->pan), bits(half(16777224 * 0x1p-24)));
+    // The same with an odd lower value: less is rounded down where this is rounded up.
+    face.boundingBox.x = middle + 3355447 * 0x1p-27;
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->pan), bits(half(16777236 * 0x1p-24)));
     face.boundingBox = {middle, middle, 0, 0};
     face.noseCrest = {{{middle + 372829 * 0x1p-20, 0}}};
     EXPECT_EQ(bits(raw(face, 1024, 1024)->pan), bits(half(16777304 * 0x1p-19)));
@@ -110,6 +113,8 @@ TEST(RawHeadAngles, TheConstantsAreThoseOfDoublePrecision) {
     face.noseCrest = {{{middle, 0}}};
     face.boundingBox.y = middle + 1118483 * 0x1p-20;
     EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777244 * 0x1p-18) - 90.0F));
+    face.boundingBox.y = middle + 1118485 * 0x1p-20;
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777276 * 0x1p-18) - 90.0F));
 }
 
 TEST(RawHeadAngles, ANoseCrestOfOnePointUsesItAndOfTwoItsSecond) {
