@@ -14,6 +14,7 @@
 #include "Media.h"
 #include "backends/gstreamer/GStreamerCapture.h"
 #include "fakes/Diagnostics.h"
+#include "fakes/Eventually.h"
 #include "platform/Dispatch.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Telemetry.h"
@@ -104,17 +105,7 @@ public:
     ThreadQueue global;
 };
 
-/// Waits until `condition` holds, at most `limit`. False if it never did.
-inline bool eventually(const std::function<bool()>& condition, Clock::duration limit = 20s) {
-    const auto end = Clock::now() + limit;
-    while (!condition()) {
-        if (Clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
+using fakes::eventually;
 
 /// Keeps what is delivered.
 class Recorder : public SampleBufferDelegate {

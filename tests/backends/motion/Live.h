@@ -9,22 +9,13 @@
 #include <utility>
 #include <vector>
 
+#include "fakes/Eventually.h"
 #include "platform/Dispatch.h"
 #include "platform/HeadphoneMotion.h"
 
 namespace velmaro::live {
 
-/// Waits until `condition`; false after 10 s.
-inline bool eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+using fakes::eventually;
 
 /// A queue that may be filled from a driver's thread; run on the test's.
 class LockedQueue : public DispatchQueue {

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "fakes/Eventually.h"
 #include "integration/support/Receiver.h"
 
 namespace velmaro::integration {
@@ -14,18 +15,7 @@ namespace velmaro::integration {
 // What happens in the guest takes its time: its processor is an emulated one.
 constexpr std::chrono::seconds kPatience{30};
 
-/// Waits until `condition` holds; false if it does not.
-template <typename Condition>
-bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
+using fakes::eventually;
 
 /// Waits until a message says `expected`, to `tolerance` degrees, and tells what the last one said.
 inline testing::AssertionResult arrive(const Receiver& receiver, const std::vector<float>& expected,
