@@ -96,18 +96,19 @@ TEST_F(CameraSessionTest, SetsUpAndStartsInOrder) {
 
 TEST_F(CameraSessionTest, CallsLinesAndStatusesAreOneStory) {
     log.trace = &capture.trace;
-    dispatch.main.trace = &capture.trace;
+    dispatch.main.trace = dispatch.userInitiated.trace = &capture.trace;
     manager->statusHandler = [this](const std::string& text) {
         capture.trace.push_back("status: " + text);
     };
     manager->startCapture();
-    EXPECT_THAT(std::exchange(capture.trace, {}),
-                ElementsAre("📹 Setting up capture with: Desk Camera", "beginConfiguration",
-                            "makeDeviceInput desk", "addInput", "✅ Camera input added",
-                            "status: Input caméra ajouté", "addOutput", "✅ Video output added",
-                            "status: Output vidéo ajouté", "✅ Delegate set on output",
-                            "✅ Video connection exists, isEnabled: true, isActive: true",
-                            "status: Connexion vidéo OK", "commitConfiguration"));
+    EXPECT_THAT(
+        std::exchange(capture.trace, {}),
+        ElementsAre("📹 Setting up capture with: Desk Camera", "beginConfiguration",
+                    "makeDeviceInput desk", "addInput", "✅ Camera input added",
+                    "status: Input caméra ajouté", "addOutput", "✅ Video output added",
+                    "status: Output vidéo ajouté", "✅ Delegate set on output",
+                    "✅ Video connection exists, isEnabled: true, isActive: true",
+                    "status: Connexion vidéo OK", "commitConfiguration", "post to user-initiated"));
     dispatch.userInitiated.run();
     EXPECT_THAT(std::exchange(capture.trace, {}),
                 ElementsAre("🚀 Starting capture session...", "startRunning"));
@@ -120,12 +121,12 @@ TEST_F(CameraSessionTest, CallsLinesAndStatusesAreOneStory) {
     capture.session->acceptsInput = false;
     capture.session->acceptsOutput = false;
     manager->startCapture();
-    EXPECT_THAT(
-        std::exchange(capture.trace, {}),
-        ElementsAre("📹 Setting up capture with: Desk Camera", "beginConfiguration", "removeInput",
-                    "removeOutput", "makeDeviceInput desk", "❌ Cannot add camera input",
-                    "status: ❌ Impossible d'ajouter la caméra", "❌ Cannot add video output",
-                    "status: ❌ Impossible d'ajouter output", "commitConfiguration"));
+    EXPECT_THAT(std::exchange(capture.trace, {}),
+                ElementsAre("📹 Setting up capture with: Desk Camera", "beginConfiguration",
+                            "removeInput", "removeOutput", "makeDeviceInput desk",
+                            "❌ Cannot add camera input", "status: ❌ Impossible d'ajouter la caméra",
+                            "❌ Cannot add video output", "status: ❌ Impossible d'ajouter output",
+                            "commitConfiguration", "post to user-initiated"));
     capture.inputError = Error{"no", "non"};
     manager->startCapture();
     EXPECT_THAT(std::exchange(capture.trace, {}),
