@@ -165,7 +165,7 @@ class PortalTest(unittest.TestCase):
     def assert_is_denied(self):
         ended = self.track()
         self.assertTrue(ended.stdout.endswith("❌ Camera access denied\n"), ended.stdout)
-        self.assertIn("velmaro: the desktop denies access to cameras: allow it", ended.stderr)
+        self.assertIn("velmaro-cli: the desktop denies access to cameras: allow it", ended.stderr)
         self.assertNotIn("Setting up", ended.stdout)
         self.assertEqual(ended.returncode, 1)
 
