@@ -1,0 +1,302 @@
+// One run of either program over scripted doors.
+
+#include "app/Run.h"
+
+#include <utility>
+
+#include "ContentViewFixture.h"
+#include "fakes/Diagnostics.h"
+
+namespace velmaro {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// Runs nothing by itself: a test cranks the queue.
+class CrankedLoop final : public MainLoop {
+public:
+    explicit CrankedLoop(fakes::HandCrankedQueue& queue) : queue_(queue) {}
+
+    DispatchQueue& queue() override { return queue_; }
+    void run() override { whileRunning(); }
+    void stop() override { isStopped = true; }
+    void close() override {}
+
+    std::function<void()> whileRunning = [] {};
+    bool isStopped = false;
+
+private:
+    fakes::HandCrankedQueue& queue_;
+};
+
+/// What a test and the system that the run owns have in common.
+struct Handlers {
+    std::function<void()> playbackEnded;
+    std::function<void()> recordingFailed;
+    std::function<void(Request)> request;
+    std::optional<Error> faceLandmarksError;
+};
+
+class ScriptedSystem final : public System {
+public:
+    ScriptedSystem(const Platform& platform, Handlers& handlers)
+        : platform_(platform), handlers_(handlers) {}
+
+    [[nodiscard]] const Platform& doors() const override { return platform_; }
+    [[nodiscard]] const std::optional<Error>& faceLandmarksError() const override {
+        return handlers_.faceLandmarksError;
+    }
+    void onPlaybackEnded(std::function<void()> handler) override {
+        handlers_.playbackEnded = std::move(handler);
+    }
+    void onRecordingFailed(std::function<void()> handler) override {
+        handlers_.recordingFailed = std::move(handler);
+    }
+    void onRequest(std::function<void(Request)> handler) override {
+        handlers_.request = std::move(handler);
+    }
+    [[nodiscard]] Log& errorLines() override { return errorLines_; }
+    void shutDown() override {}
+
+private:
+    const Platform& platform_;
+    Handlers& handlers_;
+    fakes::CapturedLog errorLines_;
+};
+
+/// Passes on to one that the test keeps.
+class PassedOn final : public Diagnostics {
+public:
+    explicit PassedOn(Diagnostics& kept) : kept_(kept) {}
+    void report(const Diagnostic& diagnostic) override { kept_.report(diagnostic); }
+
+private:
+    Diagnostics& kept_;
+};
+
+class RunTest : public ContentViewTest {
+protected:
+    void SetUp() override { capture.setLocal({desk}); }
+
+    void make() {
+        run = std::make_unique<velmaro::Run>(
+            options, loop, std::make_unique<PassedOn>(reported),
+            [this](const Options&, DispatchQueue&, Telemetry& counters,
+                   Diagnostics&) -> Result<std::unique_ptr<System>> {
+                telemetry = &counters;
+                if (systemError) {
+                    return tl::unexpected(*systemError);
+                }
+                return std::make_unique<ScriptedSystem>(platform, handlers);
+            });
+    }
+
+    /// The whole run, in which `inside` happens while the main loop runs.
+    ExitStatus runs(const std::function<void()>& inside) {
+        make();
+        if (const auto over = run->prepare()) {
+            return *over;
+        }
+        loop.whileRunning = [this, inside] {
+            settle();
+            inside();
+            settle();
+        };
+        return run->execute();
+    }
+
+    void post(const char* name, const char* reason = nullptr) {
+        Notification notification{
+            name, static_cast<const CaptureSession*>(capture.session.get()), {}};
+        if (reason != nullptr) {
+            notification.userInfo[kCaptureSessionErrorKey] = CaptureError{{reason, reason}};
+        }
+        center.post(notification);
+    }
+    void cameraFails(const char* reason) {
+        capture.session->running = false;
+        post(kCaptureSessionRuntimeError, reason);
+        settle();
+    }
+    void cameraStarts() {
+        post(kCaptureSessionDidStartRunning);
+        settle();
+    }
+    [[nodiscard]] std::ptrdiff_t starts() const {
+        return std::ranges::count(capture.trace, "startRunning");
+    }
+
+    Options options;
+    CrankedLoop loop{dispatch.main};
+    Handlers handlers;
+    fakes::CapturedDiagnostics reported;
+    std::optional<Error> systemError;
+    Telemetry* telemetry = nullptr;
+    std::unique_ptr<velmaro::Run> run;
+};
+
+TEST_F(RunTest, TracksTheFirstSourceUntilItIsAskedToStop) {
+    EXPECT_EQ(runs([this] {
+                  EXPECT_TRUE(run->view()->isRunning.get());
+                  EXPECT_EQ(starts(), 1);
+                  telemetry->datagramsOut = 1;
+                  handlers.request(Request::stop);
+              }),
+              ExitStatus::success);
+    EXPECT_TRUE(loop.isStopped);
+    EXPECT_FALSE(run->view()->isRunning.get());
+    EXPECT_THAT(reported.lines(), ElementsAre(HasSubstr("'Desk Camera' to 127.0.0.1")));
+}
+
+TEST_F(RunTest, WhatCannotBeHadIsToldAndEndsWithOne) {
+    systemError = Error{"the port is taken", "the port is taken"};
+    EXPECT_EQ(runs([] {}), ExitStatus::couldNotRun);
+    EXPECT_THAT(reported.lines(), ElementsAre("the port is taken"));
+}
+
+TEST_F(RunTest, BothProgramsWaitForHeadphonesThatArePromised) {
+    options.awaitsHeadphones = options.choosesHeadphones = options.start = true;
+    for (const Program program : {Program::terminal, Program::window}) {
+        options.program = program;
+        headphones.available = false;
+        EXPECT_EQ(runs([this] {
+                      EXPECT_FALSE(run->view()->isRunning.get());
+                      headphones.available = true;
+                      headphones.connect();
+                      settle();
+                      EXPECT_TRUE(run->view()->isRunning.get());
+                      EXPECT_TRUE(headphones.active);
+                      telemetry->datagramsOut = 1;
+                      run->end(ExitStatus::success);
+                  }),
+                  ExitStatus::success);
+        EXPECT_THAT(reported.lines(), Contains("waiting for the headphones"));
+    }
+}
+
+TEST_F(RunTest, ACameraThatIsBackIsStartedAnew) {
+    EXPECT_EQ(runs([this] {
+                  cameraStarts();
+                  cameraFails("the camera was disconnected");
+                  EXPECT_EQ(starts(), 1);
+                  capture.setLocal({});
+                  post(kCaptureDeviceWasDisconnected);
+                  settle();
+                  EXPECT_EQ(starts(), 1);
+                  capture.setLocal({desk});
+                  post(kCaptureDeviceWasConnected);
+                  settle();
+                  EXPECT_EQ(starts(), 2);
+                  telemetry->datagramsOut = 1;
+                  run->end(ExitStatus::success);
+              }),
+              ExitStatus::success);
+    EXPECT_THAT(reported.lines(),
+                ElementsAre(HasSubstr("'Desk Camera' to"),
+                            "the camera was disconnected: tracking goes on when it is back",
+                            "the camera \"Desk Camera\" is back"));
+}
+
+TEST_F(RunTest, ACameraThatIsBackBeforeItsFailureIsToldIsStartedAnew) {
+    (void)runs([this] {
+        cameraStarts();
+        post(kCaptureDeviceWasConnected);
+        settle();
+        EXPECT_EQ(starts(), 1);
+        cameraFails("the camera was disconnected");
+        EXPECT_EQ(starts(), 2);
+        // Nothing has come since, so that it is not tried again and again.
+        cameraFails("the camera was disconnected");
+        EXPECT_EQ(starts(), 2);
+    });
+}
+
+TEST_F(RunTest, ADisturbanceIsNoLoss) {
+    (void)runs([this] {
+        cameraStarts();
+        post(kCaptureSessionRuntimeError, "the camera gives no more pictures");
+        post(kCaptureDeviceWasConnected);
+        settle();
+        EXPECT_EQ(starts(), 1);
+    });
+    EXPECT_THAT(reported.lines(), testing::SizeIs(1));
+}
+
+TEST_F(RunTest, ACameraThatNeverStartsEndsTheTerminalsRun) {
+    for (const Program program : {Program::terminal, Program::window}) {
+        options.program = program;
+        options.start = true;
+        loop.isStopped = false;
+        (void)runs([this] { cameraFails("the camera is busy"); });
+        EXPECT_EQ(loop.isStopped, program == Program::terminal);
+        EXPECT_THAT(reported.lines(), Contains("the camera is busy"));
+    }
+}
+
+TEST_F(RunTest, AFileThatEndsEarlyEndsWithOne) {
+    capture.setLocal({fakes::makeDevice("file:a.webm", "a.webm")});
+    EXPECT_EQ(runs([this] {
+                  cameraStarts();
+                  telemetry->datagramsOut = 5;
+                  cameraFails("it is damaged");
+              }),
+              ExitStatus::couldNotRun);
+    EXPECT_TRUE(loop.isStopped);
+    EXPECT_THAT(reported.lines(), Contains("'a.webm' ended early: it is damaged"));
+}
+
+TEST_F(RunTest, ARefusedCameraEndsWithOne) {
+    capture.inputError = Error{"no such file", "no such file"};
+    EXPECT_EQ(runs([] {}), ExitStatus::couldNotRun);
+    EXPECT_TRUE(loop.isStopped);
+    EXPECT_THAT(reported.lines(), Contains("❌ Erreur: no such file"));
+}
+
+TEST_F(RunTest, ADeniedCameraEndsWithOne) {
+    capture.status = AuthorizationStatus::denied;
+    EXPECT_EQ(runs([] {}), ExitStatus::couldNotRun);
+    EXPECT_THAT(reported.lines(), Contains("Camera access denied - check System Preferences"));
+}
+
+TEST_F(RunTest, ASessionThatStartsAfterTheStopIsStopped) {
+    options.program = Program::window;
+    capture.status = AuthorizationStatus::notDetermined;
+    (void)runs([this] {
+        run->view()->toggleTracking();
+        run->view()->toggleTracking();
+        capture.pendingRequest(true);
+        settle();
+        EXPECT_TRUE(capture.session->running);
+        cameraStarts();
+        EXPECT_FALSE(capture.session->running);
+    });
+}
+
+TEST_F(RunTest, TimeThatPassesWithoutDataEndsWithOne) {
+    options.duration = 1;
+    EXPECT_EQ(runs([this] { dispatch.main.advance(2); }), ExitStatus::couldNotRun);
+    EXPECT_THAT(reported.lines(), Contains("nothing was sent: the source gave no data"));
+}
+
+TEST_F(RunTest, TimeThatPassesWithDataEndsWithZero) {
+    options.duration = 1;
+    EXPECT_EQ(runs([this] {
+                  telemetry->datagramsOut = 1;
+                  dispatch.main.advance(2);
+              }),
+              ExitStatus::success);
+    EXPECT_TRUE(loop.isStopped);
+}
+
+TEST_F(RunTest, WhatIsReportedIsKeptForTheWindow) {
+    options.program = Program::window;
+    (void)runs([this] { run->diagnostics().report({.text = "one"}); });
+    ASSERT_THAT(run->diagnostics().reported.get(), testing::SizeIs(1));
+    EXPECT_EQ(run->diagnostics().reported.get().front().text, "one");
+}
+
+}  // namespace
+}  // namespace velmaro
