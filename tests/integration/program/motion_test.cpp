@@ -24,9 +24,9 @@ std::vector<std::vector<float>> play(const std::vector<std::string>& more,
     const TemporaryFolder folder;
     const Receiver receiver;
     std::vector<std::string> arguments{"--motion-file", folder.write("turns.txt", kTurns),
-                                       "--input",       "airpods",
-                                       "--port",        receiver.port(),
-                                       "--once"};
+                                       "--input", "airpods", "--port", receiver.port(),
+                                       // A sample that comes late must not fall into an interval.
+                                       "--rate", "1000", "--once"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     const Finished run = runProgram(arguments);
     EXPECT_EQ(run.status, 0) << run.errors;
