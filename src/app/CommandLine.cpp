@@ -93,7 +93,9 @@ void addSourceOptions(CLI::App& app, std::span<const SourceOption> sourceOptions
 void addSources(CLI::App& app, std::span<const SourceOption> sourceOptions, Options& options) {
     app.add_flag("--list-inputs", options.listInputs,
                  "Print one line per source (its id, a tab, its label) and exit");
-    app.add_option("--input", options.input, "Choose a source (default: the first available)")
+    app.add_option("--input", options.input,
+                   "Choose a source (default: the first available, or the headphones if an option "
+                   "stands for them)")
         ->type_name("ID");
     app.add_option("--camera-file", options.cameraFiles,
                    "Add a video or picture as a camera; looped, at its own pace (repeatable)")

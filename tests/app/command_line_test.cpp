@@ -87,6 +87,11 @@ TEST(CommandLine, HasTheDefaultsOfTheSender) {
     EXPECT_FALSE(options.recordMotion);
 }
 
+TEST(CommandLine, NumbersAreDecimalWhateverTheirZeros) {
+    EXPECT_EQ(parsed({"--rate", "030"}).frameRate, 30);
+    EXPECT_EQ(parsed({"--rate", "08"}).frameRate, 8);
+}
+
 TEST(CommandLine, ReadsEveryOption) {
     const Options options = parsed({"--input",       "camera_x", "--camera-file", "a.mp4",
                                     "--camera-file", "b.png",    "--once",        "--record-motion",
