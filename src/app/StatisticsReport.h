@@ -12,7 +12,7 @@
 
 namespace velmaro {
 
-/// One line a second: what came in, was analysed, dropped and sent in that
+/// One line a second: what came in, was analysed, showed a face, was dropped and sent in that
 /// second, how long datagrams came after their frames, and what it cost.
 class StatisticsReport : public std::enable_shared_from_this<StatisticsReport> {
 public:
@@ -27,12 +27,14 @@ public:
     void start(Log& output);
 
 private:
-    // Hundredths of a millisecond, up to 100 ms: frames that take longer share the last bucket.
-    static constexpr std::size_t kBuckets = 10'000;
+    // Hundredths of a millisecond up to 100 ms, then tens of milliseconds, up to 100 s.
+    static constexpr std::size_t kBuckets = 20'000;
 
     struct Totals {
         std::uint64_t framesIn = 0;
         std::uint64_t framesAnalysed = 0;
+        std::uint64_t framesWithFace = 0;
+        std::uint64_t networkRuns = 0;
         std::uint64_t framesDropped = 0;
         std::uint64_t datagramsOut = 0;
         double cpuSeconds = 0;

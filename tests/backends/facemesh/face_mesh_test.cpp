@@ -200,6 +200,12 @@ TEST(FaceMesh, CountsWhatItAnalysed) {
     finder.find(Frame(64, 64));
     finder.find(Frame(64, 64));
     EXPECT_EQ(telemetry.framesAnalysed, 2U);
+    EXPECT_EQ(telemetry.framesWithFace, 0U);
+    const std::uint64_t runs = telemetry.networkRuns;
+    EXPECT_GE(runs, 2U);
+    finder.find(Portrait().frame(640, 480, 320, 240, 220));
+    EXPECT_EQ(telemetry.framesWithFace, 1U);
+    EXPECT_EQ(telemetry.networkRuns, runs + 2);
 }
 
 TEST(FaceMesh, WithoutModelsSaysHowToGetThem) {
