@@ -59,8 +59,8 @@ public:
     /// Of the pictures before, where the first face was is kept as a hint where to look: while it
     /// is found there, it comes first, and may come alone, until another has been surer for some
     /// pictures, less than half a second's; and for 15 pictures after it has gone. No angle is
-    /// kept. A picture of another size clears it; so does, in effect, a cut, since the face is then
-    /// not where it was.
+    /// kept. A picture of another size or of another run of its source clears it; so does, in
+    /// effect, a cut, since the face is then not where it was.
     virtual bool perform(const std::shared_ptr<const PixelBuffer>& image,
                          const Completion& completion) = 0;
 };

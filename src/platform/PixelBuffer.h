@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 namespace velmaro {
@@ -17,6 +18,10 @@ public:
     [[nodiscard]] virtual std::ptrdiff_t bytesPerRow() const = 0;
     /// The first pixel's blue byte.
     [[nodiscard]] virtual const std::byte* baseAddress() const = 0;
+
+    /// Which run of a source the picture comes from: another number is another camera, or the same
+    /// one started again, or a file that has begun anew. 0 where nobody counts.
+    [[nodiscard]] virtual std::uint64_t run() const { return 0; }
 };
 
 /// One captured frame as it is delivered.

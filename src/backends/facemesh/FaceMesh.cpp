@@ -16,6 +16,8 @@ struct FaceMesh::Parts {
     facemesh::FaceAnalyzer analyzer;
     std::array<facemesh::Observation, facemesh::FaceAnalyzer::kMaximumFaces> observations;
     std::vector<FaceObservation> results;
+    /// The last picture's.
+    std::uint64_t run = 0;
 };
 
 Result<std::unique_ptr<FaceMesh>> FaceMesh::create(const std::filesystem::path& models,
@@ -44,6 +46,9 @@ bool FaceMesh::perform(const std::shared_ptr<const PixelBuffer>& image,
     }
     const facemesh::ImageView view = {reinterpret_cast<const std::uint8_t*>(image->baseAddress()),
                                       image->bytesPerRow(), image->width(), image->height()};
+    if (std::exchange(parts_->run, image->run()) != image->run()) {
+        parts_->analyzer.forget();
+    }
     parts_->results.clear();
     for (const facemesh::Face& face : parts_->analyzer.analyze(view)) {
         facemesh::Observation& observation = parts_->observations[parts_->results.size()];

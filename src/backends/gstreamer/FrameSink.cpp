@@ -45,6 +45,20 @@ bool FrameSink::isAtEnd() const {
     return gst_app_sink_is_eos(GST_APP_SINK(sink_.get())) != FALSE;
 }
 
+/// A run ends with its pipeline, and in a file where time begins again.
+std::uint64_t FrameSink::runOf(GstSample* sample) {
+    static std::atomic<std::uint64_t> runs = 0;
+    const GstBuffer* const buffer = gst_sample_get_buffer(sample);
+    const GstClockTime time = buffer == nullptr ? GST_CLOCK_TIME_NONE : GST_BUFFER_PTS(buffer);
+    const bool isEarlier =
+        GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(lastTime_) && time < lastTime_;
+    if (run_ == 0 || isEarlier) {
+        run_ = ++runs;
+    }
+    lastTime_ = time;
+    return run_;
+}
+
 GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
     const auto arrival = Telemetry::Clock::now();
     SampleHandle sample(gst_app_sink_pull_sample(sink));
@@ -56,7 +70,8 @@ GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
     }
     const int discarded = frameSink.discarded_.exchange(0, std::memory_order_relaxed);
     const bool keepsBeat = frameSink.pace_ == Pace::asTheyCome && isSlow(sample.get());
-    if (auto image = VideoFrame::map(std::move(sample))) {
+    const std::uint64_t run = frameSink.runOf(sample.get());
+    if (auto image = VideoFrame::map(std::move(sample), run)) {
         target->put(std::move(image), arrival, discarded, keepsBeat);
     }
     return GST_FLOW_OK;

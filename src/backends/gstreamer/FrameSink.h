@@ -38,6 +38,7 @@ public:
 
 private:
     static GstFlowReturn newSample(GstAppSink* sink, gpointer self);
+    std::uint64_t runOf(GstSample* sample);
 
     const Pace pace_;
     ElementHandle sink_;
@@ -45,6 +46,9 @@ private:
     std::atomic<NewestFrame*> target_ = nullptr;
     std::atomic<std::uint64_t> frames_ = 0;
     std::atomic<int> discarded_ = 0;
+    // Streaming thread.
+    std::uint64_t run_ = 0;
+    GstClockTime lastTime_ = GST_CLOCK_TIME_NONE;
 };
 
 }  // namespace velmaro::gstreamer

@@ -2,7 +2,7 @@
 
 namespace velmaro::gstreamer {
 
-std::shared_ptr<const VideoFrame> VideoFrame::map(SampleHandle sample) {
+std::shared_ptr<const VideoFrame> VideoFrame::map(SampleHandle sample, std::uint64_t run) {
     GstBuffer* const buffer = gst_sample_get_buffer(sample.get());
     GstCaps* const caps = gst_sample_get_caps(sample.get());
     GstVideoInfo info;
@@ -10,7 +10,7 @@ std::shared_ptr<const VideoFrame> VideoFrame::map(SampleHandle sample) {
         GST_VIDEO_INFO_FORMAT(&info) != GST_VIDEO_FORMAT_BGRA) {
         return nullptr;
     }
-    auto frame = std::make_shared<VideoFrame>(std::move(sample));
+    auto frame = std::make_shared<VideoFrame>(std::move(sample), run);
     // The sample already holds the buffer, so the map need not.
     const auto flags =
         static_cast<GstMapFlags>(GST_MAP_READ | static_cast<int>(GST_VIDEO_FRAME_MAP_FLAG_NO_REF));

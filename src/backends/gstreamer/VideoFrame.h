@@ -2,6 +2,7 @@
 
 #include <gst/video/video.h>
 
+#include <cstdint>
 #include <memory>
 
 #include "backends/gstreamer/Handles.h"
@@ -12,10 +13,11 @@ namespace velmaro::gstreamer {
 /// A decoded picture where the decoder left it: holds the sample and keeps it mapped for reading.
 class VideoFrame : public PixelBuffer {
 public:
-    /// Null if the sample holds no BGRA picture that can be mapped. Any thread.
-    static std::shared_ptr<const VideoFrame> map(SampleHandle sample);
+    /// Null if the sample holds no BGRA picture that can be mapped. `run` is the picture's. Any
+    /// thread.
+    static std::shared_ptr<const VideoFrame> map(SampleHandle sample, std::uint64_t run);
 
-    explicit VideoFrame(SampleHandle sample) : sample_(std::move(sample)) {}
+    VideoFrame(SampleHandle sample, std::uint64_t run) : sample_(std::move(sample)), run_(run) {}
     VideoFrame(const VideoFrame&) = delete;
     VideoFrame& operator=(const VideoFrame&) = delete;
     ~VideoFrame() override;
@@ -29,8 +31,11 @@ public:
         return static_cast<const std::byte*>(GST_VIDEO_FRAME_PLANE_DATA(&frame_, 0));
     }
 
+    [[nodiscard]] std::uint64_t run() const override { return run_; }
+
 private:
     SampleHandle sample_;
+    std::uint64_t run_;
     GstVideoFrame frame_{};
     bool mapped_ = false;
 };

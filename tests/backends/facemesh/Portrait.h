@@ -28,6 +28,9 @@ public:
         return reinterpret_cast<const std::byte*>(bytes_.data());
     }
 
+    [[nodiscard]] std::uint64_t run() const override { return run_; }
+    void setRun(std::uint64_t run) { run_ = run; }
+
     [[nodiscard]] std::uint8_t* pixel(int x, int y) {
         return bytes_.data() + static_cast<std::ptrdiff_t>(y) * bytesPerRow_ + 4 * x;
     }
@@ -36,6 +39,7 @@ private:
     int width_;
     int height_;
     int bytesPerRow_;
+    std::uint64_t run_ = 0;
     std::vector<std::uint8_t> bytes_;
 };
 

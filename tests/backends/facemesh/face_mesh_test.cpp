@@ -105,6 +105,19 @@ TEST(FaceMesh, KeepsNothingOfPicturesOfAnotherSize) {
     EXPECT_EQ(first[0].noseCrest[3].y, again[0].noseCrest[3].y);
 }
 
+TEST(FaceMesh, AnotherRunOfTheSourceStartsAnew) {
+    FaceFinder finder;
+    // Followed, the face is reported alone; a look at the whole picture finds both.
+    Frame both(1280, 720);
+    Portrait().paint(both, 30, 60, 1);
+    Portrait().paint(both, 700, 60, 1.1);
+    both.setRun(7);
+    EXPECT_EQ(finder.find(both).size(), 2U);
+    EXPECT_EQ(finder.find(both).size(), 1U);
+    both.setRun(8);
+    EXPECT_EQ(finder.find(both).size(), 2U);
+}
+
 TEST(FaceMesh, FindsSeveralFaces) {
     const Portrait portrait;
     Frame frame(1280, 720);
