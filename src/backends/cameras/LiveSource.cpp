@@ -75,14 +75,18 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& s
     if (has(camera, "client-name")) {
         g_object_set(camera, "client-name", "Velmaro", nullptr);
     }
+    return linkToSink(pipeline, camera, format.get(), sink);
+}
 
+std::optional<Error> LiveSource::linkToSink(GstBin* pipeline, GstElement* camera, GstCaps* format,
+                                            gstreamer::FrameSink& sink) {
     latest_.emplace(sink);
     GstElement* const latest = latest_->element();
     gst_bin_add(pipeline, latest);
     GstElement* const converter = make(pipeline, "videoconvert");
     g_object_set(converter, "n-threads", 1U, nullptr);
     GstElement* first = converter;
-    const GstStructure* const structure = gst_caps_get_structure(format.get(), 0);
+    const GstStructure* const structure = gst_caps_get_structure(format, 0);
     if (gst_structure_has_name(structure, "image/jpeg") != FALSE) {
         first = make(pipeline, "jpegdec");
         if (first == nullptr) {
@@ -93,7 +97,7 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& s
         }
         gst_element_link(first, converter);
     }
-    if (gst_element_link_filtered(camera, latest, format.get()) == FALSE ||
+    if (gst_element_link_filtered(camera, latest, format) == FALSE ||
         gst_element_link(latest, first) == FALSE ||
         gst_element_link(converter, sink.element()) == FALSE) {
         return says("cannot be connected to");

@@ -33,6 +33,9 @@ private:
     /// A warning about the camera, as `predicate` says it.
     [[nodiscard]] Diagnostic warning(const std::string& predicate, const std::string& advice) const;
     [[nodiscard]] Error says(const std::string& predicate) const;
+    /// The way from the camera's element, which gives `format`, to `sink`.
+    std::optional<Error> linkToSink(GstBin* pipeline, GstElement* camera, GstCaps* format,
+                                    gstreamer::FrameSink& sink);
 
     const CameraDescription camera_;
     const std::shared_ptr<CameraRegistry> registry_;

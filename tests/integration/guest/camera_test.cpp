@@ -90,7 +90,8 @@ TEST_F(CameraDevice, IsBusyWhileAnotherProgramReadsIt) {
 
 TEST_F(CameraDevice, WhoMayNotOpenItLearnsWhatToDo) {
     const std::string hint =
-        "velmaro-cli: there are cameras, but this user may not open them: add the user to the group "
+        "velmaro-cli: there are cameras, but this user may not open them: add the user to the "
+        "group "
         "\"video\" (sudo usermod -aG video NAME) and log in again\n";
     // What GStreamer knows of its plug-ins: to find that out takes the emulated processor long.
     const std::string knowing = "GST_REGISTRY=/tmp/registry GST_REGISTRY_UPDATE=no ";
