@@ -28,7 +28,7 @@ protected:
     void makeView() { view = ContentView::create(platform); }
 
     /// Everything that is queued anywhere, and what that queues.
-    void settle() {
+    void runEverything() {
         while (dispatch.main.run() + dispatch.userInitiated.run() + dispatch.standard.run() > 0) {
         }
     }

@@ -26,7 +26,7 @@ protected:
 
     void start() {
         view->toggleTracking();
-        settle();
+        runEverything();
     }
 };
 

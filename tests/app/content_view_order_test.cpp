@@ -33,7 +33,7 @@ protected:
 
     void startCamera() {
         view->toggleTracking();
-        settle();
+        runEverything();
         capture.trace.clear();
     }
 
@@ -189,7 +189,7 @@ TEST_F(ContentViewOrderTest, AnotherSourceStopsAndStartsWithoutAStatusBetween) {
     frame();
     headphones.available = true;
     headphones.connect();
-    settle();
+    runEverything();
     traceEverything();
     view->select("airpods");
     EXPECT_THAT(only(capture.trace, {"stop", "start", "cancel", "status: "}),
@@ -265,7 +265,7 @@ TEST_F(ContentViewOrderTest, AnEarlierStartsHandlerKeepsItsOwnCount) {
         view->toggleTracking();
     };
     frame();
-    settle();
+    runEverything();
     view->debugText = "untouched";
     frame();
     dispatch.main.run();
@@ -368,7 +368,7 @@ TEST_F(ContentViewOrderTest, HeadphonesThatConnectWhileStoppedAreNotStarted) {
     view->select("");
     headphones.available = true;
     headphones.connect();
-    settle();
+    runEverything();
     EXPECT_EQ(view->selectedInputId.get(), "airpods");
     EXPECT_EQ(headphones.startCount, 0);
     EXPECT_EQ(headphones.stopCount, 0);
@@ -378,7 +378,7 @@ TEST_F(ContentViewOrderTest, HeadphonesThatConnectWhileStoppedAreNotStarted) {
 TEST_F(ContentViewOrderTest, HeadphonesThatGoAreNotChosen) {
     view->select("");
     headphones.disconnect();
-    settle();
+    runEverything();
     EXPECT_EQ(view->selectedInputId.get(), "");
 }
 
@@ -386,7 +386,7 @@ TEST_F(ContentViewOrderTest, HeadphonesThatConnectBesideARunningCameraChangeNoth
     startCamera();
     headphones.available = true;
     headphones.connect();
-    settle();
+    runEverything();
     EXPECT_EQ(view->selectedInputId.get(), "camera_desk");
     EXPECT_EQ(headphones.startCount, 0);
     EXPECT_THAT(only(capture.trace, {"stop"}), IsEmpty());

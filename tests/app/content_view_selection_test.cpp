@@ -151,7 +151,7 @@ TEST_F(ContentViewSelectionTest, ChoosingWhileRunningStopsEverythingAndStartsThe
     makeView();
     view->appear();
     view->toggleTracking();
-    settle();
+    runEverything();
     frame();
     ASSERT_EQ(network.connections.size(), 1U);
     const int stopsBefore = headphones.stopCount;
@@ -172,7 +172,7 @@ TEST_F(ContentViewSelectionTest, ChoosingTheSameAgainWhileRunningDoesNotRestart)
     makeView();
     view->appear();
     view->toggleTracking();
-    settle();
+    runEverything();
     capture.trace.clear();
     view->select("camera_desk");
     EXPECT_THAT(capture.trace, IsEmpty());
@@ -183,7 +183,7 @@ TEST_F(ContentViewSelectionTest, ChoosingASourceThatIsGoneWhileRunningStops) {
     makeView();
     view->appear();
     view->toggleTracking();
-    settle();
+    runEverything();
     view->select("camera_gone");
     EXPECT_FALSE(capture.session->running);
     EXPECT_EQ(view->debugText.get(), "No input selected");
@@ -206,7 +206,7 @@ TEST_F(ContentViewSelectionTest, HeadphonesThatAreThereFromTheBeginningAreStarte
     makeView();
     view->appear();
     view->toggleTracking();
-    settle();
+    runEverything();
     EXPECT_EQ(headphones.startCount, 1);
     EXPECT_EQ(headphones.stopCount, 0);
 }

@@ -150,7 +150,7 @@ TEST_F(ContentViewZeroPoseTest, ShowsACamerasOffset) {
 
 TEST_F(ContentViewZeroPoseTest, SendsTheBitsOfACamerasAngles) {
     view->toggleTracking();
-    settle();
+    runEverything();
     frame();
     EXPECT_THAT(sentBits(), ElementsAre(0xC1400000U, 0x40E00000U, 0U));
     view->faceDetector->pan = 0.0F;
@@ -168,7 +168,7 @@ TEST_F(ContentViewZeroPoseTest, SendsTheBitsOfACamerasQuaternion) {
     view->faceDetector->pan = 33.3F;
     view->faceDetector->tilt = -21.7F;
     view->toggleTracking();
-    settle();
+    runEverything();
     frame();
     EXPECT_THAT(sentBits(), ElementsAre(0x3F70E1D3U, 0xBD5CEAE1U, 0x3E38ACAAU, 0x3E9013FBU));
 }
@@ -204,7 +204,7 @@ TEST_F(ContentViewZeroPoseTest, ItsServicesEndWithIt) {
     const std::weak_ptr<FaceDetector> detector = view->faceDetector;
     const std::weak_ptr<HeadphoneMotionManager> tracker = view->headphoneManager;
     view->toggleTracking();
-    settle();
+    runEverything();
     dispatch.main.advance(1);
     view.reset();
     EXPECT_TRUE(camera.expired());
@@ -249,7 +249,7 @@ TEST_F(ContentViewZeroPoseTest, ItEndsItsWatchOverTheHeadphones) {
 
 TEST_F(ContentViewZeroPoseTest, AFrameUnderWayKeepsItUntilItIsSent) {
     view->toggleTracking();
-    settle();
+    runEverything();
     const auto manager = view->cameraManager;
     const std::weak_ptr<ContentView> weak = view;
     faces.beforeCompletion = [this] { view.reset(); };

@@ -31,7 +31,7 @@ protected:
     /// A head turned to the right by 90 degrees.
     void turnRight() {
         motion({.x = 0, .y = 0, .z = -0.70710678118654752, .w = 0.70710678118654752});
-        settle();
+        runEverything();
     }
 
     fakes::CapturedDiagnostics diagnostics;

@@ -101,9 +101,9 @@ protected:
             return *over;
         }
         loop.whileRunning = [this, inside] {
-            settle();
+            runEverything();
             inside();
-            settle();
+            runEverything();
         };
         return run->execute();
     }
@@ -119,11 +119,11 @@ protected:
     void cameraFails(const char* reason) {
         capture.session->running = false;
         post(kCaptureSessionRuntimeError, reason);
-        settle();
+        runEverything();
     }
     void cameraStarts() {
         post(kCaptureSessionDidStartRunning);
-        settle();
+        runEverything();
     }
     [[nodiscard]] std::ptrdiff_t starts() const {
         return std::ranges::count(capture.trace, "startRunning");
@@ -166,7 +166,7 @@ TEST_F(RunTest, BothProgramsWaitForHeadphonesThatArePromised) {
                       EXPECT_FALSE(run->view()->isRunning.get());
                       headphones.available = true;
                       headphones.connect();
-                      settle();
+                      runEverything();
                       EXPECT_TRUE(run->view()->isRunning.get());
                       EXPECT_TRUE(headphones.active);
                       telemetry->datagramsOut = 1;
@@ -184,11 +184,11 @@ TEST_F(RunTest, ACameraThatIsBackIsStartedAnew) {
                   EXPECT_EQ(starts(), 1);
                   capture.setLocal({});
                   post(kCaptureDeviceWasDisconnected);
-                  settle();
+                  runEverything();
                   EXPECT_EQ(starts(), 1);
                   capture.setLocal({desk});
                   post(kCaptureDeviceWasConnected);
-                  settle();
+                  runEverything();
                   EXPECT_EQ(starts(), 2);
                   telemetry->datagramsOut = 1;
                   run->end(ExitStatus::success);
@@ -204,7 +204,7 @@ TEST_F(RunTest, ACameraThatIsBackBeforeItsFailureIsToldIsStartedAnew) {
     (void)runs([this] {
         cameraStarts();
         post(kCaptureDeviceWasConnected);
-        settle();
+        runEverything();
         EXPECT_EQ(starts(), 1);
         cameraFails("the camera was disconnected");
         EXPECT_EQ(starts(), 2);
@@ -219,7 +219,7 @@ TEST_F(RunTest, ADisturbanceIsNoLoss) {
         cameraStarts();
         post(kCaptureSessionRuntimeError, "the camera gives no more pictures");
         post(kCaptureDeviceWasConnected);
-        settle();
+        runEverything();
         EXPECT_EQ(starts(), 1);
     });
     EXPECT_THAT(reported.lines(), testing::SizeIs(1));
@@ -268,7 +268,7 @@ TEST_F(RunTest, ASessionThatStartsAfterTheStopIsStopped) {
         run->view()->toggleTracking();
         run->view()->toggleTracking();
         capture.pendingRequest(true);
-        settle();
+        runEverything();
         EXPECT_TRUE(capture.session->running);
         cameraStarts();
         EXPECT_FALSE(capture.session->running);

@@ -46,19 +46,19 @@ constexpr std::chrono::milliseconds kCameraPatience{3000};
 constexpr std::chrono::milliseconds kLongCameraPatience{10000};
 
 /// Null if those of this computer are not even looked for.
-std::unique_ptr<gstreamer::DeviceProvider> makeCameras(LiveCameras liveCameras,
+std::unique_ptr<gstreamer::DeviceProvider> makeCameras(CameraSearch cameraSearch,
                                                        NotificationCenter& notificationCenter,
                                                        Diagnostics& diagnostics) {
     std::chrono::milliseconds patience{0};
-    switch (liveCameras) {
-        case LiveCameras::none:
+    switch (cameraSearch) {
+        case CameraSearch::none:
             return nullptr;
-        case LiveCameras::listedLater:
+        case CameraSearch::listedLater:
             break;
-        case LiveCameras::awaited:
+        case CameraSearch::awaited:
             patience = kCameraPatience;
             break;
-        case LiveCameras::awaitedPatiently:
+        case CameraSearch::awaitedPatiently:
             patience = kLongCameraPatience;
             break;
     }
@@ -78,7 +78,8 @@ std::vector<gstreamer::FileCamera> fileCameras(const Options& options) {
 
 /// Who names a file has allowed it by that.
 bool needsPermission(const Options& options, const WantedSources& wanted) {
-    return wanted.liveCameras != LiveCameras::none && !options.demo && options.cameraFiles.empty();
+    return wanted.cameraSearch != CameraSearch::none && !options.demo &&
+           options.cameraFiles.empty();
 }
 
 /// Standard output stays free for an answer that scripts read.
@@ -172,7 +173,7 @@ LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted
       capture_(*dispatch_, notificationCenter_, telemetry, diagnostics,
                {.files = fileCameras(options),
                 .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
-                .cameras = makeCameras(wanted.liveCameras, notificationCenter_, diagnostics),
+                .cameras = makeCameras(wanted.cameraSearch, notificationCenter_, diagnostics),
                 .playbackEnded = [this] { call(playbackEnded_); }}),
       portal_(needsPermission(options, wanted)
                   ? std::make_unique<PortalCapture>(capture_, diagnostics)

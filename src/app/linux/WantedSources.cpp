@@ -24,7 +24,7 @@ WantedSources wantedInTerminal(const Options& options) {
         mayBeCamera = mayBeLive = false;
         mayBeHeadphones = true;
     }
-    return {.liveCameras = mayBeLive ? LiveCameras::awaitedPatiently : LiveCameras::none,
+    return {.cameraSearch = mayBeLive ? CameraSearch::awaitedPatiently : CameraSearch::none,
             .faces = mayBeCamera,
             .headphones = mayBeHeadphones};
 }
@@ -32,15 +32,15 @@ WantedSources wantedInTerminal(const Options& options) {
 /// What comes first can be shown without the cameras, which a person may pick later.
 WantedSources wantedInWindow(const Options& options) {
     const bool isChosen = namesFile(options) || options.choosesHeadphones;
-    return {.liveCameras =
-                isChosen && !options.input ? LiveCameras::listedLater : LiveCameras::awaited};
+    return {.cameraSearch =
+                isChosen && !options.input ? CameraSearch::listedLater : CameraSearch::awaited};
 }
 
 }  // namespace
 
 WantedSources wantedSources(const Options& options) {
     if (options.listInputs) {
-        return {.liveCameras = LiveCameras::awaitedPatiently, .faces = false};
+        return {.cameraSearch = CameraSearch::awaitedPatiently, .faces = false};
     }
     return options.program == Program::window ? wantedInWindow(options) : wantedInTerminal(options);
 }

@@ -5,7 +5,7 @@
 namespace velmaro {
 
 /// What is done about the cameras of this computer.
-enum class LiveCameras {
+enum class CameraSearch {
     /// Nothing: not even looked for.
     none,
     /// Listed when they are found, after the files.
@@ -18,7 +18,7 @@ enum class LiveCameras {
 
 /// Which kinds of sources a run looks for, each of which costs threads.
 struct WantedSources {
-    LiveCameras liveCameras = LiveCameras::awaited;
+    CameraSearch cameraSearch = CameraSearch::awaited;
     /// Whether faces are ever looked for, in pictures of a camera or a file.
     bool faces = true;
     bool headphones = true;

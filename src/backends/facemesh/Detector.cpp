@@ -65,12 +65,11 @@ Result<Detector> Detector::create(networks::Model model) {
         model.tensors[model.outputs[1]].shape != networks::Shape{1, kAnchorCount, 1}) {
         return failure("not the face detector that this program knows");
     }
-    return networks::Network::create(std::move(model)).map([](networks::Network&& network) {
-        return Detector(std::move(network));
-    });
+    return networks::NeuralNetwork::create(std::move(model))
+        .map([](networks::NeuralNetwork&& network) { return Detector(std::move(network)); });
 }
 
-Detector::Detector(networks::Network network)
+Detector::Detector(networks::NeuralNetwork network)
     : network_(std::move(network)), letterbox_(kSide), anchors_(makeAnchors()) {
     candidates_.reserve(kAnchorCount);
     merged_.reserve(kAnchorCount);

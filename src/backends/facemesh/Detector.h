@@ -5,7 +5,7 @@
 
 #include "backends/facemesh/ImageView.h"
 #include "backends/facemesh/Letterbox.h"
-#include "backends/networks/Network.h"
+#include "backends/networks/NeuralNetwork.h"
 
 namespace velmaro::facemesh {
 
@@ -36,15 +36,15 @@ public:
                                       float least = kLeastScore);
 
     /// The network alone, for measuring.
-    [[nodiscard]] networks::Network& network() { return network_; }
+    [[nodiscard]] networks::NeuralNetwork& network() { return network_; }
 
 private:
-    explicit Detector(networks::Network network);
+    explicit Detector(networks::NeuralNetwork network);
 
     void decode(const Letterbox::Placement& placement, float least);
     void merge();
 
-    networks::Network network_;
+    networks::NeuralNetwork network_;
     Letterbox letterbox_;
     std::vector<PixelPoint> anchors_;
     std::vector<Detection> candidates_;

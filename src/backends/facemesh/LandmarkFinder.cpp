@@ -44,12 +44,11 @@ Result<LandmarkFinder> LandmarkFinder::create(networks::Model model) {
         model.tensors[model.outputs[1]].shape != networks::Shape{1, 1, 1, 1}) {
         return failure("not the landmark model that this program knows");
     }
-    return networks::Network::create(std::move(model)).map([](networks::Network&& network) {
-        return LandmarkFinder(std::move(network));
-    });
+    return networks::NeuralNetwork::create(std::move(model))
+        .map([](networks::NeuralNetwork&& network) { return LandmarkFinder(std::move(network)); });
 }
 
-LandmarkFinder::LandmarkFinder(networks::Network network) : network_(std::move(network)) {}
+LandmarkFinder::LandmarkFinder(networks::NeuralNetwork network) : network_(std::move(network)) {}
 
 float LandmarkFinder::find(const ImageView& image, const TurnedSquare& square, FacePoints& points) {
     warp(image, square, kCells, network_.input());

@@ -3,7 +3,7 @@
 #include "backends/facemesh/Detector.h"
 #include "backends/facemesh/FacePoints.h"
 #include "backends/facemesh/Warp.h"
-#include "backends/networks/Network.h"
+#include "backends/networks/NeuralNetwork.h"
 
 namespace velmaro::facemesh {
 
@@ -23,12 +23,12 @@ public:
     float find(const ImageView& image, const TurnedSquare& square, FacePoints& points);
 
     /// The network alone, for measuring.
-    [[nodiscard]] networks::Network& network() { return network_; }
+    [[nodiscard]] networks::NeuralNetwork& network() { return network_; }
 
 private:
-    explicit LandmarkFinder(networks::Network network);
+    explicit LandmarkFinder(networks::NeuralNetwork network);
 
-    networks::Network network_;
+    networks::NeuralNetwork network_;
 };
 
 }  // namespace velmaro::facemesh

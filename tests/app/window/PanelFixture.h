@@ -34,7 +34,7 @@ protected:
 
     /// What the main queue holds, and the refresh that it causes.
     void catchUp() {
-        settle();
+        runEverything();
         QTest::qWait(40);
     }
 

@@ -354,7 +354,7 @@ TEST_F(PanelTest, KeysRunThroughTheSourcesWhileTheyChange) {
             capture.setLocal(index % 20 == 5 ? std::vector{desk} : std::vector{wall, desk});
             view->cameraManager->discoverCameras();
         }
-        settle();
+        runEverything();
     }
     catchUp();
     EXPECT_TRUE(view->isRunning.get());

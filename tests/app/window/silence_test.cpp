@@ -92,7 +92,7 @@ TEST_F(SilenceTest, HeadphonesThatSendNothingAreNamed) {
     EXPECT_EQ(reason(),
               ": The headphones send no motion: see whether they are worn and connected.");
     motion({0, 0, 0, 1});
-    settle();
+    runEverything();
     panel->refresh();
     EXPECT_EQ(reason(), "");
 }

@@ -6,7 +6,7 @@
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Portrait.h"
 #include "backends/networks/Model.h"
-#include "backends/networks/Network.h"
+#include "backends/networks/NeuralNetwork.h"
 
 // A damaged model is caught by its checksum; these tests go behind it. Whatever the bytes are, the
 // reader gives a model or an error. Memory errors show under the sanitizers.
@@ -17,7 +17,7 @@ namespace {
 enum class Outcome { refused, read };
 
 Outcome read(std::span<const std::byte> file) {
-    return readModel(file).and_then(Network::create) ? Outcome::read : Outcome::refused;
+    return readModel(file).and_then(NeuralNetwork::create) ? Outcome::read : Outcome::refused;
 }
 
 std::vector<std::byte> detector() {

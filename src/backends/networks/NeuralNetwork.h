@@ -13,10 +13,10 @@ namespace velmaro::networks {
 
 /// A network made ready to run on the calling thread. One thread at a time; running allocates
 /// nothing.
-class Network {
+class NeuralNetwork {
 public:
     /// Takes a model with one input. Fails when it cannot be run.
-    [[nodiscard]] static Result<Network> create(Model model);
+    [[nodiscard]] static Result<NeuralNetwork> create(Model model);
 
     /// Where the caller puts the input, rows first, channels last.
     [[nodiscard]] std::span<float> input() { return {buffer(model_.inputs[0]), inputSize_}; }
@@ -32,7 +32,7 @@ public:
 
 private:
     /// Throws ModelError.
-    explicit Network(Model model);
+    explicit NeuralNetwork(Model model);
 
     struct Deleter {
         void operator()(xnn_runtime* runtime) const;

@@ -1,4 +1,4 @@
-#include "backends/networks/Network.h"
+#include "backends/networks/NeuralNetwork.h"
 
 #include <xnnpack.h>
 
@@ -31,9 +31,9 @@ struct SubgraphDeleter {
 }  // namespace
 
 /// Turns a checked model into the library's own graph.
-class Network::Builder {
+class NeuralNetwork::Builder {
 public:
-    explicit Builder(Network& network) : network_(network), model_(network.model_) {
+    explicit Builder(NeuralNetwork& network) : network_(network), model_(network.model_) {
         xnn_subgraph* subgraph = nullptr;
         require(
             xnn_create_subgraph(static_cast<std::uint32_t>(model_.tensors.size()), 0, &subgraph),
@@ -179,25 +179,25 @@ private:
         }
     }
 
-    Network& network_;
+    NeuralNetwork& network_;
     Model& model_;
     std::unique_ptr<xnn_subgraph, SubgraphDeleter> subgraph_;
     std::vector<std::uint32_t> values_;
 };
 
-void Network::Deleter::operator()(xnn_runtime* runtime) const {
+void NeuralNetwork::Deleter::operator()(xnn_runtime* runtime) const {
     xnn_delete_runtime(runtime);
 }
 
-Result<Network> Network::create(Model model) {
+Result<NeuralNetwork> NeuralNetwork::create(Model model) {
     try {
-        return Network(std::move(model));
+        return NeuralNetwork(std::move(model));
     } catch (const ModelError& error) {
         return failure(error.what());
     }
 }
 
-Network::Network(Model model) : model_(std::move(model)) {
+NeuralNetwork::NeuralNetwork(Model model) : model_(std::move(model)) {
     require(xnn_initialize(nullptr), "this processor");
     if (model_.inputs.size() != 1) {
         throw ModelError("a network has more than one input");
@@ -206,7 +206,7 @@ Network::Network(Model model) : model_(std::move(model)) {
     Builder(*this).build();
 }
 
-void Network::placeTensors() {
+void NeuralNetwork::placeTensors() {
     const std::size_t nowhere = model_.tensors.size();
     places_.assign(nowhere, {nowhere, 0, false});
     buffers_.resize(nowhere);
@@ -245,17 +245,17 @@ void Network::placeTensors() {
     }
 }
 
-float* Network::buffer(std::size_t tensor) const {
+float* NeuralNetwork::buffer(std::size_t tensor) const {
     const Place& place = places_[tensor];
     return buffers_[place.root].get() + place.offset;
 }
 
-std::span<const float> Network::output(std::size_t index) const {
+std::span<const float> NeuralNetwork::output(std::size_t index) const {
     const std::size_t tensor = model_.outputs[index];
     return {buffer(tensor), elementCount(model_.tensors[tensor].shape)};
 }
 
-bool Network::run() {
+bool NeuralNetwork::run() {
     return xnn_invoke_runtime(runtime_.get()) == xnn_status_success;
 }
 

@@ -1,5 +1,3 @@
-#include "backends/networks/Network.h"
-
 #include <cmath>
 #include <random>
 
@@ -7,13 +5,14 @@
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Testing.h"
 #include "backends/facemesh/Warp.h"
+#include "backends/networks/NeuralNetwork.h"
 #include "backends/networks/Reference.h"
 
 namespace velmaro::testing {
 namespace {
 
 using networks::Model;
-using networks::Network;
+using networks::NeuralNetwork;
 using networks::Operation;
 using networks::Shape;
 
@@ -25,7 +24,7 @@ Model model(std::string_view name) {
 /// after some 70 layers.
 constexpr double kTolerance = 5e-4;
 
-void expectAgreement(Network& network, const Model& model) {
+void expectAgreement(NeuralNetwork& network, const Model& model) {
     ASSERT_TRUE(network.run());
     const auto reference = runReference(model, network.input());
     for (std::size_t i = 0; i < model.outputs.size(); ++i) {
@@ -43,17 +42,17 @@ void expectAgreement(Network& network, const Model& model) {
     }
 }
 
-TEST(Network, TheDetectorAgreesWithTheDefinitionsOfItsOperators) {
+TEST(NeuralNetwork, TheDetectorAgreesWithTheDefinitionsOfItsOperators) {
     const Model definition = model(facemesh::kDetectorFile);
-    Network network = Network::create(definition).value();
+    NeuralNetwork network = NeuralNetwork::create(definition).value();
     facemesh::Letterbox(128).fill(view(Portrait().frame(640, 360, 320, 170, 150)), {0, 0, 640, 360},
                                   network.input());
     expectAgreement(network, definition);
 }
 
-TEST(Network, TheLandmarksAgreeWithTheDefinitionsOfTheirOperators) {
+TEST(NeuralNetwork, TheLandmarksAgreeWithTheDefinitionsOfTheirOperators) {
     const Model definition = model(facemesh::kLandmarkFile);
-    Network network = Network::create(definition).value();
+    NeuralNetwork network = NeuralNetwork::create(definition).value();
     facemesh::warp(view(Portrait().frame(640, 360, 320, 170, 150)), {{320, 170}, 225, {1, 0}}, 192,
                    network.input());
     expectAgreement(network, definition);
@@ -75,11 +74,11 @@ Model convolution(std::size_t extent, std::size_t window, std::uint32_t stride, 
     return model;
 }
 
-TEST(Network, PaddingOfAStrideOfTwoIsOnTheFarSide) {
+TEST(NeuralNetwork, PaddingOfAStrideOfTwoIsOnTheFarSide) {
     // Of a window of three over an even extent only the far border is padded, so the upper left
     // weight meets the very first cell.
-    Network three =
-        Network::create(convolution(4, 3, 2, true, {1, 0, 0, 0, 0, 0, 0, 0, 0})).value();
+    NeuralNetwork three =
+        NeuralNetwork::create(convolution(4, 3, 2, true, {1, 0, 0, 0, 0, 0, 0, 0, 0})).value();
     for (std::size_t i = 0; i < 16; ++i) {
         three.input()[i] = static_cast<float>(i + 1);
     }
@@ -91,15 +90,15 @@ TEST(Network, PaddingOfAStrideOfTwoIsOnTheFarSide) {
     // Of a window of five it is one before and two after.
     std::vector<float> second(25);
     second[6] = 1;
-    Network five = Network::create(convolution(4, 5, 2, true, second)).value();
+    NeuralNetwork five = NeuralNetwork::create(convolution(4, 5, 2, true, second)).value();
     std::copy(three.input().begin(), three.input().end(), five.input().begin());
     ASSERT_TRUE(five.run());
     EXPECT_FLOAT_EQ(five.output(0)[0], 1);
     EXPECT_FLOAT_EQ(five.output(0)[3], 11);
 }
 
-TEST(Network, RunsTwiceWithTheSameResult) {
-    Network network = Network::create(model(facemesh::kLandmarkFile)).value();
+TEST(NeuralNetwork, RunsTwiceWithTheSameResult) {
+    NeuralNetwork network = NeuralNetwork::create(model(facemesh::kLandmarkFile)).value();
     std::ranges::fill(network.input(), 0.5F);
     ASSERT_TRUE(network.run());
     const std::vector<float> first(network.output(0).begin(), network.output(0).end());
@@ -107,7 +106,7 @@ TEST(Network, RunsTwiceWithTheSameResult) {
     EXPECT_TRUE(std::ranges::equal(first, network.output(0)));
 }
 
-TEST(Network, RefusesAReshapeInTheMiddle) {
+TEST(NeuralNetwork, RefusesAReshapeInTheMiddle) {
     Model model = convolution(4, 1, 1, true, {1});
     model.tensors.push_back({{1, 4, 4, 1}, {}, {}});
     model.tensors.push_back({{1, 4, 4, 1}, {}, {}});
@@ -115,14 +114,14 @@ TEST(Network, RefusesAReshapeInTheMiddle) {
     model.steps.push_back({Operation::relu, {4}, 5, {}});
     model.outputs = {5};
     EXPECT_TRUE(networks::checkModel(model));
-    EXPECT_FALSE(Network::create(std::move(model)));
+    EXPECT_FALSE(NeuralNetwork::create(std::move(model)));
 }
 
-TEST(Network, RefusesTwoInputs) {
+TEST(NeuralNetwork, RefusesTwoInputs) {
     Model model = convolution(4, 1, 1, true, {1});
     model.tensors.push_back({{1, 4, 4, 1}, {}, {}});
     model.inputs.push_back(4);
-    EXPECT_FALSE(Network::create(std::move(model)));
+    EXPECT_FALSE(NeuralNetwork::create(std::move(model)));
 }
 
 }  // namespace
