@@ -80,8 +80,13 @@ void Run::assemble() {
         });
     receivers_ = std::make_unique<ReceiverNetwork>(doors.network, diagnostics_);
     receivers_->setOutput(options_.output);
-    receiver_ = std::make_unique<ReceiverMonitor>(*receivers_);
-    const Platform platform = through(doors, *capture_, *receiver_);
+    Network* network = receivers_.get();
+    // Only a window shows what becomes of the datagrams.
+    if (!isInTerminal()) {
+        receiver_ = std::make_unique<ReceiverMonitor>(*receivers_);
+        network = receiver_.get();
+    }
+    const Platform platform = through(doors, *capture_, *network);
     view_ = ContentView::create(platform);
     camera_ = CameraSupervisor::create(
         *view_, platform, diagnostics_,

@@ -47,6 +47,7 @@ public:
     [[nodiscard]] const std::shared_ptr<ContentView>& view() const { return view_; }
     [[nodiscard]] ReceiverNetwork& receivers() { return *receivers_; }
     [[nodiscard]] KeptDiagnostics& diagnostics() { return diagnostics_; }
+    /// In a window.
     [[nodiscard]] const ReceiverMonitor& receiver() const { return *receiver_; }
     [[nodiscard]] const Telemetry& telemetry() const { return telemetry_; }
 
