@@ -1,6 +1,7 @@
 #include "app/CameraSupervisor.h"
 
 #include <any>
+#include <chrono>
 #include <string_view>
 #include <utility>
 
@@ -8,6 +9,9 @@ namespace velmaro {
 namespace {
 
 constexpr std::string_view kCameraPrefix = "camera_";
+
+/// A camera that was unplugged leaves the list within a second of its failure.
+constexpr std::chrono::seconds kTimeToLeave{5};
 
 std::string reasonOf(const Notification& notification) {
     const auto entry = notification.userInfo.find(kCaptureSessionErrorKey);
@@ -111,6 +115,16 @@ void CameraSupervisor::lose(const std::string& reason) {
                          .text = reason,
                          .advice = "tracking goes on when it is back"});
     resumeIfBack();
+    if (!isLost_) {
+        return;
+    }
+    mainQueue_.asyncAfter(kTimeToLeave, [weakSelf = weak_from_this(), loss = ++losses_, reason] {
+        const auto self = weakSelf.lock();
+        if (self && self->losses_ == loss && self->isLost_ && self->isCameraWanted() &&
+            self->view_.selectedInput()) {
+            self->giveUp(reason);
+        }
+    });
 }
 
 void CameraSupervisor::giveUp(const std::string& reason) {

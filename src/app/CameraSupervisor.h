@@ -43,6 +43,8 @@ private:
     [[nodiscard]] bool isCameraWanted() const;
     void sessionStarted();
     void sessionEnded(const std::string& reason);
+    /// Waits for the camera's return. One that never goes, because another program has it, say,
+    /// does not come back either: it is given up.
     void lose(const std::string& reason);
     void giveUp(const std::string& reason);
     void cameraConnected();
@@ -55,6 +57,7 @@ private:
     const std::function<void()> onGivenUp_;
     bool hasStarted_ = false;
     bool isLost_ = false;
+    std::uint64_t losses_ = 0;
     // A camera that failed may come back before its failure is told.
     std::uint64_t connections_ = 0;
     std::uint64_t connectionsAtStart_ = 0;

@@ -236,6 +236,33 @@ TEST_F(RunTest, ACameraThatNeverStartsEndsTheTerminalsRun) {
     }
 }
 
+TEST_F(RunTest, ACameraThatFailsAndStaysIsGivenUp) {
+    EXPECT_EQ(runs([this] {
+                  cameraStarts();
+                  cameraFails("the camera is busy");
+                  dispatch.main.advance(4);
+                  runEverything();
+                  EXPECT_FALSE(loop.isStopped);
+                  dispatch.main.advance(2);
+              }),
+              ExitStatus::couldNotRun);
+    EXPECT_TRUE(loop.isStopped);
+    EXPECT_THAT(reported.lines(), Contains("the camera is busy"));
+}
+
+TEST_F(RunTest, ACameraThatFailedAndWentIsWaitedFor) {
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera was disconnected");
+        capture.setLocal({});
+        post(kCaptureDeviceWasDisconnected);
+        runEverything();
+        dispatch.main.advance(60);
+        runEverything();
+        EXPECT_FALSE(loop.isStopped);
+    });
+}
+
 TEST_F(RunTest, AFileThatEndsEarlyEndsWithOne) {
     capture.setLocal({fakes::makeDevice("file:a.webm", "a.webm")});
     EXPECT_EQ(runs([this] {
