@@ -83,7 +83,13 @@ TEST_P(UnreadOutput, HoldsUpNeitherDatagramsNorTheEnd) {
 TEST_P(UnreadOutput, HoldsUpNoEndByItself) {
     const StuckOutput output(GetParam());
     const Receiver receiver;
-    Program program({"--demo", "--port", receiver.port(), "--duration", "0.5"}, {},
+    const TemporaryFolder folder;
+    const std::string motion = folder.write("turns.txt",
+                                            "# velmaro motion 1\n"
+                                            "time yaw pitch roll\n"
+                                            "0.0 10 0 0\n"
+                                            "0.1 0 10 0\n");
+    Program program({"--motion-file", motion, "--once", "--port", receiver.port()}, {},
                     {.output = output.descriptor()});
     EXPECT_EQ(program.wait(), 0);
 }
