@@ -54,10 +54,10 @@ TEST_F(Sources, ANewOneGoesAllTheWayFromTheCommandLineToOSC) {
     view = ContentView::create(
         Platform{dispatch, center, capture, faces, **source, network, defaults, clock, log});
     view->appear();
-    settle();
+    runEverything();
     clock.time += 1;
     view->toggleTracking();
-    settle();
+    runEverything();
     ASSERT_EQ(sentValues().size(), 1U);
     EXPECT_THAT(sentValues()[0],
                 testing::Pointwise(testing::FloatNear(1e-4F), {25.0F, 0.0F, 0.0F}));
