@@ -1,6 +1,7 @@
 """SceneRotator of the IEM Plug-in Suite without a person: on a display and a JACK server of its own."""
 
 import contextlib
+import fcntl
 import os
 import shutil
 import subprocess
@@ -9,6 +10,10 @@ import time
 
 PROGRAM = "iem-plugin-scenerotator"
 NEEDED = (PROGRAM, "jackd", "Xvfb")
+# Always the same: JACK remembers eight servers, and one that was killed until its name comes again.
+SERVER = "velmaro-tests"
+# So that two runs of these tests do not meet there.
+LOCK = os.path.join(tempfile.gettempdir(), f"{SERVER}-{os.getuid()}.lock")
 
 # What the program keeps between runs. All is at its default, but for the port and for the input,
 # which it would mute.
@@ -78,14 +83,16 @@ def display(size="1024x768x24"):
 @contextlib.contextmanager
 def scene_rotator(port):
     """The environment in which it runs and listens on `port`."""
-    with tempfile.TemporaryDirectory() as home, display() as screen, contextlib.ExitStack() as stack:
+    with tempfile.TemporaryDirectory() as home, display() as screen, \
+            open(LOCK, "w", encoding="utf-8") as lock, contextlib.ExitStack() as stack:
+        fcntl.flock(lock, fcntl.LOCK_EX)
         folder = os.path.join(home, ".config", "IEMAudioPlugins")
         os.makedirs(folder)
         with open(os.path.join(folder, "SceneRotator.settings"), "w", encoding="utf-8") as file:
             file.write(settings(port))
         environment = {**os.environ, "HOME": home, "DISPLAY": screen, "XDG_RUNTIME_DIR": home,
                        "XDG_CONFIG_HOME": os.path.join(home, ".config"),
-                       "JACK_DEFAULT_SERVER": f"velmaro{os.getpid()}", "JACK_NO_AUDIO_RESERVATION": "1"}
+                       "JACK_DEFAULT_SERVER": SERVER, "JACK_NO_AUDIO_RESERVATION": "1"}
 
         def start(*command):
             process = subprocess.Popen(command, env=environment, stdout=subprocess.DEVNULL,
@@ -93,8 +100,8 @@ def scene_rotator(port):
             stack.callback(process.wait)
             stack.callback(process.terminate)
 
-        start("jackd", "-n", environment["JACK_DEFAULT_SERVER"], "-r", "-t", "20000", "-d", "dummy",
-              "-C", "4", "-P", "4", "-r", "48000", "-p", "1024")
+        start("jackd", "-n", SERVER, "-r", "-t", "20000", "-d", "dummy", "-C", "4", "-P", "4", "-r",
+              "48000", "-p", "1024")
         wait_until(lambda: subprocess.run(["jack_lsp"], env=environment, check=False,
                                           capture_output=True).returncode == 0, "jackd")
         start(PROGRAM)
