@@ -47,7 +47,7 @@ bool PipeWireSession::command(const std::string& line) {
 
 bool PipeWireSession::answered() {
     const auto answer = folder_.path() / ("done." + std::to_string(answers_++));
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
     while (!std::filesystem::exists(answer)) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
