@@ -8,9 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <utility>
-#include <vector>
 
 namespace velmaro {
 namespace {
@@ -33,7 +31,8 @@ constexpr std::array<CodingKey, 8> kCodingKeys{{
     {"idleZ", &Record::idleZ},
 }};
 
-/// Takes the eight numbers out of the stream of JSON events. Returning false ends the reading.
+/// Takes the eight numbers out of the stream of JSON events; of a key that comes twice the last
+/// value counts. Returning false ends the reading.
 class RecordReader : public nlohmann::json_sax<nlohmann::json> {
 public:
     [[nodiscard]] std::optional<Record> result() const {
@@ -45,24 +44,24 @@ public:
     bool string(string_t& /*value*/) override { return other(); }
     bool binary(binary_t& /*value*/) override { return other(); }
     bool start_array(std::size_t /*size*/) override {
-        keys_.emplace_back();
-        return keys_.size() > 1 && !expected(keys_.size() - 1);
+        ++depth_;
+        return depth_ > 1 && !expected(depth_ - 1);
     }
     bool end_array() override { return close(); }
     bool start_object(std::size_t /*size*/) override {
-        keys_.emplace_back();
-        return !expected(keys_.size() - 1);
+        ++depth_;
+        return !expected(depth_ - 1);
     }
     bool end_object() override { return close(); }
 
     bool key(string_t& name) override {
-        if (keys_.size() == 1) {
+        if (depth_ == 1) {
             const auto* match =
                 std::find_if(kCodingKeys.begin(), kCodingKeys.end(),
                              [&](const CodingKey& key) { return key.name == name; });
             current_ = static_cast<std::size_t>(match - kCodingKeys.begin());
         }
-        return keys_.back().insert(name).second;
+        return true;
     }
 
     bool number_unsigned(number_unsigned_t value) override {
@@ -86,23 +85,23 @@ private:
     [[nodiscard]] bool expected(std::size_t depth) const {
         return depth == 1 && current_ < kCodingKeys.size();
     }
-    [[nodiscard]] bool other() const { return !keys_.empty() && !expected(keys_.size()); }
+    [[nodiscard]] bool other() const { return depth_ > 0 && !expected(depth_); }
     bool close() {
-        keys_.pop_back();
+        --depth_;
         return true;
     }
     bool number(double value) {
-        if (expected(keys_.size())) {
+        if (expected(depth_)) {
             record_.*kCodingKeys[current_].member = value;
             found_.set(current_);
         }
-        return !keys_.empty();
+        return depth_ > 0;
     }
 
     Record record_;
     std::bitset<kCodingKeys.size()> found_;
-    /// The keys seen in each open object, outermost first; an open array has none.
-    std::vector<std::set<std::string>> keys_;
+    /// Open objects and arrays.
+    std::size_t depth_ = 0;
     std::size_t current_ = kCodingKeys.size();
 };
 
