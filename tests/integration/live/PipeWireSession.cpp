@@ -1,7 +1,10 @@
 #include "PipeWireSession.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 namespace velmaro::integration {
@@ -31,6 +34,11 @@ PipeWireSession::~PipeWireSession() {
 bool PipeWireSession::plugIn(const std::string& name, const std::string& format,
                              const std::string& source) {
     return command("camera " + name + " " + format + " " + source);
+}
+
+std::size_t PipeWireSession::crashes() const {
+    std::ifstream file(folder_.path() / "crashes");
+    return static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(file), {}, '\n'));
 }
 
 Program::Environment PipeWireSession::environment() const {

@@ -1,0 +1,172 @@
+// The program when its camera, or all of PipeWire, goes and comes back within the run.
+
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "LiveCamera.h"
+#include "integration/support/Receiver.h"
+
+namespace velmaro::integration {
+namespace {
+
+constexpr const char* kLost =
+    "velmaro-cli: the camera \"Camera-face\" was disconnected: tracking goes on when it is back\n";
+constexpr const char* kBack = "velmaro-cli: the camera \"Camera-face\" is back\n";
+
+std::size_t countOf(const std::string& part, const std::string& text) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+std::ptrdiff_t openFiles(pid_t process) {
+    return std::distance(
+        std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd"), {});
+}
+
+/// What a process holds of memory, in kilobytes.
+std::ptrdiff_t residentMemory(pid_t process) {
+    std::ptrdiff_t all = 0;
+    std::ptrdiff_t resident = 0;
+    std::ifstream("/proc/" + std::to_string(process) + "/statm") >> all >> resident;
+    return resident * (::sysconf(_SC_PAGESIZE) / 1024);
+}
+
+/// How often a loss is repeated by hand instead, to see what remains of many.
+int lossesAskedFor(int usual) {
+    const char* const asked = std::getenv("VELMARO_TEST_LOSSES");
+    return asked != nullptr ? std::atoi(asked) : usual;
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// What they remember of each start takes memory of its own.
+constexpr bool kMemoryTells = false;
+#else
+constexpr bool kMemoryTells = true;
+#endif
+
+class CameraReturn : public LiveCamera {
+protected:
+    void SetUp() override {
+        LiveCamera::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
+        }
+        ASSERT_TRUE(session->plugIn("face", "YUY2", PipeWireSession::kFace));
+        program = std::make_unique<Program>(
+            std::vector<std::string>{"--input", "camera_face", "--port", receiver.port()},
+            session->environment());
+        ASSERT_TRUE(receiver.waitFor(10)) << program->output() << program->errors();
+    }
+
+    /// Waits for a loss to be said after what was said before.
+    void expectLoss(std::size_t before) const {
+        ASSERT_TRUE(eventually([&] { return countOf(kLost, program->errors()) > before; }))
+            << program->errors();
+    }
+    /// Waits for messages to come again.
+    void expectMessages() const {
+        const std::size_t before = receiver.messages().size();
+        ASSERT_TRUE(receiver.waitFor(before + 5, 60s)) << program->output() << program->errors();
+    }
+
+    void unplugAndPlugIn() {
+        const std::size_t before = countOf(kLost, program->errors());
+        ASSERT_TRUE(session->unplug("face"));
+        ASSERT_NO_FATAL_FAILURE(expectLoss(before));
+        ASSERT_TRUE(session->plugIn("face", "YUY2", PipeWireSession::kFace));
+        ASSERT_NO_FATAL_FAILURE(expectMessages());
+    }
+
+    void killAndStartDaemons() {
+        const std::size_t before = countOf(kLost, program->errors());
+        ASSERT_TRUE(session->killDaemons());
+        ASSERT_NO_FATAL_FAILURE(expectLoss(before));
+        ASSERT_TRUE(session->startDaemons());
+        ASSERT_TRUE(session->plugIn("face", "YUY2", PipeWireSession::kFace));
+        ASSERT_NO_FATAL_FAILURE(expectMessages());
+    }
+
+    /// What is said of the camera beside the first line, which tells where everything goes.
+    [[nodiscard]] std::string saidOfTheCamera() const {
+        const std::string errors = program->errors();
+        return errors.substr(errors.find('\n') + 1);
+    }
+
+    /// One loss was said and one return, and nothing else. A virtual camera that crashed by itself
+    /// is a loss too.
+    void expectOneLineEach() const {
+        const std::size_t crashes = session->crashes();
+        if (crashes == 0) {
+            EXPECT_EQ(saidOfTheCamera(), std::string(kLost) + kBack);
+        }
+        const std::size_t losses = countOf("tracking goes on when it is back\n", saidOfTheCamera());
+        EXPECT_GE(losses, 1U) << saidOfTheCamera();
+        EXPECT_LE(losses, 1 + crashes) << saidOfTheCamera();
+        EXPECT_EQ(countOf(kBack, saidOfTheCamera()), losses) << saidOfTheCamera();
+        EXPECT_EQ(countOf("\n", saidOfTheCamera()), 2 * losses) << saidOfTheCamera();
+    }
+
+    void endWell() {
+        program->signal(SIGTERM);
+        EXPECT_EQ(program->wait(), 0) << program->errors();
+    }
+
+    Receiver receiver;
+    std::unique_ptr<Program> program;
+};
+
+TEST_F(CameraReturn, AfterItWasPulledOutGoesOnWithOneLine) {
+    ASSERT_NO_FATAL_FAILURE(unplugAndPlugIn());
+    endWell();
+    expectOneLineEach();
+}
+
+TEST_F(CameraReturn, WithANewDaemonIsSaidOnceAndGoesOn) {
+    ASSERT_NO_FATAL_FAILURE(killAndStartDaemons());
+    endWell();
+    expectOneLineEach();
+}
+
+TEST_F(CameraReturn, LeavesNoDescriptorOfADeadDaemonBehind) {
+    ASSERT_NO_FATAL_FAILURE(killAndStartDaemons());
+    const std::ptrdiff_t before = openFiles(program->pid());
+    const int losses = lossesAskedFor(4);
+    for (int loss = 1; loss < losses; ++loss) {
+        ASSERT_NO_FATAL_FAILURE(killAndStartDaemons());
+    }
+    // Those of the last start may still be closing.
+    EXPECT_TRUE(eventually([&] { return openFiles(program->pid()) <= before; }))
+        << openFiles(program->pid()) << " files, before " << before;
+    std::cout << "descriptors " << before << ", after " << losses << " deaths "
+              << openFiles(program->pid()) << "\n";
+    endWell();
+}
+
+TEST_F(CameraReturn, TakesNoMemoryForEachLoss) {
+    constexpr int kSettled = 10;
+    const int losses = lossesAskedFor(20);
+    std::ptrdiff_t before = 0;
+    for (int loss = 1; loss <= losses; ++loss) {
+        ASSERT_NO_FATAL_FAILURE(unplugAndPlugIn());
+        if (loss == kSettled) {
+            before = residentMemory(program->pid());
+        }
+    }
+    const std::ptrdiff_t after = residentMemory(program->pid());
+    std::cout << "kilobytes " << before << ", after " << losses << " losses " << after << "\n";
+    if (kMemoryTells) {
+        // A picture has almost four thousand.
+        EXPECT_LE(after, before + 2048);
+    }
+    endWell();
+}
+
+}  // namespace
+}  // namespace velmaro::integration
