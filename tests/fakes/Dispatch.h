@@ -1,9 +1,11 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,12 +14,14 @@
 
 namespace velmaro::fakes {
 
-/// A queue that runs only when a test cranks it, on the test's thread, with a clock of its own.
+/// A queue that runs only when a test cranks it, on the test's thread, with a clock of its own. It
+/// may be filled from any thread.
 class HandCrankedQueue : public DispatchQueue {
 public:
     explicit HandCrankedQueue(std::string label) : label_(std::move(label)) {}
 
     void async(Work work) override {
+        const std::lock_guard lock(mutex_);
         if (trace) {
             trace->push_back("post to " + label_);
         }
@@ -25,6 +29,7 @@ public:
     }
 
     void asyncAfter(std::chrono::duration<double> delay, Work work) override {
+        const std::lock_guard lock(mutex_);
         delayed_.emplace(now_ + delay.count(), std::move(work));
     }
 
@@ -41,11 +46,15 @@ public:
 
     /// Runs the first piece; false if there is none.
     bool runOne() {
-        if (ready_.empty()) {
-            return false;
+        Work work;
+        {
+            const std::lock_guard lock(mutex_);
+            if (ready_.empty()) {
+                return false;
+            }
+            work = std::move(ready_.front());
+            ready_.pop_front();
         }
-        const Work work = std::move(ready_.front());
-        ready_.pop_front();
         ++depth_;
         work();
         --depth_;
@@ -54,19 +63,23 @@ public:
 
     /// Moves the clock on, running what falls due on the way, in order.
     void advance(double seconds) {
-        const double target = now_ + seconds;
+        const double target = now() + seconds;
         run();
-        while (!delayed_.empty() && delayed_.begin()->first <= target) {
-            auto first = delayed_.extract(delayed_.begin());
-            now_ = std::max(now_, first.key());
-            ready_.push_back(std::move(first.mapped()));
+        while (readyNextDelayed(target)) {
             run();
         }
+        const std::lock_guard lock(mutex_);
         now_ = target;
     }
 
-    [[nodiscard]] std::size_t pending() const { return ready_.size(); }
-    [[nodiscard]] std::size_t pendingDelayed() const { return delayed_.size(); }
+    [[nodiscard]] std::size_t pending() const {
+        const std::lock_guard lock(mutex_);
+        return ready_.size();
+    }
+    [[nodiscard]] std::size_t pendingDelayed() const {
+        const std::lock_guard lock(mutex_);
+        return delayed_.size();
+    }
     [[nodiscard]] const std::string& label() const { return label_; }
 
     /// Where what is queued is noted, if anywhere.
@@ -75,11 +88,28 @@ public:
     bool alwaysCurrent = false;
 
 private:
-    std::string label_;
+    [[nodiscard]] double now() const {
+        const std::lock_guard lock(mutex_);
+        return now_;
+    }
+
+    bool readyNextDelayed(double target) {
+        const std::lock_guard lock(mutex_);
+        if (delayed_.empty() || delayed_.begin()->first > target) {
+            return false;
+        }
+        auto first = delayed_.extract(delayed_.begin());
+        now_ = std::max(now_, first.key());
+        ready_.push_back(std::move(first.mapped()));
+        return true;
+    }
+
+    const std::string label_;
+    mutable std::mutex mutex_;
     std::deque<Work> ready_;
     std::multimap<double, Work> delayed_;
     double now_ = 0;
-    int depth_ = 0;
+    std::atomic<int> depth_ = 0;
 };
 
 class HandCrankedDispatch : public Dispatch {

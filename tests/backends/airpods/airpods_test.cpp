@@ -15,6 +15,7 @@
 #include "backends/airpods/Packets.h"
 #include "backends/motion/Live.h"
 #include "fakes/Diagnostics.h"
+#include "fakes/Dispatch.h"
 #include "headphones/Quaternion.h"
 
 namespace velmaro {
@@ -148,7 +149,7 @@ protected:
     int refusal = 0;
     std::optional<BluetoothAddress> last;
     std::optional<FileDescriptor> headset;
-    live::LockedQueue queue;
+    fakes::HandCrankedQueue queue{"delivery"};
     const std::shared_ptr<live::Listener> listener = std::make_shared<live::Listener>();
     std::vector<CMQuaternion> received;
     Findings findings;

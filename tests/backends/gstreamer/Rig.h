@@ -1,18 +1,17 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "Media.h"
 #include "backends/gstreamer/GStreamerCapture.h"
+#include "backends/queues/AsioSerialQueue.h"
 #include "fakes/Diagnostics.h"
 #include "fakes/Eventually.h"
 #include "platform/Dispatch.h"
@@ -24,85 +23,26 @@ namespace velmaro::gstreamer::test {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// A serial queue on a thread of its own.
-class ThreadQueue : public DispatchQueue {
-public:
-    ThreadQueue() : thread_([this] { run(); }) {}
-    ThreadQueue(const ThreadQueue&) = delete;
-    ThreadQueue& operator=(const ThreadQueue&) = delete;
-    ~ThreadQueue() override {
-        {
-            const std::lock_guard lock(mutex_);
-            finished_ = true;
-        }
-        changed_.notify_all();
-        thread_.join();
-    }
+/// Waits until all that was posted to `queue` before has run.
+inline void drain(DispatchQueue& queue) {
+    std::promise<void> done;
+    queue.async([&done] { done.set_value(); });
+    done.get_future().wait();
+}
 
-    void async(Work work) override {
-        {
-            const std::lock_guard lock(mutex_);
-            work_.push_back(std::move(work));
-        }
-        changed_.notify_all();
-    }
-    void asyncAfter(std::chrono::duration<double> /*delay*/, Work work) override {
-        async(std::move(work));
-    }
-    [[nodiscard]] bool isCurrent() const override {
-        return std::this_thread::get_id() == thread_.get_id();
-    }
-
-    /// Runs `work` there and waits for it.
-    void sync(const Work& work) {
-        std::mutex mutex;
-        std::condition_variable changed;
-        bool done = false;
-        async([&] {
-            work();
-            const std::lock_guard lock(mutex);
-            done = true;
-            changed.notify_all();
-        });
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return done; });
-    }
-
-private:
-    void run() {
-        for (;;) {
-            Work work;
-            {
-                std::unique_lock lock(mutex_);
-                changed_.wait(lock, [this] { return finished_ || !work_.empty(); });
-                if (finished_) {
-                    return;
-                }
-                work = std::move(work_.front());
-                work_.pop_front();
-            }
-            work();
-        }
-    }
-
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::deque<Work> work_;
-    bool finished_ = false;
-    std::thread thread_;
-};
-
+/// Real threads: what GStreamer's threads hand over has to arrive on another one. The main queue
+/// has a thread too, since the test's waits.
 class ThreadDispatch : public Dispatch {
 public:
     DispatchQueue& mainQueue() override { return main; }
     DispatchQueue& globalQueue(QualityOfService /*quality*/) override { return global; }
-    std::shared_ptr<DispatchQueue> makeSerialQueue(const std::string& /*label*/,
+    std::shared_ptr<DispatchQueue> makeSerialQueue(const std::string& label,
                                                    QualityOfService /*quality*/) override {
-        return std::make_shared<ThreadQueue>();
+        return std::make_shared<AsioSerialQueue>(label);
     }
 
-    ThreadQueue main;
-    ThreadQueue global;
+    AsioSerialQueue main{"main"};
+    AsioSerialQueue global{"global"};
 };
 
 using fakes::eventually;
@@ -204,7 +144,7 @@ public:
         if (session) {
             session->stopRunning();
         }
-        queue->sync([] {});
+        drain(*queue);
     }
 
     std::vector<std::shared_ptr<CaptureDevice>> devices() {
@@ -248,7 +188,7 @@ public:
     NotificationCenter notificationCenter;
     Telemetry telemetry;
     fakes::CapturedDiagnostics diagnostics;
-    std::shared_ptr<ThreadQueue> queue = std::make_shared<ThreadQueue>();
+    std::shared_ptr<DispatchQueue> queue = std::make_shared<AsioSerialQueue>("frames");
     std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
     std::atomic<int> ended = 0;
     std::atomic<int> didStart = 0;

@@ -203,12 +203,12 @@ TEST_F(NewestFrameTest, DelegateThatIsGoneIsSkipped) {
 
 TEST_F(NewestFrameTest, EveryFrameIsDeliveredOrDroppedOnceInOrder) {
     constexpr int kFrames = 20000;
-    const auto thread = std::make_shared<test::ThreadQueue>();
+    const auto thread = std::make_shared<AsioSerialQueue>("frames");
     newest = std::make_shared<NewestFrame>(delegate, thread, connection, telemetry);
     for (int i = 1; i <= kFrames; ++i) {
         newest->put(std::make_shared<Picture>(i), Telemetry::Clock::now());
     }
-    thread->sync([] {});
+    test::drain(*thread);
     int drops = 0;
     int last = 0;
     for (const int event : delegate->events) {

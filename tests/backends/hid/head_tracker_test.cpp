@@ -7,6 +7,7 @@
 #include "backends/hid/HeadTracker.h"
 #include "backends/motion/Live.h"
 #include "fakes/Diagnostics.h"
+#include "fakes/Dispatch.h"
 
 namespace velmaro {
 namespace {
@@ -44,7 +45,7 @@ protected:
     FakeSystem system;
     fakes::CapturedDiagnostics diagnostics;
     HeadTrackerTiming timing;
-    live::LockedQueue queue;
+    fakes::HandCrankedQueue queue{"delivery"};
     const std::shared_ptr<live::Listener> listener = std::make_shared<live::Listener>();
     std::vector<double> turns;
     std::vector<std::string> errors;

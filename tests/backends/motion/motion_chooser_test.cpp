@@ -195,7 +195,7 @@ private:
 };
 
 TEST(MotionChooser, ChoosesAmongThreadsWhileItIsStartedStoppedAndEnded) {
-    live::LockedQueue queue;
+    fakes::HandCrankedQueue queue{"delivery"};
     for (int i = 0; i < 20; ++i) {
         const auto counter = std::make_shared<Counter>();
         std::vector<std::unique_ptr<HeadphoneMotion>> sources;

@@ -9,6 +9,7 @@
 
 #include "backends/motion/Live.h"
 #include "backends/motion/MotionThread.h"
+#include "fakes/Dispatch.h"
 
 namespace velmaro {
 namespace {
@@ -16,7 +17,6 @@ namespace {
 using namespace std::chrono_literals;
 using live::eventually;
 using live::Listener;
-using live::LockedQueue;
 
 class Driver : public MotionDriver {
 public:
@@ -57,7 +57,7 @@ TEST(MotionThread, DoesNotWaitForeverForADriver) {
 }
 
 TEST(MotionThread, DeliversOnTheQueueUntilStopped) {
-    LockedQueue queue;
+    fakes::HandCrankedQueue queue{"delivery"};
     std::vector<double> received;
     std::vector<std::string> errors;
     std::atomic<int> sent = 0;
@@ -95,7 +95,7 @@ TEST(MotionThread, DeliversOnTheQueueUntilStopped) {
 }
 
 TEST(MotionThread, EachStartIsANewRequest) {
-    LockedQueue queue;
+    fakes::HandCrankedQueue queue{"delivery"};
     std::atomic<std::uint64_t> seen = 0;
     MotionThread motion("test", driver([&](MotionThread& thread) {
                             while (!thread.isEnding()) {
@@ -113,7 +113,7 @@ TEST(MotionThread, EachStartIsANewRequest) {
 }
 
 TEST(MotionThread, AStuckQueueDoesNotFillTheMemory) {
-    LockedQueue queue;
+    fakes::HandCrankedQueue queue{"delivery"};
     std::atomic<bool> done = false;
     MotionThread motion("test", driver([&](MotionThread& thread) {
                             while (!thread.isEnding() && thread.request() == 0) {
