@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -14,13 +15,15 @@
 namespace velmaro {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 
-std::vector<std::string> optionNames() {
+/// Of all options those that are `known`, in the order in which the sources bring them.
+std::vector<std::string> optionNamesAmong(const std::vector<std::string>& known) {
     std::vector<std::string> names;
     for (const SourceOption& option : optionsOf(motionSources())) {
-        names.emplace_back(option.name);
+        if (std::ranges::find(known, option.name) != known.end()) {
+            names.emplace_back(option.name);
+        }
     }
     return names;
 }
@@ -43,9 +46,11 @@ protected:
     fakes::CapturedDiagnostics diagnostics;
 };
 
-TEST_F(Sources, EachBringsItsOptions) {
-    EXPECT_THAT(optionNames(), ElementsAre("--airpods-address", "--motion-udp", "--motion-udp-bind",
-                                           "--motion-file", "--sample-turn"));
+TEST_F(Sources, EachBringsItsOptionsInTheOrderOfTheList) {
+    // A further source in the list is none of this test's business.
+    const std::vector<std::string> expected{"--airpods-address", "--motion-udp",
+                                            "--motion-udp-bind", "--motion-file", "--sample-turn"};
+    EXPECT_EQ(optionNamesAmong(expected), expected);
 }
 
 TEST_F(Sources, ANewOneGoesAllTheWayFromTheCommandLineToOSC) {
