@@ -113,8 +113,11 @@ void CameraMonitor::Watcher::run() {
         listed_ = true;
     }
     listedChanged_.notify_all();
-    while (usable) {
-        g_main_context_iteration(context_, TRUE);
+    if (usable) {
+        // To the end of the process.
+        for (;;) {
+            g_main_context_iteration(context_, TRUE);
+        }
     }
     g_main_context_pop_thread_default(context_);
     turn().release();
