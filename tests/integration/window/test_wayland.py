@@ -46,6 +46,7 @@ class Compositor:
                             "WAYLAND_DISPLAY": wait_until(lambda: self.named("wayland-"), "sway"),
                             "SWAYSOCK": os.path.join(self.folder, wait_until(
                                 lambda: self.named("sway-ipc."), "its socket"))}
+        self.plug_keyboard()
 
     def named(self, start):
         return next((name for name in os.listdir(self.folder)
@@ -72,11 +73,19 @@ class Compositor:
         width = int(header.split()[1])
         return tuple(pixels[3 * (y * width + x):3 * (y * width + x) + 3])
 
+    def plug_keyboard(self):
+        """One that stays and waits for what it is to type. Were there none between two presses, a
+        program that is busy would learn of the next one too late for its keys."""
+        self.keyboard = subprocess.Popen(["wtype", "-"], stdin=subprocess.PIPE,
+                                         env={**os.environ, **self.environment})
+        wait_until(lambda: any(device["type"] == "keyboard" for device in
+                               json.loads(self.ask("swaymsg", "-t", "get_inputs"))), "a keyboard")
+
     def press(self, *arguments):
-        # The keyboard is new to the program, which takes a moment to hear of it.
-        self.ask("wtype", "-s", "300", *arguments)
+        self.ask("wtype", *arguments)
 
     def close(self):
+        self.keyboard.communicate()
         self.process.terminate()
         self.process.wait()
         shutil.rmtree(self.folder, ignore_errors=True)
