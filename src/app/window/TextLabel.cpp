@@ -45,8 +45,10 @@ void TextLabel::paintEvent(QPaintEvent* /*event*/) {
 }
 
 void TextLabel::paintLines(QPainter& painter) {
-    const int lineHeight = std::min(fontMetrics().height(), height() / 2);
-    const int most = std::max(1, height() / std::max(1, lineHeight));
+    // Lines may overlap by the room above their letters, which next to nothing reaches into.
+    const int fullHeight = std::max(1, fontMetrics().height());
+    const int most = std::max(1, qRound(static_cast<double>(height()) / fullHeight));
+    const int lineHeight = std::min(fullHeight, height() / most);
     QTextLayout layout(text(), font());
     layout.beginLayout();
     std::vector<int> starts;
@@ -63,7 +65,8 @@ void TextLabel::paintLines(QPainter& painter) {
         const bool last = index + 1 == count;
         const int length = last ? -1 : starts[place + 1] - starts[place];
         const QString line = text().mid(starts[place], length).trimmed();
-        painter.drawText(QRect(0, top, width(), lineHeight), Qt::AlignLeft | Qt::AlignVCenter,
+        painter.drawText(QRect(0, top, width(), lineHeight),
+                         Qt::AlignLeft | Qt::AlignVCenter | Qt::TextDontClip,
                          fontMetrics().elidedText(line, Qt::ElideRight, width()));
     }
 }

@@ -3,12 +3,15 @@
 #include <QFile>
 #include <QFontInfo>
 #include <QFontMetrics>
+#include <QImage>
+#include <QPainter>
 #include <QXmlStreamReader>
 #include <cstdio>
 #include <limits>
 
 #include "app/window/Fonts.h"
 #include "app/window/Readout.h"
+#include "app/window/TextLabel.h"
 
 namespace velmaro {
 namespace {
@@ -33,6 +36,42 @@ TEST(Fonts, AreTheWindowsOwn) {
 TEST(Fonts, MissingAreToldAndReplaced) {
     EXPECT_FALSE(loadFonts("/nowhere"));
     EXPECT_GT(QFontMetrics(regularFont(11)).height(), 0);
+}
+
+/// The rows of a picture of `size` that differ from its ground.
+template <typename Paint>
+QList<int> inkedRows(const QSize& size, const Paint& paint) {
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    paint(image);
+    QList<int> rows;
+    for (int row = 0; row < image.height(); ++row) {
+        for (int column = 0; column < image.width(); ++column) {
+            if (image.pixel(column, row) != image.pixel(0, 0)) {
+                rows.append(row);
+                break;
+            }
+        }
+    }
+    return rows;
+}
+
+TEST(TextLabel, CutsNoLetterOff) {
+    const QFont font = regularFont(10);
+    const auto letters = inkedRows({200, 40}, [&](QImage& image) {
+        QPainter painter(&image);
+        painter.setFont(font);
+        painter.drawText(10, 25, "ÀRunning");
+    });
+    for (const int height : {12, 24}) {
+        TextLabel label(font, TextLabel::Ink::primary);
+        label.setWordWrap(true);
+        label.setText("ÀRunning");
+        label.resize(200, height);
+        EXPECT_EQ(inkedRows(label.size(), [&](QImage& image) { label.render(&image); }).size(),
+                  letters.size())
+            << height;
+    }
 }
 
 /// Language, for every text of the window a translation that is done.
