@@ -1,6 +1,6 @@
 """The program with its window on a real X server: test_window.py PROGRAM [TEST].
 
-Needs a session bus of its own: dbus-run-session -- python3 test_window.py PROGRAM.
+Needs a session bus of its own: session python3 test_window.py PROGRAM.
 Ends with 77 when something that it needs is not installed.
 """
 
