@@ -1,13 +1,14 @@
 #include "app/window/ColorSchemeWatcher.h"
 
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QStyleHints>
+
+#include "app/window/PortalSettings.h"
 
 namespace velmaro {
 namespace {
@@ -18,18 +19,9 @@ const QString kInterface = QStringLiteral("org.freedesktop.portal.Settings");
 const QString kGroup = QStringLiteral("org.freedesktop.appearance");
 const QString kKey = QStringLiteral("color-scheme");
 
-constexpr int kPatienceMilliseconds = 200;
-
 // The values that the portal's documentation gives; 0 is no preference.
 constexpr uint kPrefersDark = 1;
 constexpr uint kPrefersLight = 2;
-
-QVariant unwrapped(QVariant value) {
-    while (value.userType() == qMetaTypeId<QDBusVariant>()) {
-        value = value.value<QDBusVariant>().variant();
-    }
-    return value;
-}
 
 }  // namespace
 
@@ -64,23 +56,17 @@ void ColorSchemeWatcher::readPortal() {
     if (!bus.isConnected()) {
         return;
     }
-    const bool portalRuns = bus.interface()->isServiceRegistered(kService);
     // The whole message: with typed arguments the subscription fails now and then, as the toolkit
     // does not always know its own variant type by then.
     bus.connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
                 SLOT(settingChanged(QDBusMessage)));
-    QDBusMessage read =
-        QDBusMessage::createMethodCall(kService, kPath, kInterface, QStringLiteral("Read"));
-    read << kGroup << kKey;
-    if (portalRuns) {
-        const QDBusReply<QDBusVariant> reply = bus.call(read, QDBus::Block, kPatienceMilliseconds);
-        if (reply.isValid()) {
-            take(unwrapped(reply.value().variant()));
-            return;
-        }
+    if (const auto value = portalSetting(kGroup, kKey)) {
+        take(*value);
+        return;
     }
     // The call starts a portal that is not there yet, which takes its time.
-    auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(read), this);
+    auto* const watcher =
+        new QDBusPendingCallWatcher(bus.asyncCall(portalSettingCall(kGroup, kKey)), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
         watcher->deleteLater();
         const QDBusPendingReply<QDBusVariant> reply = *watcher;

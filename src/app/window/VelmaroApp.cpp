@@ -21,6 +21,7 @@
 #include "app/window/IdleInhibitor.h"
 #include "app/window/QtMainLoop.h"
 #include "app/window/SilenceWatch.h"
+#include "app/window/TextScale.h"
 #include "app/window/Window.h"
 
 namespace velmaro {
@@ -72,7 +73,6 @@ ExitStatus VelmaroApp::run() {
         report(Diagnostic::Kind::failure, threads.error().description);
         return ExitStatus::couldNotRun;
     }
-    describeApplication();
     if (options_.listInputs) {
         ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     }
@@ -80,7 +80,8 @@ ExitStatus VelmaroApp::run() {
     int count = 1;
     char* arguments[] = {name_, nullptr};
     const QtMessageHandler before = qInstallMessageHandler(endWithoutDisplay);
-    QApplication application(count, arguments);
+    const std::unique_ptr<QApplication> application =
+        makeApplication(count, arguments, describeApplication);
     qInstallMessageHandler(before);
     // The toolkit takes the user's locale for the C library too; numbers in files and on standard
     // output keep their decimal point.
@@ -90,9 +91,9 @@ ExitStatus VelmaroApp::run() {
     const ColorSchemeWatcher watcher;
     QApplication::setStyle(QStringLiteral("Fusion"));
     QApplication::setPalette(paletteOf(watcher.scheme()));
-    QObject::connect(&watcher, &ColorSchemeWatcher::changed, &application,
+    QObject::connect(&watcher, &ColorSchemeWatcher::changed, application.get(),
                      [](ColorScheme scheme) { QApplication::setPalette(paletteOf(scheme)); });
-    translate(application);
+    translate(*application);
     return runInside();
 }
 

@@ -12,6 +12,7 @@
 #include "app/window/Fonts.h"
 #include "app/window/Readout.h"
 #include "app/window/TextLabel.h"
+#include "app/window/TextScale.h"
 
 namespace velmaro {
 namespace {
@@ -36,6 +37,20 @@ TEST(Fonts, AreTheWindowsOwn) {
 TEST(Fonts, MissingAreToldAndReplaced) {
     EXPECT_FALSE(loadFonts("/nowhere"));
     EXPECT_GT(QFontMetrics(regularFont(11)).height(), 0);
+}
+
+TEST(TextScale, IsThatOfTheDesktopUpToOneAndAHalf) {
+    // No desktop's default makes the window any larger, and nothing makes it smaller.
+    for (const double points : {6.0, 9.0, 10.0, 11.0}) {
+        EXPECT_EQ(textScale(points, 1), 1) << points;
+    }
+    EXPECT_DOUBLE_EQ(textScale(12, 1), 1.2);
+    EXPECT_DOUBLE_EQ(textScale(11, 1.25), 1.25);
+    EXPECT_DOUBLE_EQ(textScale(12, 1.2), 1.44);
+    EXPECT_EQ(textScale(40, 1), 1.5);
+    EXPECT_EQ(textScale(14, 2), 1.5);
+    EXPECT_EQ(textScale(10, 0.5), 1);
+    EXPECT_EQ(textScale(10, std::numeric_limits<double>::quiet_NaN()), 1);
 }
 
 /// The rows of a picture of `size` that differ from its ground.

@@ -111,6 +111,13 @@ def hands(*arguments):
     subprocess.run(["xdotool", *map(str, arguments)], check=True, stdout=subprocess.DEVNULL)
 
 
+def geometry_of(window):
+    """Left, top, width and height on the screen."""
+    values = dict(line.split("=") for line in
+                  run("xdotool", "getwindowgeometry", "--shell", window).split() if "=" in line)
+    return tuple(int(values[name]) for name in ("X", "Y", "WIDTH", "HEIGHT"))
+
+
 class Receiver:
     """The OSC messages at a port, by an independent implementation."""
 
@@ -132,6 +139,35 @@ class Receiver:
         self.process.terminate()
         self.process.wait()
         self.file.close()
+
+
+def large_texts(folder, points):
+    """The environment of a desktop whose font has that size. Its settings go into `folder`."""
+    with open(os.path.join(folder, "kdeglobals"), "w", encoding="utf-8") as file:
+        file.write(f"[General]\nfont=DejaVu Sans,{points},-1,5,50,0,0,0,0,0\n")
+    return {"XDG_CONFIG_HOME": folder, "XDG_CURRENT_DESKTOP": "KDE", "KDE_FULL_SESSION": "true",
+            "KDE_SESSION_VERSION": "5"}
+
+
+class Portal:
+    """A desktop's portal: see portal.py, which gets the arguments."""
+
+    def __init__(self, *arguments):
+        self.process = subprocess.Popen(
+            [sys.executable, os.path.join(os.path.dirname(os.path.abspath(__file__)), "portal.py"),
+             *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        if self.hear() != "ready":
+            raise AssertionError("the portal does not start")
+
+    def hear(self):
+        return self.process.stdout.readline().rstrip("\n")
+
+    def tell(self, scheme):
+        self.process.stdin.write(f"{scheme}\n")
+        self.process.stdin.flush()
+
+    def close(self):
+        self.process.communicate()
 
 
 class Program:
@@ -243,10 +279,7 @@ class Program:
     # By pointer and keys
 
     def geometry(self):
-        """Left, top, width and height on the screen."""
-        values = dict(line.split("=") for line in
-                      run("xdotool", "getwindowgeometry", "--shell", self.window).split() if "=" in line)
-        return tuple(int(values[name]) for name in ("X", "Y", "WIDTH", "HEIGHT"))
+        return geometry_of(self.window)
 
     def origin(self):
         return self.geometry()[:2]

@@ -1,5 +1,5 @@
-"""A desktop portal that knows one setting, the colour scheme: each line of standard input is its
-new value. Says "ready" once it can be asked, "inhibited FLAGS" when somebody wants the person not to
+"""A desktop portal that knows the colour scheme, of which each line of standard input is a new value,
+and how large texts are: portal.py SCHEME [FACTOR]. Says "ready" once it can be asked, "inhibited FLAGS" when somebody wants the person not to
 count as absent, and "released" when that is over."""
 
 import sys
@@ -17,6 +17,7 @@ INTERFACE = """<node><interface name="org.freedesktop.portal.Settings">
 </interface><interface name="org.freedesktop.portal.Request"><method name="Close"/></interface></node>"""
 PATH = "/org/freedesktop/portal/desktop"
 SETTING = ("org.freedesktop.appearance", "color-scheme")
+TEXT_SETTING = ("org.gnome.desktop.interface", "text-scaling-factor")
 
 scheme = 0
 requests = 0
@@ -24,8 +25,10 @@ registrations = {}
 
 
 def called(_connection, _sender, _path, _interface, _method, parameters, invocation):
-    if parameters.unpack() == SETTING:
-        answer = GLib.Variant("v", GLib.Variant("u", scheme))
+    known = {SETTING: GLib.Variant("u", scheme), TEXT_SETTING: GLib.Variant("d", factor)}
+    value = known.get(parameters.unpack())
+    if value:
+        answer = GLib.Variant("v", value)
         invocation.return_value(GLib.Variant.new_tuple(GLib.Variant.new_variant(answer)))
     else:
         invocation.return_dbus_error("org.freedesktop.portal.Error.NotFound", "no such setting")
@@ -64,6 +67,7 @@ node = Gio.DBusNodeInfo.new_for_xml(INTERFACE)
 bus.register_object(PATH, node.interfaces[0], called, None, None)
 bus.register_object(PATH, node.interfaces[1], inhibit, None, None)
 scheme = int(sys.argv[1])
+factor = float(sys.argv[2]) if len(sys.argv) > 2 else 1.0
 loop = GLib.MainLoop()
 Gio.bus_own_name_on_connection(bus, "org.freedesktop.portal.Desktop", Gio.BusNameOwnerFlags.NONE,
                                lambda *_: print("ready", flush=True), None)

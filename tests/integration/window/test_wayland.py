@@ -12,7 +12,7 @@ import sys
 import tempfile
 import unittest
 
-from desk import Program, Receiver, wait_until
+from desk import Portal, Program, Receiver, wait_until
 
 TOOLS = ("sway", "swaymsg", "grim", "wtype", "oscdump", "setpriv")
 SKIPPED = 77
@@ -109,6 +109,15 @@ class WaylandTest(unittest.TestCase):
         receiver.wait_for(r"/ypr fff ")
         COMPOSITOR.press("-k", "space")
         wait_until(lambda: "⚠️ OSC connection cancelled" in program.printed(), "the stop")
+        COMPOSITOR.press("-M", "ctrl", "-k", "q", "-m", "ctrl")
+        self.assertEqual(program.wait(), 0, program.said())
+
+    def test_large_texts_make_the_whole_window_larger(self):
+        portal = Portal("0", "1.2")
+        self.addCleanup(portal.close)
+        program = self.start()
+        for value, wanted in zip(self.window[3:], (300, 432)):
+            self.assertAlmostEqual(value, wanted, delta=1)
         COMPOSITOR.press("-M", "ctrl", "-k", "q", "-m", "ctrl")
         self.assertEqual(program.wait(), 0, program.said())
 

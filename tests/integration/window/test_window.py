@@ -12,7 +12,7 @@ import tempfile
 import unittest
 
 import desk
-from desk import Program, Receiver, Screen, hands, run, wait_until
+from desk import Portal, Program, Receiver, Screen, hands, run, wait_until
 
 SKIPPED = 77
 
@@ -191,6 +191,25 @@ class WindowTest(unittest.TestCase):
                 boxes.append((box.x, box.y, box.width, box.height))
         return boxes
 
+    def test_large_texts_make_the_whole_window_larger(self):
+        for points, size in ((11, (250, 360)), (12, (300, 432)), (30, (375, 540))):
+            program = self.start("--camera-file", CLIP, environment=desk.large_texts(CLIPS.name, points))
+            self.assert_size(program, size)
+            hands("windowfocus", "--sync", program.window, "key", "ctrl+r")
+            program.wait_for_status("Running")
+            program.close()
+
+    def test_dots_per_inch_make_the_whole_window_larger(self):
+        run("xprop", "-root", "-f", "RESOURCE_MANAGER", "8s", "-set", "RESOURCE_MANAGER",
+            "Xft.dpi:\t120\n")
+        self.addCleanup(run, "xprop", "-root", "-remove", "RESOURCE_MANAGER")
+        program = self.start("--camera-file", CLIP)
+        self.assert_size(program, (313, 450))
+
+    def assert_size(self, program, wanted):
+        for value, wanted_value in zip(program.geometry()[2:], wanted):
+            self.assertAlmostEqual(value, wanted_value, delta=1)
+
     def test_signals(self):
         program = self.start("--camera-file", CLIP, "--start")
         program.wait_for_status("Running")
@@ -223,13 +242,8 @@ class WindowTest(unittest.TestCase):
         self.drag(self.start("--camera-file", CLIP), 60, least=60)
 
     def start_portal(self, scheme):
-        portal = subprocess.Popen(["/usr/bin/python3",
-                                   os.path.join(os.path.dirname(__file__), "portal.py"),
-                                   str(scheme)],
-                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-        self.addCleanup(portal.wait)
-        self.addCleanup(portal.communicate)
-        self.assertEqual(portal.stdout.readline(), "ready\n")
+        portal = Portal(str(scheme))
+        self.addCleanup(portal.close)
         return portal
 
     def test_nobody_counts_as_absent_while_it_tracks(self):
@@ -238,14 +252,14 @@ class WindowTest(unittest.TestCase):
         hands("windowfocus", "--sync", program.window)
         for _ in range(2):
             hands("key", "ctrl+r")
-            self.assertEqual(portal.stdout.readline(), "inhibited 8\n")
+            self.assertEqual(portal.hear(), "inhibited 8")
             program.wait_for_status("Running")
             hands("key", "ctrl+r")
-            self.assertEqual(portal.stdout.readline(), "released\n")
+            self.assertEqual(portal.hear(), "released")
         hands("key", "ctrl+r")
-        self.assertEqual(portal.stdout.readline(), "inhibited 8\n")
+        self.assertEqual(portal.hear(), "inhibited 8")
         hands("key", "ctrl+q")
-        self.assertEqual(portal.stdout.readline(), "released\n")
+        self.assertEqual(portal.hear(), "released")
         self.assertEqual(program.wait(), 0)
 
     def test_colour_scheme_is_followed_live(self):
@@ -258,8 +272,7 @@ class WindowTest(unittest.TestCase):
 
         wait_until(lambda: sum(ground()) < 200, "a dark window")
         for value, dark in ((2, False), (1, True), (0, False)):
-            portal.stdin.write(f"{value}\n")
-            portal.stdin.flush()
+            portal.tell(value)
             wait_until(lambda d=dark: (sum(ground()) < 200) == d, f"scheme {value}")
 
     def test_german_and_french(self):
