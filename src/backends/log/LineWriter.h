@@ -9,6 +9,8 @@
 #include <string_view>
 #include <thread>
 
+#include "platform/Log.h"
+
 namespace velmaro {
 
 /// Writes lines to an open file on a thread of its own, so that who has something to say never
@@ -21,7 +23,7 @@ namespace velmaro {
 /// Lines go out whole and in order, those that are there together with one call, in pieces that no
 /// other process can interrupt in a pipe. Lines that find no room are left out and counted. A file
 /// that takes nothing for good (a reader that left, a full disk) swallows everything silently.
-class LineWriter {
+class LineWriter : public Log {
 public:
     /// Called on the writer's thread, or within the destructor, with how many lines were left out
     /// just before, once all others are written. It must not wait.
@@ -37,10 +39,10 @@ public:
     LineWriter& operator=(const LineWriter&) = delete;
     /// Waits until everything is written, but not for a file that takes nothing: its lines are lost
     /// and the thread, which nothing can wake, is left to the end of the process.
-    ~LineWriter();
+    ~LineWriter() override;
 
     /// Takes `text`, to which a newline is added. Any thread; waits for nobody, never fails.
-    void line(std::string_view text);
+    void line(std::string_view text) override;
 
 private:
     class Queue;

@@ -10,26 +10,16 @@ namespace velmaro {
 
 /// Lines on standard output, each whole among those of other threads, that nobody waits for. How
 /// many were left out while nobody read them is told to `diagnostics`, which outlives the log.
-class StandardOutputLog final : public Log {
+class StandardOutputLog final : public LineWriter {
 public:
     explicit StandardOutputLog(Diagnostics& diagnostics);
-
-    void line(std::string_view text) override { writer_.line(text); }
-
-private:
-    LineWriter writer_;
 };
 
 /// Lines on standard error in the same way. Those that nobody reads in time are lost without a
 /// word.
-class StandardErrorLog final : public Log {
+class StandardErrorLog final : public LineWriter {
 public:
     StandardErrorLog();
-
-    void line(std::string_view text) override { writer_.line(text); }
-
-private:
-    LineWriter writer_;
 };
 
 /// Writes nothing: for when standard output carries an answer that scripts read.
