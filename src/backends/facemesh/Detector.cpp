@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "backends/facemesh/Light.h"
+
 // The network's layout is that of its published description: see the BlazeFace paper and the
 // model card "MediaPipe BlazeFace Short Range".
 
@@ -79,6 +81,8 @@ std::span<const Detection> Detector::detect(const ImageView& image, const Region
                                             float least) {
     candidates_.clear();
     const Letterbox::Placement placement = letterbox_.fill(image, region, network_.input());
+    const auto [shorter, longer] = std::minmax(region.width, region.height);
+    lighten(network_.input(), -1, static_cast<float>(shorter) / static_cast<float>(longer));
     if (network_.run()) {
         decode(placement, least);
     }

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "backends/facemesh/Light.h"
+
 namespace velmaro::facemesh {
 namespace {
 
@@ -52,6 +54,7 @@ LandmarkFinder::LandmarkFinder(networks::NeuralNetwork network) : network_(std::
 
 float LandmarkFinder::find(const ImageView& image, const TurnedSquare& square, FacePoints& points) {
     warp(image, square, kCells, network_.input());
+    lighten(network_.input(), 0);
     if (!network_.run()) {
         return 0;
     }

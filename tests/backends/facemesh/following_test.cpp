@@ -112,6 +112,21 @@ TEST_F(Following, ForgettingGivesWhatTheFirstPictureGave) {
     EXPECT_NE(followed, first) << "the square is still moving";
 }
 
+TEST_F(Following, AFaceInTheDarkIsFoundAndTurnedAsInTheLight) {
+    Frame frame = portrait.frame(1280, 720, 640, 340, 250);
+    const double lit = analyzer.analyze(view(frame)).front().pose.yaw;
+    for (int y = 0; y < 720; ++y) {
+        for (int x = 0; x < 4 * 1280; ++x) {
+            std::uint8_t& value = frame.pixel(0, y)[x];
+            value = static_cast<std::uint8_t>(0.04 * value);
+        }
+    }
+    analyzer.forget();
+    const std::span<const Face> faces = analyzer.analyze(view(frame));
+    ASSERT_FALSE(faces.empty());
+    EXPECT_NEAR(faces.front().pose.yaw, lit, 2.0 / 57.3);
+}
+
 TEST(StraightenedYaw, IsOddSmallNearAndEndsAtAQuarterTurn) {
     constexpr double kDegree = 3.14159265358979 / 180;
     EXPECT_EQ(facemesh::straightenedYaw(0), 0);
