@@ -130,7 +130,9 @@ void Detector::merge() {
                 candidates_[kept++] = candidate;
                 continue;
             }
-            const float weight = candidate.score;
+            // Where something sure is, what is unsure only blurs it.
+            const float weight =
+                candidate.score >= std::min(best.score, kLeastScore) ? candidate.score : 0;
             weights += weight;
             add(sum.centre, candidate.centre, weight);
             sum.width += weight * candidate.width;

@@ -17,7 +17,7 @@ namespace velmaro::facemesh {
 
 /// Everything that is measured of one face.
 struct Face {
-    /// The detector's, 0.5 to 1.
+    /// The detector's, 0.5 to 1, of a face that is followed 0.3 to 1.
     float score = 0;
     /// The landmark network's, 0.5 to 1.
     float presence = 0;

@@ -17,6 +17,10 @@ constexpr float kGrown = 1.25F;
 /// At 30 pictures a second another face is noticed, checked and taken within half a second.
 constexpr int kWholeEvery = 12;
 constexpr int kBeatenOften = 3;
+/// A face that has moved by less of its size since the last picture is where it was.
+constexpr float kStill = 0.15F;
+/// A face that is followed may be less sure than a new one, as when it turns far away.
+constexpr float kLeastFollowed = 0.3F;
 /// By how much another face must be surer than the one that is followed: less is chance.
 constexpr float kSurer = 0.03F;
 /// Scores on a tile from which on a closer look is worth it, and in that look.
@@ -26,6 +30,8 @@ constexpr float kLeastOfSuspect = 0.8F;
 constexpr int kRemembered = 15;
 constexpr int kMostSquares = 6;
 constexpr int kMostTilesPerAxis = 8;
+/// Parts that one picture is searched in until all of them have been once.
+constexpr int kPartsAtFirst = 4;
 
 float sideOf(const Detection& face) {
     return std::max(face.width, face.height);
@@ -82,7 +88,7 @@ void FaceSearch::confirm(const Detection& face) {
     const float side = sideOf(face);
     deceived_ = false;
     if (!followed_) {
-        followed_ = {face, face.centre, side, 0, 0};
+        followed_ = {face, face.centre, side};
         return;
     }
     followed_->last = face;
@@ -124,19 +130,30 @@ std::span<const Detection> FaceSearch::look(const ImageView& image, const Region
 /// The face that is followed, or the one that has beaten it; null when neither is there.
 const Detection* FaceSearch::lookAround(const ImageView& image) {
     Followed& followed = *followed_;
-    const auto found = look(image, squareAbout(followed.centre, kSquare * followed.side, image));
+    const bool isDue = ++followed.sinceWhole >= kWholeEvery;
+    if (isDue && followed.isInWhole && followed.beaten == 0) {
+        // The look at the whole picture takes the place of the one at the square if it shows that
+        // the face is where it was: where exactly the square shows better.
+        result_ = followed.last;
+        const bool beaten = lookForOthers(image);
+        if (followed.isInWhole) {
+            followed.beaten = beaten ? 1 : 0;
+            return &result_;
+        }
+    }
+    const auto found =
+        look(image, squareAbout(followed.centre, kSquare * followed.side, image), kLeastFollowed);
     const auto own = std::ranges::find_if(
         found, [&](const Detection& face) { return isSame(face, followed.last); });
-    if (own == found.end() && found.empty()) {
+    if (own == found.end() && (found.empty() || found.front().score < kLeastScore)) {
         return nullptr;
     }
     // Somebody who moved too fast is the best in the square.
     result_ = own == found.end() ? found.front() : *own;
     other_ = found.front();
     const bool beatenInSquare = own != found.end() && other_.score > own->score + kSurer;
-    if (++followed.sinceWhole >= kWholeEvery || followed.beaten > 0 || beatenInSquare) {
-        followed.sinceWhole = 0;
-        followed.beaten = lookForOthers(image, beatenInSquare) ? followed.beaten + 1 : 0;
+    if (isDue || followed.beaten > 0 || beatenInSquare) {
+        followed.beaten = lookForOthers(image) || beatenInSquare ? followed.beaten + 1 : 0;
         if (followed.beaten >= kBeatenOften) {
             followed_.reset();
             return &other_;
@@ -146,17 +163,20 @@ const Detection* FaceSearch::lookAround(const ImageView& image) {
 }
 
 /// Whether somebody else is surer than the face that is followed, in one and the same look, since
-/// the score depends on how large a face is in it. Leaves the best of them in `other_`.
-bool FaceSearch::lookForOthers(const ImageView& image, bool beatenInSquare) {
+/// the score depends on how large a face is in it. Then the best of them is in `other_`.
+bool FaceSearch::lookForOthers(const ImageView& image) {
     const auto found = look(image, {0, 0, image.width, image.height});
     const auto own =
         std::ranges::find_if(found, [&](const Detection& face) { return isSame(face, result_); });
     const float score = own == found.end() ? 0 : own->score;
-    if (!found.empty() && own != found.begin() && found.front().score > score + kSurer) {
-        other_ = found.front();
-        return true;
+    followed_->sinceWhole = 0;
+    followed_->isInWhole =
+        own != found.end() && distance(own->centre, result_.centre) < kStill * sideOf(result_);
+    if (found.empty() || own == found.begin() || found.front().score <= score + kSurer) {
+        return false;
     }
-    return beatenInSquare;
+    other_ = found.front();
+    return true;
 }
 
 /// The whole picture, and when it shows nobody its squares until one shows somebody.
@@ -166,22 +186,33 @@ std::span<const Detection> FaceSearch::searchEverywhere(const ImageView& image) 
     for (std::size_t i = 0; i < squares_ && found.empty(); ++i) {
         found = look(image, parts_[i].region);
     }
+    next_ = squares_;
+    unseen_ = parts_.size() - squares_;
     return found;
 }
 
-/// The whole picture and one part of it, the next at each call.
+/// The whole picture and one part of it, the next at each call; several while some are unseen.
 std::span<const Detection> FaceSearch::searchInTurn(const ImageView& image) {
     const Region whole = {0, 0, image.width, image.height};
-    const Part part = nextPart(image);
-    const auto found = deceived_ ? lookAt(image, part) : look(image, whole);
-    if (!found.empty()) {
-        return found;
+    auto found = deceived_ ? lookAtParts(image) : look(image, whole);
+    if (found.empty()) {
+        found = deceived_ ? look(image, whole) : lookAtParts(image);
     }
-    return deceived_ ? look(image, whole) : lookAt(image, part);
+    return found;
+}
+
+std::span<const Detection> FaceSearch::lookAtParts(const ImageView& image) {
+    const bool isLastPlace = !suspect_ && lastPictures_ > 0 && --lastPictures_ % 2 == 0;
+    const Part last = {squareAbout(lastCentre_, lastSide_, image), Part::Kind::square};
+    auto found = lookAt(image, isLastPlace ? last : nextPart());
+    for (int i = 1; i < kPartsAtFirst && found.empty() && unseen_ > 0; ++i) {
+        found = lookAt(image, nextPart());
+    }
+    return found;
 }
 
 /// A small part shows animals and things as large as faces. So what it finds is only where the next
-/// picture is looked at closely, and there a face must be surer than elsewhere.
+/// look is a close one, and there a face must be surer than elsewhere.
 std::span<const Detection> FaceSearch::lookAt(const ImageView& image, const Part& part) {
     const auto found =
         look(image, part.region, part.kind == Part::Kind::tile ? kLeastOnTile : kLeastScore);
@@ -203,15 +234,13 @@ std::span<const Detection> FaceSearch::lookAt(const ImageView& image, const Part
     return {};
 }
 
-FaceSearch::Part FaceSearch::nextPart(const ImageView& image) {
+FaceSearch::Part FaceSearch::nextPart() {
     if (suspect_) {
         return *std::exchange(suspect_, std::nullopt);
     }
-    if (lastPictures_ > 0 && --lastPictures_ % 2 == 0) {
-        return {squareAbout(lastCentre_, lastSide_, image), Part::Kind::square};
-    }
     const Part part = parts_[next_];
     next_ = (next_ + 1) % parts_.size();
+    unseen_ -= unseen_ > 0 ? 1 : 0;
     return part;
 }
 

@@ -11,8 +11,9 @@ namespace velmaro::facemesh {
 
 /// Decides where in a picture to look for faces, by what the pictures before it showed. A face that
 /// is followed is looked for in a square around it, which costs one run of the detector however far
-/// away it is, and every twelfth picture as a whole, for others. While nobody is there each picture
-/// is searched whole and in one of its parts in turn. One thread at a time.
+/// away it is, and every twelfth picture as a whole, for others, which costs no run more where that
+/// shows the face too. While nobody is there each picture is searched whole and in one of its parts
+/// in turn, at first in several. One thread at a time.
 class FaceSearch {
 public:
     explicit FaceSearch(Detector detector) : detector_(std::move(detector)) {}
@@ -49,6 +50,8 @@ private:
         PixelPoint centre;
         float side = 0;
         int sinceWhole = 0;
+        /// The last look at the whole picture showed it too, at the same place.
+        bool isInWhole = false;
         /// How many looks in a row somebody else was surer.
         int beaten = 0;
     };
@@ -57,10 +60,11 @@ private:
                                     float least = kLeastScore);
     std::span<const Detection> lookAt(const ImageView& image, const Part& part);
     const Detection* lookAround(const ImageView& image);
-    bool lookForOthers(const ImageView& image, bool beatenInSquare);
+    bool lookForOthers(const ImageView& image);
     std::span<const Detection> searchEverywhere(const ImageView& image);
     std::span<const Detection> searchInTurn(const ImageView& image);
-    Part nextPart(const ImageView& image);
+    std::span<const Detection> lookAtParts(const ImageView& image);
+    Part nextPart();
     void layOut(const ImageView& image);
 
     Detector detector_;
@@ -77,6 +81,8 @@ private:
     std::vector<Part> parts_;
     std::size_t squares_ = 0;
     std::size_t next_ = 0;
+    /// Parts not looked at since somebody was there or may have been.
+    std::size_t unseen_ = 0;
     /// Something that is no face looked like one in the whole picture, and must not hide the parts.
     bool deceived_ = false;
     int looks_ = 0;

@@ -58,12 +58,146 @@ TEST_F(Following, AFaceThatIsFollowedCostsOneLookOfEachNetwork) {
     EXPECT_EQ(looks, 24 * 2 + 2) << "and the whole picture twice";
 }
 
-TEST_F(Following, NobodyCostsTwoLooksAfterTheFirstPicture) {
-    EXPECT_FALSE(look(nobody));
+TEST_F(Following, ANearFaceCostsNoMoreWhileOthersAreLookedFor) {
+    const Frame frame = portrait.frame(1280, 720, 640, 340, 250);
+    int looks = 0;
+    for (int i = 0; i < 49; ++i) {
+        ASSERT_TRUE(look(frame));
+        looks += analyzer.looks();
+    }
+    EXPECT_EQ(looks, 49 * 2 + 1) << "and the whole picture once, to see that it shows the face";
+}
+
+/// The whole picture, its squares, then its fifteen tiles four at a time.
+TEST_F(Following, NobodyCostsTwoLooksAfterEachPartWasSearched) {
+    for (const int expected : {4, 5, 5, 5, 4}) {
+        EXPECT_FALSE(look(nobody));
+        EXPECT_EQ(analyzer.looks(), expected);
+    }
     for (int i = 0; i < 40; ++i) {
         EXPECT_FALSE(look(nobody));
         EXPECT_EQ(analyzer.looks(), 2) << i;
     }
+}
+
+TEST_F(Following, AFarFaceIsFoundInAnyPlaceWithinSixPictures) {
+    for (const double y : {80, 250, 420, 600}) {
+        for (const double x : {100, 350, 640, 930, 1180}) {
+            analyzer.forget();
+            EXPECT_LT(
+                picturesUntilAt(portrait.frame(1280, 720, x, y, 45), static_cast<float>(x), 7), 6)
+                << x << " " << y;
+        }
+    }
+}
+
+TEST_F(Following, AFarFaceThatWalksAndComesNearStaysFoundAtOneLookEach) {
+    ASSERT_LT(picturesUntilAt(portrait.frame(1280, 720, 300, 330, 45), 300, 60), 60);
+    int looks = 0;
+    double x = 300;
+    double side = 45;
+    for (int i = 0; i < 40; ++i) {
+        x += 12;
+        side *= i < 20 ? 1 : 1.06;
+        const auto at = look(portrait.frame(1280, 720, x, 330, side));
+        ASSERT_TRUE(at) << i;
+        EXPECT_NEAR(at->x, x, 0.2 * side) << i;
+        looks += analyzer.looks();
+    }
+    EXPECT_LE(looks, 40 * 2 + 5);
+}
+
+TEST_F(Following, WhoIsSurerForTwoPicturesOnlyDoesNotWin) {
+    const Frame alone = portrait.frame(1280, 720, 200, 300, 80);
+    Frame both = alone;
+    portrait.paint(both, 700, 100, 0.9);
+    ASSERT_LT(picturesUntilAt(alone, 200, 60), 60);
+    // Five does not divide the pictures between two looks for others.
+    for (int i = 0; i < 120; ++i) {
+        const auto at = look(i % 5 < 2 ? both : alone);
+        ASSERT_TRUE(at) << i;
+        EXPECT_NEAR(at->x, 200, 20) << i;
+    }
+}
+
+TEST_F(Following, WhoHasGoneForAMomentIsFoundAgainAtTheSamePlace) {
+    const Frame frame = portrait.frame(1280, 720, 1100, 600, 45);
+    ASSERT_LT(picturesUntilAt(frame, 1100, 60), 60);
+    for (const int gone : {8, 9, 10, 11}) {
+        for (int i = 0; i < gone; ++i) {
+            EXPECT_FALSE(look(nobody));
+        }
+        EXPECT_LT(picturesUntilAt(frame, 1100, 3), 2) << gone;
+    }
+}
+
+TEST_F(Following, WhoHasGoneIsFoundAgainElsewhereInASquareAtOnce) {
+    ASSERT_TRUE(look(portrait.frame(1280, 720, 300, 340, 120)));
+    EXPECT_EQ(picturesUntilAt(portrait.frame(1280, 720, 1150, 300, 110), 1150, 1), 0);
+}
+
+/// Half a face in front of a plain wall: a small part of the picture shows many such things.
+Frame halfHidden(const Portrait& portrait) {
+    Frame frame = portrait.frame(1280, 720, 900, 250, 45);
+    for (int y = 252; y < 295; ++y) {
+        for (int x = 855; x < 945; ++x) {
+            std::fill_n(frame.pixel(x, y), 3, std::uint8_t{60});
+        }
+    }
+    return frame;
+}
+
+TEST_F(Following, WhatIsUnsureOnATileIsNobody) {
+    const Frame frame = halfHidden(portrait);
+    for (int i = 0; i < 60; ++i) {
+        EXPECT_FALSE(look(frame)) << i;
+    }
+}
+
+TEST_F(Following, AFaceThatIsFollowedMayBeLessSureThanANewOne) {
+    const Frame frame = portrait.frame(1280, 720, 900, 250, 60);
+    // In mist.
+    Frame pale = frame;
+    for (int y = 0; y < 720; ++y) {
+        for (int x = 0; x < 4 * 1280; ++x) {
+            std::uint8_t& value = pale.pixel(0, y)[x];
+            value = static_cast<std::uint8_t>(90 + 0.04 * (value - 90));
+        }
+    }
+    EXPECT_EQ(picturesUntilAt(pale, 900, 40), 40);
+    ASSERT_LT(picturesUntilAt(frame, 900, 60), 60);
+    for (int i = 0; i < 30; ++i) {
+        EXPECT_TRUE(look(pale)) << i;
+    }
+    EXPECT_FALSE(look(nobody));
+}
+
+TEST_F(Following, WhatIsNoFaceHidesNone) {
+    // A head upside down looks like a face from afar, and from close by not.
+    Frame head = portrait.frame(1280, 720, 900, 330, 200);
+    Frame frame(1280, 720);
+    for (int y = 0; y < 660; ++y) {
+        std::copy_n(head.pixel(700, 660 - y), 4 * 400, frame.pixel(700, y));
+    }
+    EXPECT_FALSE(look(frame)) << "the far face is not there yet";
+    EXPECT_GT(analyzer.looks(), 1) << "nothing looks like a face";
+    portrait.paint(frame, 200 - 0.225 * Portrait::kFaceX, 200 - 0.225 * Portrait::kFaceY, 0.225);
+    EXPECT_LT(picturesUntilAt(frame, 200, 60), 60);
+}
+
+TEST_F(Following, AFaceInTheDarkIsFoundAndTurnedAsInTheLight) {
+    Frame frame = portrait.frame(1280, 720, 640, 340, 250);
+    const double lit = analyzer.analyze(view(frame)).front().pose.yaw;
+    for (int y = 0; y < 720; ++y) {
+        for (int x = 0; x < 4 * 1280; ++x) {
+            std::uint8_t& value = frame.pixel(0, y)[x];
+            value = static_cast<std::uint8_t>(0.04 * value);
+        }
+    }
+    analyzer.forget();
+    const std::span<const Face> faces = analyzer.analyze(view(frame));
+    ASSERT_FALSE(faces.empty());
+    EXPECT_NEAR(faces.front().pose.yaw, lit, 2.0 / 57.3);
 }
 
 TEST_F(Following, WhoHasGoneIsNotReportedAndIsFoundAgainElsewhere) {
@@ -110,21 +244,6 @@ TEST_F(Following, ForgettingGivesWhatTheFirstPictureGave) {
     analyzer.forget();
     EXPECT_EQ(analyzer.analyze(view(frame)).front().pose.yaw, first);
     EXPECT_NE(followed, first) << "the square is still moving";
-}
-
-TEST_F(Following, AFaceInTheDarkIsFoundAndTurnedAsInTheLight) {
-    Frame frame = portrait.frame(1280, 720, 640, 340, 250);
-    const double lit = analyzer.analyze(view(frame)).front().pose.yaw;
-    for (int y = 0; y < 720; ++y) {
-        for (int x = 0; x < 4 * 1280; ++x) {
-            std::uint8_t& value = frame.pixel(0, y)[x];
-            value = static_cast<std::uint8_t>(0.04 * value);
-        }
-    }
-    analyzer.forget();
-    const std::span<const Face> faces = analyzer.analyze(view(frame));
-    ASSERT_FALSE(faces.empty());
-    EXPECT_NEAR(faces.front().pose.yaw, lit, 2.0 / 57.3);
 }
 
 TEST(StraightenedYaw, IsOddSmallNearAndEndsAtAQuarterTurn) {
