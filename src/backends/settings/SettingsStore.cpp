@@ -1,32 +1,25 @@
 #include "backends/settings/SettingsStore.h"
 
 #include <fcntl.h>
-#include <glib.h>
-#include <glib/gstdio.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <system_error>
 #include <vector>
 
 #include "backends/posix/FileDescriptor.h"
+#include "backends/settings/WholeFile.h"
 
 namespace velmaro {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// Of the files that hold a value until it is whole; the key and the process follow.
-constexpr const char* kNewPrefix = ".new-";
 constexpr std::size_t kLargestValue = 1 << 20;
 
 fs::path homeFolder() {
@@ -48,107 +41,17 @@ bool isValid(std::string_view key) {
     });
 }
 
-/// Makes the names in a folder durable, where its file system can.
-void syncFolder(const fs::path& folder) {
-    const FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor.get() >= 0) {
-        ::fsync(descriptor.get());
-    }
-}
-
-/// Where a chain of links ends, whether or not something is there.
-Result<fs::path> followLinks(fs::path path) {
-    constexpr int kMostLinks = 40;
-    for (int links = 0; links < kMostLinks; ++links) {
-        std::error_code isNone;
-        const fs::path next = fs::read_symlink(path, isNone);
-        if (isNone) {
-            return path;
-        }
-        path = path.parent_path() / next;
-    }
-    return failure(std::strerror(ELOOP));
-}
-
-/// Why a folder cannot be made or written to, as `code` alone would not say.
-std::string reasonFor(const fs::path& folder, int code) {
-    fs::path part;
-    for (const fs::path& name : folder) {
-        part /= name;
-        std::error_code ignored;
-        if (fs::is_symlink(part, ignored) && !fs::exists(part, ignored)) {
-            return part.string() + " is a link to " + fs::read_symlink(part, ignored).string() +
-                   ", which is not there";
-        }
-    }
-    return std::strerror(code);
-}
-
 /// The folder for our files alone, closed to other users even if it was open before. One that is
 /// not ours, or that a link leads to, keeps its mode. Not every file system can close it; the files
 /// in it are the user's own in any case.
 Result<void> makePrivateFolder(const fs::path& folder) {
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0) {
-        if (::g_mkdir_with_parents(folder.c_str(), S_IRWXU) != 0) {
-            return failure(reasonFor(folder, errno));
-        }
-        syncFolder(folder.parent_path());
-    } else if (S_ISDIR(status.st_mode) && status.st_uid == ::geteuid()) {
+        return makeFolder(folder);
+    }
+    if (S_ISDIR(status.st_mode) && status.st_uid == ::geteuid()) {
         ::chmod(folder.c_str(), S_IRWXU);
     }
-    return {};
-}
-
-/// Whether the name of a new file says that a process is writing it that still runs.
-bool isBeingWritten(const std::string& name) {
-    const std::size_t dash = name.rfind('-');
-    int process = 0;
-    const auto [end, error] =
-        std::from_chars(name.data() + dash + 1, name.data() + name.size(), process);
-    return error == std::errc() && process > 0 && process != ::getpid() &&
-           (::kill(process, 0) == 0 || errno == EPERM);
-}
-
-/// Removes new files that a process left behind when it was killed.
-void removeAbandonedFiles(const fs::path& folder, const std::string& prefix) {
-    std::error_code ignored;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) {
-        const std::string name = entry.path().filename();
-        if (name.starts_with(prefix) && !isBeingWritten(name)) {
-            ::unlink(entry.path().c_str());
-        }
-    }
-}
-
-/// What GLib says after the name of the file, which is a temporary one.
-std::string reasonOf(const GError& error) {
-    const std::string text = error.message;
-    const std::size_t colon = text.rfind(": ");
-    return colon == std::string::npos ? text : text.substr(colon + 2);
-}
-
-/// Writes a whole new file and puts it in the place of `target`. GLib's own temporary file would do
-/// for that, but a name that it invents cannot be told from a user's own after a crash.
-Result<void> replace(const fs::path& target, std::string_view key, std::string_view bytes) {
-    const std::string name =
-        kNewPrefix + std::string(key) + "-" + std::to_string(static_cast<int>(::getpid()));
-    const fs::path newFile = target.parent_path() / name;
-    GError* error = nullptr;
-    if (g_file_set_contents_full(newFile.c_str(), bytes.data(), static_cast<gssize>(bytes.size()),
-                                 static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT |
-                                                                    G_FILE_SET_CONTENTS_DURABLE),
-                                 S_IRUSR | S_IWUSR, &error) == FALSE) {
-        const std::string reason = reasonOf(*error);
-        g_error_free(error);
-        return failure(reason);
-    }
-    if (::rename(newFile.c_str(), target.c_str()) != 0) {
-        const std::string reason = std::strerror(errno);
-        ::unlink(newFile.c_str());
-        return failure(reason);
-    }
-    syncFolder(target.parent_path());
     return {};
 }
 
@@ -234,16 +137,8 @@ Result<void> SettingsStore::store(std::string_view key, std::string_view bytes) 
         if (const auto folder = makePrivateFolder(folder_); !folder) {
             return folder;
         }
-        removeAbandonedFiles(folder_, kNewPrefix);
-        // A link would be replaced; what it leads to is meant.
-        const auto target = followLinks(record);
-        if (!target) {
-            return tl::unexpected(target.error());
-        }
-        if (target->parent_path() != folder_) {
-            removeAbandonedFiles(target->parent_path(), kNewPrefix + std::string(key) + "-");
-        }
-        return replace(*target, key, bytes);
+        removeAbandonedFiles(folder_);
+        return replaceFile(record, bytes);
     } catch (const std::system_error& error) {
         return failure(error.code().message());
     }
