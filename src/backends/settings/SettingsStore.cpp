@@ -125,8 +125,11 @@ std::string SettingsStore::data(std::string_view key) const {
 void SettingsStore::setData(std::string_view key, std::string_view bytes) {
     if (const auto stored = store(key, bytes); !stored && !isWritingReported_) {
         isWritingReported_ = true;
-        report("the setting " + std::string(key) + " cannot be stored in " + folder_.string() +
-                   " and lasts for this run (" + stored.error().description + ")",
+        report("the setting " + std::string(key) +
+                   (bytes.empty() ? " cannot be removed from " : " cannot be stored in ") +
+                   folder_.string() +
+                   (bytes.empty() ? " and stays (" : " and lasts for this run (") +
+                   stored.error().description + ")",
                "make room there, or make the folder writable");
     }
 }
@@ -134,6 +137,9 @@ void SettingsStore::setData(std::string_view key, std::string_view bytes) {
 Result<void> SettingsStore::store(std::string_view key, std::string_view bytes) const {
     try {
         const fs::path record = file(key);
+        if (bytes.empty()) {
+            return removeFile(record);
+        }
         if (const auto folder = makePrivateFolder(folder_); !folder) {
             return folder;
         }

@@ -113,6 +113,18 @@ Result<void> replace(const fs::path& target, const std::string& prefix, std::str
 
 }  // namespace
 
+Result<void> removeFile(const fs::path& file) {
+    const auto target = followLinks(file);
+    if (!target) {
+        return tl::unexpected(target.error());
+    }
+    if (::unlink(target->c_str()) != 0 && errno != ENOENT) {
+        return failure(std::strerror(errno));
+    }
+    syncFolder(target->parent_path());
+    return {};
+}
+
 void removeAbandonedFiles(const fs::path& folder) {
     removeAbandonedFiles(folder, kNewPrefix);
 }

@@ -13,6 +13,10 @@ namespace velmaro {
 /// the disk. Fails without the folder, or with what the system says.
 [[nodiscard]] Result<void> replaceFile(const std::filesystem::path& file, std::string_view bytes);
 
+/// Removes `file`, or what it leads to if it is a link, which stays one. All is well if it is not
+/// there.
+[[nodiscard]] Result<void> removeFile(const std::filesystem::path& file);
+
 /// Removes all new files that a killed process left in a folder that is the program's alone.
 void removeAbandonedFiles(const std::filesystem::path& folder);
 

@@ -110,6 +110,24 @@ TEST_F(SettingsStoreTest, ReplacesAValueAndLeavesNothingElse) {
     EXPECT_THAT(namesIn(root.path), ElementsAre("key"));
 }
 
+TEST_F(SettingsStoreTest, NothingTakesAValueAway) {
+    SettingsStore store = open(root.path);
+    store.setData("key", "");
+    store.setData("key", "value");
+    store.setData("key", "");
+    EXPECT_EQ(store.data("key"), "");
+    EXPECT_TRUE(namesIn(root.path).empty());
+    std::ofstream(root.path / "target") << "value";
+    fs::create_symlink("target", root.path / "key");
+    store.setData("key", "");
+    EXPECT_THAT(namesIn(root.path), ElementsAre("key"));
+    EXPECT_TRUE(diagnostics.all().empty());
+    fs::remove(root.path / "key");
+    fs::create_directory(root.path / "key");
+    store.setData("key", "");
+    EXPECT_THAT(diagnostics.lines(), ElementsAre(HasSubstr("cannot be removed from")));
+}
+
 TEST_F(SettingsStoreTest, SeesWhatAnotherProcessStored) {
     SettingsStore first = open(root.path);
     SettingsStore second = open(root.path);
