@@ -27,7 +27,7 @@ _velmaro() {
             __ltrim_colon_completions "$cur"
             return
             ;;
-        --camera-file | --motion-file | --record-motion)
+        --camera-file | --motion-file | --record-motion | --config)
             _filedir
             return
             ;;
@@ -60,7 +60,8 @@ _velmaro() {
     local options="--list-inputs --input --camera-file --once --motion-file --motion-udp
         --motion-udp-bind --airpods-address --record-motion --demo --ip --port --osc --rate
         --no-tilt --quaternion --receiver --flip --order --radians --split --also
-        --control-port --control-bind --start --version --help"
+        --control-port --control-bind --config --no-config --save --forget-pose --quiet --start
+        --version --help"
     [[ ${1##*/} == velmaro-cli ]] && options+=" --duration --stats"
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
 }

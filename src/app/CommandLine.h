@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <span>
 #include <string>
 #include <tl/expected.hpp>
 #include <vector>
 
+#include "platform/Result.h"
 #include "platform/SourceOption.h"
 #include "receivers/ReceiverNetwork.h"
 
@@ -29,6 +31,8 @@ struct Options {
     bool listInputs = false;
     /// An `InputSource::id`; absent means the first available source.
     std::optional<std::string> input;
+    /// It was kept, so that it may be away today.
+    bool isInputKept = false;
     std::vector<std::string> cameraFiles;
     bool once = false;
     /// What was given for the options of the sources of headphone motion.
@@ -45,6 +49,9 @@ struct Options {
     std::int64_t frameRate = 30;
     bool tiltEnabled = true;
     bool quaternionOutput = false;
+    /// As they were given; `output` holds what they mean.
+    std::string receiver;
+    std::string flip;
     /// What becomes of each message on its way.
     Output output;
     /// Where requests come by OSC; absent means nowhere.
@@ -54,14 +61,31 @@ struct Options {
     /// Seconds.
     std::optional<double> duration;
     bool statistics = false;
+    /// The lines of each frame and each sample are left out of the log.
+    bool quiet = false;
+    /// Where options are kept; empty if the user has no place for it.
+    std::filesystem::path configuration;
+    /// Why what is kept there is not heeded, if it cannot be.
+    std::optional<std::string> configurationError;
+    /// The stored rest pose of the headphones is removed before anything reads it.
+    bool forgetsPose = false;
+    /// These options are to be kept.
+    bool save = false;
 };
 
-/// Reads the command line, which has the options of the sources beside those of the program. Gives
-/// the exit status instead when the program has nothing more to do: help and version were printed
-/// to standard output, or what is wrong to standard error, in one line.
+struct KeptOption;
+
+/// Reads the command line, which has the options of the sources beside those of the program, and
+/// what is kept in the file that it names, or else in `configuration`, where the command line does
+/// not speak. Gives the exit status instead when the program has nothing more to do: help and
+/// version were printed to standard output, or what is wrong to standard error, in one line. A
+/// window is opened whatever is wrong with the file.
 [[nodiscard]] tl::expected<Options, ExitStatus> parseCommandLine(
-    Program program, std::span<const SourceOption> sourceOptions, int argc,
-    const char* const* argv);
+    Program program, std::span<const SourceOption> sourceOptions, int argc, const char* const* argv,
+    const std::filesystem::path& configuration = {});
+
+/// Fails with one line that names the option if a command line would not take it.
+[[nodiscard]] Result<void> checkKept(std::span<const KeptOption> kept);
 
 /// The name under which a program speaks on standard error.
 [[nodiscard]] const char* programName(Program program);

@@ -19,8 +19,6 @@ constexpr const char* kList = "list";
 
 /// What was given, as it was written.
 struct Given {
-    std::string receiver;
-    std::string flip;
     std::string order;
     bool radians = false;
     bool split = false;
@@ -66,9 +64,9 @@ std::string requireDestination(const std::string& text) {
     return parsed ? "" : parsed.error().description;
 }
 
-Output outputOf(const Given& given) {
+Output outputOf(const Options& options, const Given& given) {
     Output output;
-    const Receiver* const receiver = findReceiver(given.receiver);
+    const Receiver* const receiver = findReceiver(options.receiver);
     if (receiver != nullptr) {
         output.conversion = receiver->conversion;
     }
@@ -80,7 +78,7 @@ Output outputOf(const Given& given) {
         std::ranges::copy(*axes, output.conversion.order.begin());
     }
     // The head's own axes, so that a receiver's sign stands on top of this one.
-    for (const Axis axis : parseAxes(given.flip).value_or(std::vector<Axis>())) {
+    for (const Axis axis : parseAxes(options.flip).value_or(std::vector<Axis>())) {
         output.conversion.flip(axis);
     }
     for (const std::string& text : given.also) {
@@ -95,12 +93,12 @@ Output outputOf(const Given& given) {
 
 void addOutputOptions(CLI::App& app, Options& options) {
     const auto given = std::make_shared<Given>();
-    app.add_option("--receiver", given->receiver,
+    app.add_option("--receiver", options.receiver,
                    "Send what this receiver wants, to its port and address (list: show all)")
         ->type_name("NAME")
         ->check(requireReceiver)
         ->excludes(app.get_option("--quaternion"));
-    app.add_option("--flip", given->flip, "Turn axes of the head round, as in pan,tilt")
+    app.add_option("--flip", options.flip, "Turn axes of the head round, as in pan,tilt")
         ->type_name("AXES")
         ->check(requireAxes)
         ->excludes(app.get_option("--quaternion"));
@@ -119,13 +117,13 @@ void addOutputOptions(CLI::App& app, Options& options) {
         ->check(requireDestination)
         ->allow_extra_args(false);
     app.final_callback([&app, &options, given] {
-        if (given->receiver == kList) {
+        if (options.receiver == kList) {
             std::cout << receiverList();
             std::cout.flush();
             throw CLI::Success();
         }
-        options.output = outputOf(*given);
-        if (const Receiver* const receiver = findReceiver(given->receiver)) {
+        options.output = outputOf(options, *given);
+        if (const Receiver* const receiver = findReceiver(options.receiver)) {
             if (app.count("--port") == 0) {
                 options.port = std::to_string(receiver->port);
             }

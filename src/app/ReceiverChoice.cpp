@@ -16,6 +16,7 @@ ReceiverChoice::ReceiverChoice(ContentView& view, ReceiverNetwork& network, Outp
 }
 
 void ReceiverChoice::choose(const Receiver& receiver) {
+    chosen_ = &receiver;
     if (view_.isRunning.get()) {
         pending_ = &receiver;
     } else {

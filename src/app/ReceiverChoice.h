@@ -17,12 +17,17 @@ public:
     /// says itself what is made of them.
     void choose(const Receiver& receiver);
 
+    /// The latest choice, in force or not; null if there was none.
+    [[nodiscard]] const Receiver* chosen() const { return chosen_; }
+    [[nodiscard]] bool isPending() const { return pending_ != nullptr; }
+
 private:
     void apply(const Receiver& receiver);
 
     ContentView& view_;
     ReceiverNetwork& network_;
     Output output_;
+    const Receiver* chosen_ = nullptr;
     const Receiver* pending_ = nullptr;
     Subscription running_;
 };

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string_view>
 #include <utility>
 
+#include "app/Configuration.h"
 #include "app/OutputOptions.h"
 #include "app/Startup.h"
 
@@ -13,6 +15,8 @@ namespace {
 using Kind = Diagnostic::Kind;
 using Subject = Diagnostic::Subject;
 
+/// Where the headphones' rest pose is stored.
+constexpr std::string_view kPoseKey = "headphoneCalibration";
 constexpr const char* kNoSource = "no source is there";
 constexpr const char* kNoSourceAdvice = "connect a camera or headphones, or try --demo";
 
@@ -61,11 +65,21 @@ std::optional<ExitStatus> Run::prepare() {
         return ExitStatus::couldNotRun;
     }
     system_ = std::move(*made);
+    if (options_.configurationError) {
+        report(Kind::warning, Subject::settings, *options_.configurationError,
+               "mend it; until then the defaults hold");
+    }
+    if (options_.forgetsPose && !forgetPose() && isInTerminal()) {
+        return ExitStatus::couldNotRun;
+    }
     assemble();
     if (options_.listInputs) {
         return listInputs();
     }
-    return chooseInput() ? std::nullopt : std::optional(ExitStatus::couldNotRun);
+    if (!chooseInput() || (options_.save && !keepSettings(options_) && isInTerminal())) {
+        return ExitStatus::couldNotRun;
+    }
+    return std::nullopt;
 }
 
 void Run::assemble() {
@@ -123,6 +137,10 @@ bool Run::chooseInput() {
         view_->select(InputSource::airpods().id());
         return true;
     }
+    if (!input && options_.isInputKept && !isInTerminal()) {
+        chooseAnother();
+        return true;
+    }
     if (!input && options_.input) {
         fail(Subject::program, "there is no source '" + *options_.input + "'", "see --list-inputs");
         return false;
@@ -132,6 +150,16 @@ bool Run::chooseInput() {
         return false;
     }
     return !input || input->isAirpods() || (!isRecordingInVain() && canTrackFaces());
+}
+
+/// What was kept some day must not keep the window from opening today.
+void Run::chooseAnother() {
+    report(Kind::warning, Subject::settings,
+           "the source that was kept, '" + *options_.input + "', is not there",
+           "connect it and choose it, or choose another");
+    if (const auto inputs = view_->availableInputs(); !inputs.empty()) {
+        view_->select(inputs.front().id());
+    }
 }
 
 /// In a window another source may be chosen later, unless one was named.
@@ -226,6 +254,42 @@ void Run::reportDestination() {
         report(Kind::hint, Subject::receiver,
                "most receivers ignore an OSC address that does not begin with /");
     }
+}
+
+// Settings
+
+bool Run::keepSettings(const Options& options) {
+    const std::string file = options_.configuration.string();
+    const auto text = configurationText(options);
+    if (!text) {
+        fail(Subject::settings, "the settings cannot be kept", text.error().description);
+        return false;
+    }
+    const auto written =
+        file.empty() ? failure("there is no home folder") : system_->replaceFile(file, *text);
+    if (!written) {
+        fail(Subject::settings,
+             "the settings cannot be kept in " + file + " (" + written.error().description + ")",
+             "make the folder writable, or name another file with --config");
+        return false;
+    }
+    report(Kind::hint, Subject::settings, "the settings are kept in " + file);
+    return true;
+}
+
+bool Run::forgetPose() {
+    UserDefaults& stored = system_->doors().userDefaults;
+    const bool wasThere = !stored.data(kPoseKey).empty();
+    stored.setData(kPoseKey, "");
+    if (!stored.data(kPoseKey).empty()) {
+        fail(Subject::headphones, "the stored pose of the headphones could not be removed");
+        return false;
+    }
+    report(Kind::hint, Subject::headphones,
+           wasThere ? "the stored pose of the headphones is forgotten"
+                    : "no pose of the headphones is stored",
+           wasThere && view_ ? "the next start begins without it" : "");
+    return true;
 }
 
 // Requests and the end

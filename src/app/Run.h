@@ -43,6 +43,14 @@ public:
     /// before.
     void end(ExitStatus status);
 
+    /// Writes what of `options` can be kept into the file for the next starts. Says on the
+    /// diagnostics where, or why not, which gives false. After `prepare`.
+    bool keepSettings(const Options& options);
+
+    /// Removes the stored rest pose of the headphones, so that the next start begins without it,
+    /// and says so on the diagnostics. False if it could not be removed. After `prepare`.
+    bool forgetPose();
+
     /// After `prepare`.
     [[nodiscard]] const std::shared_ptr<ContentView>& view() const { return view_; }
     [[nodiscard]] ReceiverNetwork& receivers() { return *receivers_; }
@@ -60,6 +68,7 @@ private:
     [[nodiscard]] ExitStatus listInputs();
     /// False after saying why the chosen source cannot be had.
     [[nodiscard]] bool chooseInput();
+    void chooseAnother();
     [[nodiscard]] bool isRecordingInVain();
     [[nodiscard]] bool canTrackFaces();
     void watch();

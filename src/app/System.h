@@ -1,8 +1,10 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "app/CommandLine.h"
 #include "platform/Diagnostics.h"
@@ -40,6 +42,11 @@ public:
 
     /// Calls `handler` on the main queue for each request from now on.
     virtual void onRequest(std::function<void(Request)> handler) = 0;
+
+    /// Puts a whole file that holds `text` in the place of `file`, with the folders that lead to
+    /// it.
+    [[nodiscard]] virtual Result<void> replaceFile(const std::filesystem::path& file,
+                                                   std::string_view text) = 0;
 
     /// Ends the global queues: waits for running work, drops the rest. After it, close the main
     /// queue, so that what its work still holds goes before the doors do.

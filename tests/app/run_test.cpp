@@ -2,6 +2,8 @@
 
 #include "app/Run.h"
 
+#include <filesystem>
+#include <map>
 #include <utility>
 
 #include "ContentViewFixture.h"
@@ -38,6 +40,8 @@ struct Handlers {
     std::function<void()> recordingFailed;
     std::function<void(Request)> request;
     std::optional<Error> faceLandmarksError;
+    std::optional<Error> fileError;
+    std::map<std::filesystem::path, std::string> files;
 };
 
 class ScriptedSystem final : public System {
@@ -59,6 +63,13 @@ public:
         handlers_.request = std::move(handler);
     }
     [[nodiscard]] Log& errorLines() override { return errorLines_; }
+    Result<void> replaceFile(const std::filesystem::path& file, std::string_view text) override {
+        if (handlers_.fileError) {
+            return tl::unexpected(*handlers_.fileError);
+        }
+        handlers_.files[file] = text;
+        return {};
+    }
     void shutDown() override {}
 
 private:
@@ -323,6 +334,74 @@ TEST_F(RunTest, WhatIsReportedIsKeptForTheWindow) {
     (void)runs([this] { run->diagnostics().report({.text = "one"}); });
     ASSERT_THAT(run->diagnostics().reported.get(), testing::SizeIs(1));
     EXPECT_EQ(run->diagnostics().reported.get().front().text, "one");
+}
+
+TEST_F(RunTest, KeepsTheSettingsInTheFile) {
+    options.configuration = "folder/velmaro.toml";
+    options.port = "9001";
+    options.save = true;
+    (void)runs([] {});
+    EXPECT_THAT(handlers.files[options.configuration], HasSubstr("\nport = 9001\n"));
+    EXPECT_THAT(reported.lines(), Contains("the settings are kept in folder/velmaro.toml"));
+}
+
+TEST_F(RunTest, SettingsThatCannotBeKeptEndTheTerminalOnly) {
+    options.configuration = "folder/velmaro.toml";
+    options.save = true;
+    handlers.fileError = Error{"Permission denied", "Permission denied"};
+    EXPECT_EQ(runs([] { FAIL() << "must not run"; }), ExitStatus::couldNotRun);
+    EXPECT_THAT(reported.lines(),
+                Contains(HasSubstr("cannot be kept in folder/velmaro.toml (Permission denied)")));
+    options.program = Program::window;
+    bool hasRun = false;
+    (void)runs([&hasRun] { hasRun = true; });
+    EXPECT_TRUE(hasRun);
+}
+
+TEST_F(RunTest, WhatIsWrongInTheFileIsSaidInTheWindow) {
+    options.program = Program::window;
+    options.configurationError = "velmaro.toml: port: 'x' is no port";
+    (void)runs([] {});
+    ASSERT_FALSE(run->diagnostics().reported.get().empty());
+    EXPECT_EQ(run->diagnostics().reported.get().front().subject, Diagnostic::Subject::settings);
+    EXPECT_EQ(run->diagnostics().reported.get().front().line(),
+              "velmaro.toml: port: 'x' is no port: mend it; until then the defaults hold");
+}
+
+TEST_F(RunTest, AKeptSourceThatIsAwayLeavesTheWindowTheFirst) {
+    options.program = Program::window;
+    options.input = "camera_away";
+    options.isInputKept = true;
+    (void)runs([this] { EXPECT_EQ(run->view()->selectedInputId.get(), "camera_desk"); });
+    EXPECT_THAT(reported.lines(), Contains(HasSubstr("'camera_away', is not there")));
+    options.program = Program::terminal;
+    EXPECT_EQ(runs([] {}), ExitStatus::couldNotRun);
+}
+
+TEST_F(RunTest, ForgetsTheStoredPoseBeforeItIsRead) {
+    defaults.values["headphoneCalibration"] =
+        R"({"calibrationW":1,"calibrationX":0,"calibrationY":0,"calibrationZ":0,)"
+        R"("idleW":0,"idleX":0,"idleY":0,"idleZ":1})";
+    options.program = Program::window;
+    const auto w = [this] { return run->view()->headphoneManager->calibration.idleQuaternion.w; };
+    (void)runs([this, &w] {
+        EXPECT_EQ(w(), 0);
+        // By the window's menu it counts from the next start on.
+        EXPECT_TRUE(run->forgetPose());
+        EXPECT_EQ(w(), 0);
+    });
+    EXPECT_THAT(reported.lines(), Contains("the stored pose of the headphones is forgotten: the "
+                                           "next start begins without it"));
+    EXPECT_EQ(defaults.data("headphoneCalibration"), "");
+
+    defaults.values["headphoneCalibration"] = "{}";
+    options.forgetsPose = true;
+    defaults.writable = false;
+    options.program = Program::terminal;
+    EXPECT_EQ(runs([] {}), ExitStatus::couldNotRun);
+    defaults.writable = true;
+    (void)runs([&w] { EXPECT_EQ(w(), 1); });
+    EXPECT_THAT(reported.lines(), Contains("the stored pose of the headphones is forgotten"));
 }
 
 }  // namespace

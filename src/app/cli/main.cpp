@@ -7,7 +7,8 @@
 int main(int argc, char** argv) {
     using namespace velmaro;
     prepareProcess();
-    const auto options = parseCommandLine(Program::terminal, motionSourceOptions(), argc, argv);
+    const auto options =
+        parseCommandLine(Program::terminal, motionSourceOptions(), argc, argv, configurationFile());
     if (!options) {
         return static_cast<int>(options.error());
     }

@@ -1,5 +1,6 @@
 #include "app/linux/Files.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -20,6 +21,18 @@ std::optional<std::string> unreadable(const std::vector<std::string>& files) {
         }
     }
     return std::nullopt;
+}
+
+std::optional<std::filesystem::path> logFile() {
+    struct stat status {};
+    std::error_code error;
+    const auto path = std::filesystem::read_symlink("/proc/self/fd/1", error);
+    // A file that was removed has a name that leads nowhere.
+    if (error || ::fstat(STDOUT_FILENO, &status) != 0 || !S_ISREG(status.st_mode) ||
+        !std::filesystem::exists(path, error)) {
+        return std::nullopt;
+    }
+    return path;
 }
 
 }  // namespace velmaro

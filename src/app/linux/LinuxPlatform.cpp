@@ -3,13 +3,16 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
 
+#include "app/QuietLog.h"
 #include "app/linux/Files.h"
 #include "app/linux/MotionSources.h"
 #include "app/linux/Process.h"
@@ -28,6 +31,7 @@
 #include "backends/queues/SignalListener.h"
 #include "backends/queues/SystemClock.h"
 #include "backends/settings/SettingsStore.h"
+#include "backends/settings/WholeFile.h"
 
 namespace velmaro {
 namespace {
@@ -83,11 +87,15 @@ bool needsPermission(const Options& options, const WantedSources& wanted) {
 }
 
 /// Standard output stays free for an answer that scripts read.
-std::unique_ptr<Log> makeLog(bool logs, Diagnostics& diagnostics) {
-    if (logs) {
-        return std::make_unique<StandardOutputLog>(diagnostics);
+std::unique_ptr<Log> makeLog(const Options& options, Diagnostics& diagnostics) {
+    if (options.listInputs) {
+        return std::make_unique<SilentLog>();
     }
-    return std::make_unique<SilentLog>();
+    auto log = std::make_unique<StandardOutputLog>(diagnostics);
+    if (options.quiet) {
+        return std::make_unique<QuietLog>(std::move(log));
+    }
+    return log;
 }
 
 std::unique_ptr<HeadphoneMotion> noHeadphones() {
@@ -133,6 +141,7 @@ public:
         recordingFailed_ = std::move(handler);
     }
     void onRequest(std::function<void(Request)> handler) override;
+    Result<void> replaceFile(const std::filesystem::path& file, std::string_view text) override;
     void shutDown() override;
 
 private:
@@ -165,7 +174,7 @@ private:
 LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted,
                              DispatchQueue& mainQueue, Telemetry& telemetry,
                              Diagnostics& diagnostics)
-    : log_(makeLog(!options.listInputs, diagnostics)),
+    : log_(makeLog(options, diagnostics)),
       userDefaults_(diagnostics),
       headphoneMotion_(wanted.headphones ? makeHeadphones(options, diagnostics) : noHeadphones()),
       dispatch_(std::make_unique<AsioDispatch>(mainQueue)),
@@ -237,6 +246,17 @@ void LinuxPlatform::onRequest(std::function<void(Request)> handler) {
         [handler = std::move(handler)](int signal) { handler(requestOf(signal)); });
 }
 
+Result<void> LinuxPlatform::replaceFile(const std::filesystem::path& file, std::string_view text) {
+    std::error_code ignored;
+    const std::filesystem::path folder = file.parent_path();
+    if (!folder.empty() && !std::filesystem::exists(folder, ignored)) {
+        if (const auto made = makeFolder(folder); !made) {
+            return made;
+        }
+    }
+    return velmaro::replaceFile(file, text);
+}
+
 void LinuxPlatform::shutDown() {
     signals_.reset();
     control_.reset();
@@ -263,6 +283,11 @@ Result<std::unique_ptr<System>> makeLinuxPlatform(const Options& options, Dispat
     } catch (const std::system_error& error) {
         return failure(std::string("the system gives the program too little: ") + error.what());
     }
+}
+
+std::filesystem::path configurationFile() {
+    const std::filesystem::path folder = SettingsStore::defaultFolder();
+    return folder.empty() ? folder : folder / "velmaro.toml";
 }
 
 std::unique_ptr<Diagnostics> makeDiagnostics(Program program) {

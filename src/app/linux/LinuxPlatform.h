@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 
 #include "app/CommandLine.h"
@@ -15,6 +16,9 @@ namespace velmaro {
                                                                 DispatchQueue& mainQueue,
                                                                 Telemetry& telemetry,
                                                                 Diagnostics& diagnostics);
+
+/// Where this user's options are kept, whether or not the file is there; empty without a home.
+[[nodiscard]] std::filesystem::path configurationFile();
 
 /// Prints on standard error under the program's name.
 [[nodiscard]] std::unique_ptr<Diagnostics> makeDiagnostics(Program program);

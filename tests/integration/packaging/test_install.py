@@ -79,7 +79,7 @@ class InstallTest(unittest.TestCase):
                   encoding="utf-8") as file:
             unit = file.read()
         program = os.path.join(self.prefix, "bin/velmaro-cli")
-        self.assertIn("ExecStart=velmaro-cli ", unit)
+        self.assertIn("ExecStart=velmaro-cli --quiet ", unit)
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         copy = os.path.join(folder.name, "velmaro.service")
