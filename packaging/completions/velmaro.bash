@@ -60,8 +60,8 @@ _velmaro() {
     local options="--list-inputs --input --camera-file --once --motion-file --motion-udp
         --motion-udp-bind --airpods-address --record-motion --demo --ip --port --osc --rate
         --no-tilt --quaternion --receiver --flip --order --radians --split --also
-        --control-port --control-bind --config --no-config --save --forget-pose --quiet --start
-        --version --help"
+        --control-port --control-bind --allow-idle --config --no-config --save --forget-pose
+        --quiet --start --version --help"
     [[ ${1##*/} == velmaro-cli ]] && options+=" --duration --stats"
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
 }

@@ -163,6 +163,8 @@ void addRest(CLI::App& app, Program program, Options& options) {
 void addConfiguration(CLI::App& app, Options& options, bool& isLeftAlone) {
     app.add_flag("--quiet", options.quiet,
                  "Leave the lines of each frame and each sample out of the log");
+    app.add_flag("--allow-idle", options.allowsIdle,
+                 "Let the desktop dim and lock the screen while tracking");
     auto* const config = app.add_option("--config", options.configuration,
                                         "Take from this file what is kept, instead of "
                                         "velmaro/velmaro.toml")

@@ -63,6 +63,8 @@ struct Options {
     bool statistics = false;
     /// The lines of each frame and each sample are left out of the log.
     bool quiet = false;
+    /// The desktop may take the person for absent while tracking.
+    bool allowsIdle = false;
     /// Where options are kept; empty if the user has no place for it.
     std::filesystem::path configuration;
     /// Why what is kept there is not heeded, if it cannot be.

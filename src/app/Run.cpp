@@ -47,6 +47,7 @@ Run::Run(Options options, MainLoop& mainLoop, std::unique_ptr<Diagnostics> diagn
 // What the global queues still run may post to the main queue, and what that holds refers to the
 // doors: so the queues end first, then the work, then the doors.
 Run::~Run() {
+    tracking_.reset();
     headphones_.reset();
     camera_.reset();
     view_.reset();
@@ -110,6 +111,8 @@ void Run::assemble() {
                 end(ExitStatus::couldNotRun);
             }
         });
+    tracking_ =
+        view_->isRunning.observe([this](bool isRunning) { system_->setTracking(isRunning); });
     applySettings(options_, *view_);
     view_->appear();
 }

@@ -99,6 +99,7 @@ private:
     std::unique_ptr<ReceiverMonitor> receiver_;
     std::shared_ptr<ContentView> view_;
     std::shared_ptr<CameraSupervisor> camera_;
+    Subscription tracking_;
     Subscription headphones_;
     bool isEnding_ = false;
     ExitStatus exitStatus_ = ExitStatus::success;

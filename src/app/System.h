@@ -48,6 +48,10 @@ public:
     [[nodiscard]] virtual Result<void> replaceFile(const std::filesystem::path& file,
                                                    std::string_view text) = 0;
 
+    /// Tells the desktop that tracking begins or ends, so that it does not take the person for
+    /// absent meanwhile. Returns at once.
+    virtual void setTracking(bool isTracking) = 0;
+
     /// Ends the global queues: waits for running work, drops the rest. After it, close the main
     /// queue, so that what its work still holds goes before the doors do.
     virtual void shutDown() = 0;

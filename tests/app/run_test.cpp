@@ -41,6 +41,7 @@ struct Handlers {
     std::function<void(Request)> request;
     std::optional<Error> faceLandmarksError;
     std::optional<Error> fileError;
+    std::vector<bool> tracking;
     std::map<std::filesystem::path, std::string> files;
 };
 
@@ -70,6 +71,7 @@ public:
         handlers_.files[file] = text;
         return {};
     }
+    void setTracking(bool isTracking) override { handlers_.tracking.push_back(isTracking); }
     void shutDown() override {}
 
 private:
@@ -334,6 +336,15 @@ TEST_F(RunTest, WhatIsReportedIsKeptForTheWindow) {
     (void)runs([this] { run->diagnostics().report({.text = "one"}); });
     ASSERT_THAT(run->diagnostics().reported.get(), testing::SizeIs(1));
     EXPECT_EQ(run->diagnostics().reported.get().front().text, "one");
+}
+
+TEST_F(RunTest, TellsTheSystemWhenTrackingBeginsAndEnds) {
+    (void)runs([this] {
+        EXPECT_THAT(handlers.tracking, ElementsAre(false, true));
+        handlers.request(Request::stop);
+        runEverything();
+        EXPECT_THAT(handlers.tracking, ElementsAre(false, true, false));
+    });
 }
 
 TEST_F(RunTest, KeepsTheSettingsInTheFile) {

@@ -26,6 +26,7 @@
 #include "backends/log/StandardOutputLog.h"
 #include "backends/motion/MotionChooser.h"
 #include "backends/net/AsioNetwork.h"
+#include "backends/portal/Desktop.h"
 #include "backends/portal/PortalCapture.h"
 #include "backends/queues/AsioDispatch.h"
 #include "backends/queues/SignalListener.h"
@@ -142,10 +143,16 @@ public:
     }
     void onRequest(std::function<void(Request)> handler) override;
     Result<void> replaceFile(const std::filesystem::path& file, std::string_view text) override;
+    void setTracking(bool isTracking) override {
+        if (desktop_) {
+            desktop_->setTracking(isTracking);
+        }
+    }
     void shutDown() override;
 
 private:
     std::unique_ptr<FaceLandmarks> makeFaceLandmarks(Telemetry& telemetry);
+    std::unique_ptr<Desktop> makeDesktop(const std::function<void(Request)>& handler);
     void listenForControl(const std::string& address, std::uint16_t port);
     std::unique_ptr<HeadphoneMotion> makeHeadphones(const Options& options,
                                                     Diagnostics& diagnostics);
@@ -169,6 +176,9 @@ private:
     const Platform doors_;
     std::unique_ptr<ControlListener> control_;
     std::unique_ptr<SignalListener> signals_;
+    const bool allowsIdle_;
+    const bool hasWindow_;
+    std::unique_ptr<Desktop> desktop_;
 };
 
 LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted,
@@ -197,7 +207,9 @@ LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted
              network_,
              userDefaults_,
              clock_,
-             *log_} {
+             *log_},
+      allowsIdle_(options.allowsIdle),
+      hasWindow_(options.program == Program::window) {
     // A listing can be asked for beside a running program.
     if (options.controlPort && !options.listInputs) {
         listenForControl(options.controlAddress, *options.controlPort);
@@ -235,6 +247,7 @@ std::unique_ptr<HeadphoneMotion> LinuxPlatform::makeHeadphones(const Options& op
 }
 
 void LinuxPlatform::onRequest(std::function<void(Request)> handler) {
+    desktop_ = makeDesktop(handler);
     if (control_) {
         control_->start(doors_.dispatch.mainQueue(), [handler](ControlRequest request) {
             handler(request == ControlRequest::setOffset ? Request::setOffset
@@ -255,6 +268,19 @@ Result<void> LinuxPlatform::replaceFile(const std::filesystem::path& file, std::
         }
     }
     return velmaro::replaceFile(file, text);
+}
+
+std::unique_ptr<Desktop> LinuxPlatform::makeDesktop(const std::function<void(Request)>& handler) {
+    const auto onShortcut = [&queue = doors_.dispatch.mainQueue(), handler](ShortcutAction action) {
+        queue.async([handler, action] {
+            handler(action == ShortcutAction::setOffset ? Request::setOffset
+                                                        : Request::resetOffset);
+        });
+    };
+    return std::make_unique<Desktop>(Desktop::Settings{
+        .allowsIdle = allowsIdle_,
+        // A terminal has its signals.
+        .onShortcut = hasWindow_ ? std::function<void(ShortcutAction)>(onShortcut) : nullptr});
 }
 
 void LinuxPlatform::shutDown() {

@@ -18,7 +18,6 @@
 #include "app/window/Colors.h"
 #include "app/window/ControlPanel.h"
 #include "app/window/Fonts.h"
-#include "app/window/IdleInhibitor.h"
 #include "app/window/QtMainLoop.h"
 #include "app/window/SilenceWatch.h"
 #include "app/window/TextScale.h"
@@ -115,9 +114,6 @@ ExitStatus VelmaroApp::runInside() {
         receivers.choose(receiver);
     };
     window.menuActions.showMessages = [panel] { panel->showMessages(); };
-    IdleInhibitor idle;
-    const Subscription tracking =
-        run.view()->isRunning.observe([&idle](bool isRunning) { idle.setInhibited(isRunning); });
     window.onClose = [&run] { run.end(ExitStatus::success); };
     run.onStopRequest = [&window] { window.close(); };
     panel->startButton->setFocus();

@@ -1,5 +1,6 @@
 #include "backends/glib/BusThread.h"
 
+#include <gio/gunixfdlist.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -187,6 +188,28 @@ void BusThread::call(const Method& method, GVariant* arguments, const CallOption
         options.startsService ? G_DBUS_CALL_FLAGS_NONE : G_DBUS_CALL_FLAGS_NO_AUTO_START,
         options.milliseconds, cancellable_.get(), ended,
         new Lent<ReplyHandler>(*this, std::move(onReply)));
+}
+
+void BusThread::callForDescriptor(const Method& method, GVariant* arguments,
+                                  DescriptorHandler onDescriptor) {
+    const auto ended = [](GObject* connection, GAsyncResult* result, gpointer lent) {
+        const std::unique_ptr<Lent<DescriptorHandler>> call(
+            static_cast<Lent<DescriptorHandler>*>(lent));
+        GUnixFDList* list = nullptr;
+        const VariantHandle reply(g_dbus_connection_call_with_unix_fd_list_finish(
+            G_DBUS_CONNECTION(connection), &list, result, nullptr));
+        const ObjectHandle<GUnixFDList> descriptors(list);
+        if (call->thread.isEnding_) {
+            return;
+        }
+        const bool isThere = reply && list != nullptr && g_unix_fd_list_get_length(list) == 1;
+        call->handler(isThere ? g_unix_fd_list_get(list, 0, nullptr) : -1);
+    };
+    g_dbus_connection_call_with_unix_fd_list(
+        connection_.get(), method.destination, method.path, method.interface, method.name,
+        arguments, G_VARIANT_TYPE("(h)"), G_DBUS_CALL_FLAGS_NONE, CallOptions().milliseconds,
+        nullptr, cancellable_.get(), ended,
+        new Lent<DescriptorHandler>(*this, std::move(onDescriptor)));
 }
 
 void BusThread::callWithoutReply(const Method& method) {

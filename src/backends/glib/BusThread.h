@@ -53,6 +53,7 @@ public:
     using Work = std::function<void()>;
     /// One of the two is null. Neither is the receiver's to keep.
     using ReplyHandler = std::function<void(GVariant* reply, const GError* error)>;
+    using DescriptorHandler = std::function<void(int descriptor)>;
     using SignalHandler = std::function<void(GVariant* parameters)>;
 
     /// Starts the thread, which connects to `bus`, or to the one at `address` if there is one.
@@ -76,6 +77,11 @@ public:
     /// Calls a method; `arguments` may be floating. `onReply` is called once. Connected only.
     void call(const Method& method, GVariant* arguments, const CallOptions& options,
               ReplyHandler onReply);
+    /// Calls a method that answers with one open descriptor and nothing else, which is the
+    /// receiver's to close; -1 if it does not. `onDescriptor` is called once, unless the end comes
+    /// first. Connected only.
+    void callForDescriptor(const Method& method, GVariant* arguments,
+                           DescriptorHandler onDescriptor);
     /// The same where nobody wants the answer; possible in the client's `end` too.
     void callWithoutReply(const Method& method);
 

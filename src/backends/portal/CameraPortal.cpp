@@ -1,36 +1,23 @@
 #include "backends/portal/CameraPortal.h"
 
-#include <algorithm>
 #include <string_view>
 #include <utility>
+
+#include "backends/portal/Portal.h"
 
 namespace velmaro {
 
 namespace {
 
-constexpr const char* kPortal = "org.freedesktop.portal.Desktop";
-constexpr const char* kPortalPath = "/org/freedesktop/portal/desktop";
 constexpr const char* kCamera = "org.freedesktop.portal.Camera";
-constexpr const char* kRequest = "org.freedesktop.portal.Request";
 constexpr const char* kMemory = "org.freedesktop.impl.portal.PermissionStore";
 constexpr const char* kMemoryPath = "/org/freedesktop/impl/portal/PermissionStore";
 /// Where the answers about devices are kept, and the entry for cameras.
 constexpr const char* kMemoryTable = "devices";
 constexpr std::string_view kMemoryEntry = "camera";
-/// Milliseconds until the portal must have taken the request, which may have to start it first. The
-/// person's own time is not limited.
-constexpr int kCallLimit = 10'000;
 /// What the portal says of a dialog (org.freedesktop.portal.Request, "Response").
 constexpr guint32 kGranted = 0;
 constexpr guint32 kRefused = 1;
-
-/// The object that stands for a dialog, which is known before it is asked for, so that no answer
-/// can be missed.
-std::string dialogPath(const std::string& ownName, const std::string& token) {
-    std::string caller = ownName.substr(1);
-    std::ranges::replace(caller, '.', '_');
-    return std::string(kPortalPath) + "/request/" + caller + "/" + token;
-}
 
 /// True if there is no portal, or one that knows nothing of cameras.
 bool meansNoPortal(const GError& error) {
@@ -72,7 +59,7 @@ void CameraPortal::begin() {
         return;
     }
     thread_.watchName(
-        kPortal, [this] { portalIsThere_ = true; }, [this] { portalVanished(); });
+        portal::kName, [this] { portalIsThere_ = true; }, [this] { portalVanished(); });
     thread_.subscribe({.sender = kMemory,
                        .interface = kMemory,
                        .name = "Changed",
@@ -83,16 +70,18 @@ void CameraPortal::begin() {
 
 void CameraPortal::ask() {
     const std::string token = "velmaro" + std::to_string(dialogs_++);
-    dialog_ = dialogPath(thread_.ownName(), token);
-    response_ = thread_.subscribe(
-        {.sender = kPortal, .interface = kRequest, .name = "Response", .path = dialog_.c_str()},
-        [this](GVariant* parameters) { takeAnswer(parameters); });
+    dialog_ = portal::requestPath(thread_.ownName(), token);
+    response_ = thread_.subscribe({.sender = portal::kName,
+                                   .interface = portal::kRequest,
+                                   .name = "Response",
+                                   .path = dialog_.c_str()},
+                                  [this](GVariant* parameters) { takeAnswer(parameters); });
     GVariantBuilder options;
     g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
     g_variant_builder_add(&options, "{sv}", "handle_token", g_variant_new_string(token.c_str()));
-    thread_.call({kPortal, kPortalPath, kCamera, "AccessCamera"},
+    thread_.call({portal::kName, portal::kPath, kCamera, "AccessCamera"},
                  g_variant_new("(a{sv})", &options),
-                 {.replyType = "(o)", .milliseconds = kCallLimit},
+                 {.replyType = "(o)", .milliseconds = portal::kCallLimit},
                  [this](GVariant* /*reply*/, const GError* error) {
                      if (error != nullptr && response_ != 0) {
                          callFailed(*error);
@@ -160,7 +149,7 @@ void CameraPortal::stopListening() {
 
 void CameraPortal::closeDialog() {
     if (response_ != 0) {
-        thread_.callWithoutReply({kPortal, dialog_.c_str(), kRequest, "Close"});
+        thread_.callWithoutReply({portal::kName, dialog_.c_str(), portal::kRequest, "Close"});
         stopListening();
     }
 }
