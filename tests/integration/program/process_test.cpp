@@ -144,7 +144,8 @@ TEST_P(ProgramProcess, WithoutAThreadToBeHadItSaysSo) {
     if (::access(GetParam(), X_OK) != 0 || ::geteuid() != 0) {
         GTEST_SKIP() << "only root can become somebody else";
     }
-    Program program(tracking(), variables, {}, with([] {
+    // Whoever that is may not read the settings of this test.
+    Program program(tracking({"--no-config"}), variables, {}, with([] {
                         const rlimit one{1, 1};
                         ::setrlimit(RLIMIT_NPROC, &one);
                         // Nobody has this number.
