@@ -25,11 +25,6 @@ std::shared_ptr<const Frame> faceFrame() {
     return std::make_shared<const Frame>(Portrait().frame(1280, 720, 640, 340, 250));
 }
 
-facemesh::ImageView view(const Frame& frame) {
-    return {reinterpret_cast<const std::uint8_t*>(frame.baseAddress()), frame.bytesPerRow(),
-            frame.width(), frame.height()};
-}
-
 double threadMilliseconds() {
     timespec now = {};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -60,7 +55,7 @@ void facemesh_720p(benchmark::State& state) {
     const auto frame = faceFrame();
     auto bare = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     // What the networks take depends on nothing in their inputs, but these are real ones.
-    const std::size_t expected = bare.analyze(view(*frame)).size();
+    const std::size_t expected = bare.analyze(frame->view()).size();
 
     std::size_t faces = 0;
     const FaceLandmarks::Completion count = [&faces](const FaceLandmarks::Results& results,
@@ -94,7 +89,7 @@ void facemesh_720p_nobody(benchmark::State& state) {
     auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     const Frame frame(1280, 720);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(analyzer.analyze(view(frame)).data());
+        benchmark::DoNotOptimize(analyzer.analyze(frame.view()).data());
     }
 }
 BENCHMARK(facemesh_720p_nobody)->Unit(benchmark::kMillisecond);
@@ -104,7 +99,7 @@ void letterbox_720p(benchmark::State& state) {
     facemesh::Letterbox letterbox(128);
     std::vector<float> square(128 * 128 * 3);
     for (auto _ : state) {
-        letterbox.fill(view(*frame), {0, 0, 1280, 720}, square);
+        letterbox.fill(frame->view(), {0, 0, 1280, 720}, square);
         benchmark::DoNotOptimize(square.data());
     }
 }
@@ -115,7 +110,7 @@ void warp_192(benchmark::State& state) {
     const facemesh::TurnedSquare square = {{640, 340}, 375, {0.995F, 0.0999F}};
     std::vector<float> cells(192 * 192 * 3);
     for (auto _ : state) {
-        facemesh::warp(view(*frame), square, 192, cells);
+        facemesh::warp(frame->view(), square, 192, cells);
         benchmark::DoNotOptimize(cells.data());
     }
 }
@@ -140,7 +135,7 @@ BENCHMARK(landmark_network)->Unit(benchmark::kMicrosecond);
 void pose(benchmark::State& state) {
     auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     const auto frame = faceFrame();
-    const facemesh::Face face = analyzer.analyze(view(*frame)).front();
+    const facemesh::Face face = analyzer.analyze(frame->view()).front();
     facemesh::Observation observation;
     for (auto _ : state) {
         benchmark::DoNotOptimize(analyzer.poseEstimator().estimate(face.points));

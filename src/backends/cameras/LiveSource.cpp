@@ -68,7 +68,7 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& s
     if (!use_) {
         return absent(camera_);
     }
-    // BGRA would reach the reader in PipeWire's own memory, which goes with the camera.
+    // The reader would see PipeWire's own memory, which goes with the camera.
     if (has(camera, "always-copy")) {
         g_object_set(camera, "always-copy", TRUE, nullptr);
     }
@@ -83,6 +83,7 @@ std::optional<Error> LiveSource::linkToSink(GstBin* pipeline, GstElement* camera
     latest_.emplace(sink);
     GstElement* const latest = latest_->element();
     gst_bin_add(pipeline, latest);
+    // Passes on what can be read as it is.
     GstElement* const converter = make(pipeline, "videoconvert");
     g_object_set(converter, "n-threads", 1U, nullptr);
     GstElement* first = converter;

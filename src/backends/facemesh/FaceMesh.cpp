@@ -40,12 +40,14 @@ FaceMesh::~FaceMesh() = default;
 
 bool FaceMesh::perform(const std::shared_ptr<const PixelBuffer>& image,
                        const Completion& completion) {
-    if (!image || !image->baseAddress() || image->width() <= 0 || image->height() <= 0 ||
+    if (!image || image->width() <= 0 || image->height() <= 0 ||
         image->bytesPerRow() < std::ptrdiff_t{4} * image->width()) {
         return false;
     }
-    const facemesh::ImageView view = {reinterpret_cast<const std::uint8_t*>(image->baseAddress()),
-                                      image->bytesPerRow(), image->width(), image->height()};
+    const ImageView view = image->view();
+    if (!view.components[0].base) {
+        return false;
+    }
     if (std::exchange(parts_->run, image->run()) != image->run()) {
         parts_->analyzer.forget();
     }

@@ -1,114 +1,203 @@
 #include "backends/facemesh/Warp.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "backends/facemesh/Vectorize.h"
 
 namespace velmaro::facemesh {
 namespace {
 
-/// Blends four pixels into one cell.
-inline void store(float* out, const std::uint8_t* upperLeft, const std::uint8_t* upperRight,
-                  const std::uint8_t* lowerLeft, const std::uint8_t* lowerRight, float fx,
-                  float fy) {
-    for (int channel = 0; channel < 3; ++channel) {
-        const auto mix = [fx, channel](const std::uint8_t* left, const std::uint8_t* right) {
-            const auto from = static_cast<float>(left[2 - channel]);
-            return from + fx * (static_cast<float>(right[2 - channel]) - from);
-        };
-        const float upper = mix(upperLeft, upperRight);
-        const float lower = mix(lowerLeft, lowerRight);
-        out[channel] = (upper + fy * (lower - upper)) * (1.0F / 255);
-    }
-}
+/// Cells that are sampled at once: the compiler turns loops over a known number into vectors.
+constexpr std::size_t kCells = 64;
+template <typename Value>
+using Cells = std::array<Value, kCells>;
 
-/// Bits of the fraction of a fixed-point coordinate.
-constexpr int kFractionBits = 32;
-
-struct FixedPoint {
-    std::int64_t x = 0;
-    std::int64_t y = 0;
+/// Where cells lie on the picture: a pixel, the ones right of it and below it, which are the same
+/// on the border, and how far on the way to these.
+struct Places {
+    Cells<std::int32_t> left;
+    Cells<std::int32_t> right;
+    Cells<std::int32_t> upper;
+    Cells<std::int32_t> lower;
+    Cells<float> toRight;
+    Cells<float> toLower;
 };
 
-FixedPoint toFixed(PixelPoint point) {
-    constexpr double kOne = std::int64_t{1} << kFractionBits;
-    return {static_cast<std::int64_t>(point.x * kOne), static_cast<std::int64_t>(point.y * kOne)};
-}
+/// What the memory holds around each of them.
+struct Corners {
+    Cells<std::uint32_t> upperLeft;
+    Cells<std::uint32_t> upperRight;
+    Cells<std::uint32_t> lowerLeft;
+    Cells<std::uint32_t> lowerRight;
+};
 
-#if defined(__SSE2__)
-
-/// The weights of an upper and a lower pixel add up to this, the most that the sum of two signed
-/// 16-bit products leaves room for.
-constexpr int kWeightBits = 14;
-
-/// Two pixels side by side, 8 bits a channel, as 16 bits a channel.
-inline __m128i pair(const std::uint8_t* from) {
-    std::int64_t both = 0;
-    std::memcpy(&both, from, sizeof both);
-    return _mm_unpacklo_epi8(_mm_cvtsi64_si128(both), _mm_setzero_si128());
-}
-
-/// One row of cells whose samples, and one pixel right of and below each, lie inside the picture.
-/// May write a fourth number after the row's last cell.
-void sampleInside(const ImageView& image, FixedPoint at, FixedPoint step, std::size_t cells,
-                  float* out) {
-    const __m128 scale = _mm_set1_ps(1.0F / (255 << kWeightBits));
-    for (std::size_t i = 0; i < cells; ++i, at.x += step.x, at.y += step.y, out += 3) {
-        const std::uint8_t* from =
-            image.row(static_cast<int>(at.y >> kFractionBits)) + 4 * (at.x >> kFractionBits);
-        const __m128i upper = pair(from);
-        const __m128i lower = pair(from + image.bytesPerRow);
-        const auto fy = static_cast<int>(static_cast<std::uint32_t>(at.y) >> (32 - kWeightBits));
-        const __m128i weights = _mm_set1_epi32((fy << 16) | ((1 << kWeightBits) - fy));
-        const __m128 left =
-            _mm_cvtepi32_ps(_mm_madd_epi16(_mm_unpacklo_epi16(upper, lower), weights));
-        const __m128 right =
-            _mm_cvtepi32_ps(_mm_madd_epi16(_mm_unpackhi_epi16(upper, lower), weights));
-        const __m128 fx = _mm_set1_ps(
-            static_cast<float>(static_cast<std::int32_t>(static_cast<std::uint32_t>(at.x) >> 1)) *
-            0x1p-31F);
-        const __m128 bgra =
-            _mm_mul_ps(_mm_add_ps(left, _mm_mul_ps(fx, _mm_sub_ps(right, left))), scale);
-        _mm_storeu_ps(out, _mm_shuffle_ps(bgra, bgra, _MM_SHUFFLE(3, 0, 1, 2)));
+/// Cells in a line from `at` on, `step` apart.
+VELMARO_VECTORIZE
+void place(const ImageView& image, PixelPoint at, PixelPoint step, Places& places) {
+    const std::int32_t lastColumn = image.width - 1;
+    const std::int32_t lastRow = image.height - 1;
+    const auto right = static_cast<float>(lastColumn);
+    const auto bottom = static_cast<float>(lastRow);
+    for (std::size_t i = 0; i < kCells; ++i) {
+        const auto number = static_cast<float>(static_cast<std::int32_t>(i));
+        const float x = std::min(std::max(at.x + step.x * number, 0.0F), right);
+        const float y = std::min(std::max(at.y + step.y * number, 0.0F), bottom);
+        const auto column = static_cast<std::int32_t>(x);
+        const auto row = static_cast<std::int32_t>(y);
+        places.left[i] = column;
+        places.right[i] = std::min(column + 1, lastColumn);
+        places.upper[i] = row;
+        places.lower[i] = std::min(row + 1, lastRow);
+        places.toRight[i] = x - static_cast<float>(column);
+        places.toLower[i] = y - static_cast<float>(row);
     }
 }
 
-#else
+/// How far the next line of cells is, in bytes: it lies across this one.
+std::ptrdiff_t toNextLine(const ColorComponent& component, PixelPoint step) {
+    return std::lround(step.x) * (component.rowStep >> component.rowShift) -
+           std::lround(step.y) * (component.columnStep >> component.columnShift);
+}
 
-void sampleInside(const ImageView& image, FixedPoint at, FixedPoint step, std::size_t cells,
-                  float* out) {
-    for (std::size_t i = 0; i < cells; ++i, at.x += step.x, at.y += step.y, out += 3) {
-        const std::uint8_t* from =
-            image.row(static_cast<int>(at.y >> kFractionBits)) + 4 * (at.x >> kFractionBits);
-        const std::uint8_t* below = from + image.bytesPerRow;
-        const float fx = static_cast<float>(static_cast<std::uint32_t>(at.x)) * 0x1p-32F;
-        const float fy = static_cast<float>(static_cast<std::uint32_t>(at.y)) * 0x1p-32F;
-        store(out, from, from + 4, below, below + 4, fx, fy);
+/// Reads the values of a component, or a larger `Word` that begins with them.
+template <typename Word>
+[[gnu::always_inline]] inline void gather(const ColorComponent& component, const Places& places,
+                                          Corners& corners, std::ptrdiff_t toNextLine) {
+    Cells<std::int32_t> offsets;
+    Cells<std::int32_t> toRight;
+    Cells<std::int32_t> toLower;
+    const auto columnStep = static_cast<std::int32_t>(component.columnStep);
+    const auto rowStep = static_cast<std::int32_t>(component.rowStep);
+    for (std::size_t i = 0; i < kCells; ++i) {
+        const std::int32_t column = places.left[i] >> component.columnShift;
+        const std::int32_t row = places.upper[i] >> component.rowShift;
+        offsets[i] = row * rowStep + column * columnStep;
+        toRight[i] = ((places.right[i] >> component.columnShift) - column) * columnStep;
+        toLower[i] = ((places.lower[i] >> component.rowShift) - row) * rowStep;
+    }
+    const auto read = [](const std::uint8_t* from) {
+        Word word = 0;
+        std::memcpy(&word, from, sizeof word);
+        return std::uint32_t{word};
+    };
+    // Asked for while this line is read: a camera's picture is in no cache.
+    for (std::size_t i = 0; i < kCells; i += 4) {
+        const std::uint8_t* const next = component.base + offsets[i] + toNextLine;
+        __builtin_prefetch(next);
+        __builtin_prefetch(next + toLower[i]);
+    }
+    for (std::size_t i = 0; i < kCells; ++i) {
+        const std::uint8_t* const upper = component.base + offsets[i];
+        const std::uint8_t* const lower = upper + toLower[i];
+        corners.upperLeft[i] = read(upper);
+        corners.upperRight[i] = read(upper + toRight[i]);
+        corners.lowerLeft[i] = read(lower);
+        corners.lowerRight[i] = read(lower + toRight[i]);
     }
 }
 
-#endif
+VELMARO_VECTORIZE
+void gatherBytes(const ColorComponent& component, const Places& places, Corners& corners,
+                 std::ptrdiff_t toNextLine) {
+    gather<std::uint8_t>(component, places, corners, toNextLine);
+}
 
-void sampleAnywhere(const ImageView& image, PixelPoint at, PixelPoint step, std::size_t cells,
-                    float* out) {
-    const auto right = static_cast<float>(image.width - 1);
-    const auto bottom = static_cast<float>(image.height - 1);
-    for (std::size_t i = 0; i < cells; ++i) {
-        const float x = std::clamp(at.x + step.x * static_cast<float>(i), 0.0F, right);
-        const float y = std::clamp(at.y + step.y * static_cast<float>(i), 0.0F, bottom);
-        const int column = static_cast<int>(x);
-        const int row = static_cast<int>(y);
-        const std::ptrdiff_t toRight = column + 1 < image.width ? 4 : 0;
-        const std::uint8_t* upper = image.row(row) + 4 * static_cast<std::ptrdiff_t>(column);
-        const std::uint8_t* lower = upper + (row + 1 < image.height ? image.bytesPerRow : 0);
-        store(out + 3 * i, upper, upper + toRight, lower, lower + toRight,
-              x - static_cast<float>(column), y - static_cast<float>(row));
+VELMARO_VECTORIZE
+void gatherWords(const ColorComponent& component, const Places& places, Corners& corners,
+                 std::ptrdiff_t toNextLine) {
+    gather<std::uint32_t>(component, places, corners, toNextLine);
+}
+
+/// Which bits of a word a component has, in a pixel of which `mask` are the bits that matter.
+struct Bits {
+    std::int32_t first = 0;
+    std::int32_t mask = 0;
+    std::int32_t columnShift = 0;
+    std::int32_t perColumn = 0;
+};
+
+VELMARO_VECTORIZE
+void blend(const Bits& bits, const Places& places, const Corners& corners, Cells<float>& values) {
+    const auto [first, mask, columnShift, perColumn] = bits;
+    for (std::size_t i = 0; i < kCells; ++i) {
+        const std::int32_t left = first + ((places.left[i] & mask) >> columnShift) * perColumn;
+        const std::int32_t right = first + ((places.right[i] & mask) >> columnShift) * perColumn;
+        const auto value = [](std::uint32_t word, std::int32_t shift) {
+            return static_cast<float>(static_cast<std::int32_t>((word >> shift) & 255U));
+        };
+        const float a = value(corners.upperLeft[i], left);
+        const float b = value(corners.upperRight[i], right);
+        const float c = value(corners.lowerLeft[i], left);
+        const float d = value(corners.lowerRight[i], right);
+        const float upper = a + places.toRight[i] * (b - a);
+        const float lower = c + places.toRight[i] * (d - c);
+        values[i] = upper + places.toLower[i] * (lower - upper);
     }
+}
+
+VELMARO_VECTORIZE
+void color(const ImageView& image, const std::array<Cells<float>, 3>& values,
+           std::array<float, 3 * kCells>& rgb) {
+    const auto [toRed, toGreen, toBlue] = image.toRGB;
+    for (std::size_t i = 0; i < kCells; ++i) {
+        const auto mix = [&](const ImageView::Mixture& mixture) {
+            const float value = (mixture[0] * values[0][i] + mixture[1] * values[1][i] +
+                                 mixture[2] * values[2][i] + mixture[3]) *
+                                (1.0F / 255);
+            const float bright = value < 0 ? 0 : value;
+            return bright > 1 ? 1 : bright;
+        };
+        rgb[3 * i] = mix(toRed);
+        rgb[3 * i + 1] = mix(toGreen);
+        rgb[3 * i + 2] = mix(toBlue);
+    }
+}
+
+/// The words of a picture whose components all stand in words of four bytes, for one or two columns
+/// each, of which one read gives all. Nothing if it is not such a picture.
+std::optional<ColorComponent> wordsOf(const ImageView& image) {
+    const auto& components = image.components;
+    ColorComponent word = *std::ranges::min_element(components, {}, &ColorComponent::base);
+    word.columnStep = 4;
+    word.columnShift = std::ranges::max(components, {}, &ColorComponent::columnShift).columnShift;
+    const bool fits = std::ranges::all_of(components, [&](const ColorComponent& each) {
+        return each.columnStep << (word.columnShift - each.columnShift) == 4 &&
+               each.rowStep == word.rowStep && each.rowShift == word.rowShift &&
+               each.base - word.base < 4;
+    });
+    return fits ? std::optional(word) : std::nullopt;
+}
+
+/// Up to kCells cells in a line.
+void sampleLine(const ImageView& image, PixelPoint at, PixelPoint step, std::span<float> out) {
+    Places places;
+    Corners corners;
+    std::array<Cells<float>, 3> values;
+    std::array<float, 3 * kCells> rgb;
+    place(image, at, step, places);
+    const auto words = wordsOf(image);
+    if (words) {
+        gatherWords(*words, places, corners, toNextLine(*words, step));
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        const ColorComponent& component = image.components[i];
+        if (words) {
+            blend({static_cast<std::int32_t>(8 * (component.base - words->base)),
+                   (1 << words->columnShift) - 1, component.columnShift,
+                   static_cast<std::int32_t>(8 * component.columnStep)},
+                  places, corners, values[i]);
+        } else {
+            gatherBytes(component, places, corners, toNextLine(component, step));
+            blend({}, places, corners, values[i]);
+        }
+    }
+    color(image, values, rgb);
+    std::copy_n(rgb.begin(), out.size(), out.begin());
 }
 
 }  // namespace
@@ -117,24 +206,14 @@ void warp(const ImageView& image, const TurnedSquare& square, std::size_t cells,
           std::span<float> out) {
     const float cell = square.side / static_cast<float>(cells);
     const PixelPoint step = {square.across.x * cell, square.across.y * cell};
-    // A pixel's value stands at its middle, hence the half.
-    const auto inside = [&image](PixelPoint point) {
-        return point.x >= 0.01F && point.y >= 0.01F &&
-               point.x < static_cast<float>(image.width - 2) &&
-               point.y < static_cast<float>(image.height - 2);
-    };
-    const auto length = static_cast<float>(cells - 1);
     for (std::size_t j = 0; j < cells; ++j) {
         const float v = (static_cast<float>(j) + 0.5F) / static_cast<float>(cells);
-        PixelPoint at = square.toImage(0.5F / static_cast<float>(cells), v);
-        at = {at.x - 0.5F, at.y - 0.5F};
-        const PixelPoint end = {at.x + step.x * length, at.y + step.y * length};
-        float* row = out.data() + j * cells * 3;
-        // The last row is left to the careful function, since the fast one writes beyond it.
-        if (inside(at) && inside(end) && j + 1 < cells) {
-            sampleInside(image, toFixed(at), toFixed(step), cells, row);
-        } else {
-            sampleAnywhere(image, at, step, cells, row);
+        for (std::size_t i = 0; i < cells; i += kCells) {
+            const float u = (static_cast<float>(i) + 0.5F) / static_cast<float>(cells);
+            const PixelPoint at = square.toImage(u, v);
+            // A pixel's value stands at its middle, hence the half.
+            sampleLine(image, {at.x - 0.5F, at.y - 0.5F}, step,
+                       out.subspan(3 * (j * cells + i), 3 * std::min(kCells, cells - i)));
         }
     }
 }

@@ -173,7 +173,8 @@ void FileSource::linkTail() {
     const CapsHandle rate(gst_caps_new_simple("video/x-raw", "framerate", GST_TYPE_FRACTION,
                                               kStillFramesPerSecond, 1, nullptr));
     gst_element_link_filtered(freeze, sink_, rate.get());
-    gst_element_link(flip_, freeze);
+    const CapsHandle converted(gst_caps_from_string("video/x-raw, format=BGRA"));
+    gst_element_link_filtered(flip_, freeze, converted.get());
     gst_element_sync_state_with_parent(freeze);
 }
 

@@ -22,7 +22,7 @@ bool isSlow(GstSample* sample) {
 FrameSink::FrameSink(Pace pace)
     : pace_(pace),
       sink_(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("appsink", nullptr)))) {
-    const CapsHandle caps(gst_caps_from_string("video/x-raw, format=BGRA"));
+    const CapsHandle caps = VideoFrame::readableCaps();
     // Frames are dropped only where every drop is told, which is not here.
     g_object_set(sink_.get(), "caps", caps.get(), "sync", pace == Pace::byTimestamp, "max-buffers",
                  1U, "drop", FALSE, "qos", FALSE, "wait-on-eos", FALSE, "enable-last-sample", FALSE,

@@ -13,7 +13,7 @@ namespace velmaro::gstreamer {
 /// How fast a sink passes frames on.
 enum class Pace { asTheyCome, byTimestamp };
 
-/// The common end of every pipeline: takes BGRA pictures out of it.
+/// The common end of every pipeline: takes pictures out of it, in whatever format they can be read.
 class FrameSink {
 public:
     explicit FrameSink(Pace pace);

@@ -13,11 +13,6 @@
 
 namespace velmaro::testing {
 
-inline facemesh::ImageView view(const Frame& frame) {
-    return {reinterpret_cast<const std::uint8_t*>(frame.baseAddress()), frame.bytesPerRow(),
-            frame.width(), frame.height()};
-}
-
 /// A face with copies of what is valid only during the call.
 struct FoundFace {
     Rectangle box;

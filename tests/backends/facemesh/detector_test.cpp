@@ -18,7 +18,7 @@ networks::Model model(std::string_view name) {
 TEST(Detector, OneFaceIsOneDetectionWithItsEyesInPlace) {
     Detector detector = Detector::create(model(facemesh::kDetectorFile)).value();
     const Frame frame = Portrait().frame(1280, 720, 500, 340, 260);
-    const auto found = detector.detect(view(frame), {0, 0, 1280, 720});
+    const auto found = detector.detect(frame.view(), {0, 0, 1280, 720});
     ASSERT_EQ(found.size(), 1U);
     const Detection& face = found[0];
     EXPECT_GT(face.score, 0.8F);
@@ -38,7 +38,7 @@ TEST(Detector, TheHighestScoreIsFirst) {
     portrait.paint(frame, 20, 100, 0.9);
     portrait.paint(frame, 480, 100, 0.7);
     portrait.paint(frame, 840, 100, 0.85);
-    const auto found = detector.detect(view(frame), {0, 0, 1280, 720});
+    const auto found = detector.detect(frame.view(), {0, 0, 1280, 720});
     ASSERT_EQ(found.size(), 3U);
     EXPECT_GE(found[0].score, found[1].score);
     EXPECT_GE(found[1].score, found[2].score);
@@ -68,8 +68,8 @@ TEST(LandmarkFinder, FollowsATurnedFace) {
     const Frame frame = Portrait().frame(640, 480, 320, 240, 200);
     facemesh::FacePoints upright;
     facemesh::FacePoints turned;
-    EXPECT_GT(finder.find(view(frame), {{320, 240}, 300, {1, 0}}, upright), 0.9F);
-    EXPECT_GT(finder.find(view(frame), {{320, 240}, 300, {0.98F, 0.199F}}, turned), 0.9F);
+    EXPECT_GT(finder.find(frame.view(), {{320, 240}, 300, {1, 0}}, upright), 0.9F);
+    EXPECT_GT(finder.find(frame.view(), {{320, 240}, 300, {0.98F, 0.199F}}, turned), 0.9F);
     for (const std::size_t point : {1, 33, 263, 152, 10}) {
         EXPECT_NEAR(upright[point].x, turned[point].x, 6);
         EXPECT_NEAR(upright[point].y, turned[point].y, 6);
@@ -79,7 +79,7 @@ TEST(LandmarkFinder, FollowsATurnedFace) {
 TEST(LandmarkFinder, NoFaceHasNoPresence) {
     auto finder = facemesh::LandmarkFinder::create(model(facemesh::kLandmarkFile)).value();
     facemesh::FacePoints points;
-    EXPECT_LT(finder.find(view(Frame(200, 200)), {{100, 100}, 100, {1, 0}}, points), 0.1F);
+    EXPECT_LT(finder.find(Frame(200, 200).view(), {{100, 100}, 100, {1, 0}}, points), 0.1F);
 }
 
 }  // namespace

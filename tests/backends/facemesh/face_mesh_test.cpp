@@ -175,6 +175,44 @@ TEST(FaceMesh, TakesPicturesOfAnySize) {
     }
 }
 
+TEST(FaceMesh, LooksAtWhatTheSourceGaveAndAsksForNoConversion) {
+    /// The same picture with its bytes in another order, of which BGRA must not be asked.
+    class Reordered final : public PixelBuffer {
+    public:
+        explicit Reordered(Frame bgra) : bgra_(std::move(bgra)), view_(bgra_.view()) {
+            for (int y = 0; y < bgra_.height(); ++y) {
+                for (int x = 0; x < bgra_.width(); ++x) {
+                    std::swap(bgra_.pixel(x, y)[0], bgra_.pixel(x, y)[2]);
+                }
+            }
+            std::swap(view_.components[0], view_.components[2]);
+        }
+        [[nodiscard]] int width() const override { return bgra_.width(); }
+        [[nodiscard]] int height() const override { return bgra_.height(); }
+        [[nodiscard]] std::ptrdiff_t bytesPerRow() const override { return bgra_.bytesPerRow(); }
+        [[nodiscard]] const std::byte* baseAddress() const override {
+            ADD_FAILURE() << "converted";
+            return nullptr;
+        }
+        [[nodiscard]] ImageView view() const override { return view_; }
+
+    private:
+        Frame bgra_;
+        ImageView view_;
+    };
+    const Frame frame = Portrait().frame(640, 480, 320, 240, 220);
+    const auto expected = FaceFinder().find(frame);
+    ASSERT_EQ(expected.size(), 1U);
+    std::optional<double> yaw;
+    EXPECT_TRUE(FaceFinder().mesh().perform(
+        std::make_shared<const Reordered>(frame),
+        [&](const FaceLandmarks::Results& results, const std::optional<Error>&) {
+            ASSERT_EQ(results->size(), 1U);
+            yaw = results->front().yaw;
+        }));
+    EXPECT_EQ(yaw, expected[0].yaw);
+}
+
 TEST(FaceMesh, RefusesWhatIsNoPicture) {
     class Unusable final : public PixelBuffer {
     public:

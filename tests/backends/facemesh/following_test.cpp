@@ -15,7 +15,7 @@ class Following : public ::testing::Test {
 protected:
     /// The middle of the first face, if there is one.
     std::optional<facemesh::PixelPoint> look(const Frame& frame) {
-        const std::span<const Face> faces = analyzer.analyze(view(frame));
+        const std::span<const Face> faces = analyzer.analyze(frame.view());
         if (faces.empty()) {
             return std::nullopt;
         }
@@ -187,7 +187,7 @@ TEST_F(Following, WhatIsNoFaceHidesNone) {
 
 TEST_F(Following, AFaceInTheDarkIsFoundAndTurnedAsInTheLight) {
     Frame frame = portrait.frame(1280, 720, 640, 340, 250);
-    const double lit = analyzer.analyze(view(frame)).front().pose.yaw;
+    const double lit = analyzer.analyze(frame.view()).front().pose.yaw;
     for (int y = 0; y < 720; ++y) {
         for (int x = 0; x < 4 * 1280; ++x) {
             std::uint8_t& value = frame.pixel(0, y)[x];
@@ -195,7 +195,7 @@ TEST_F(Following, AFaceInTheDarkIsFoundAndTurnedAsInTheLight) {
         }
     }
     analyzer.forget();
-    const std::span<const Face> faces = analyzer.analyze(view(frame));
+    const std::span<const Face> faces = analyzer.analyze(frame.view());
     ASSERT_FALSE(faces.empty());
     EXPECT_NEAR(faces.front().pose.yaw, lit, 2.0 / 57.3);
 }
@@ -238,11 +238,11 @@ TEST_F(Following, AFaceThatMovesFastIsStillTheFirst) {
 TEST_F(Following, ForgettingGivesWhatTheFirstPictureGave) {
     const Frame frame = portrait.frame(1280, 720, 640, 340, 250);
     const Frame moved = portrait.frame(1280, 720, 655, 348, 243);
-    const double first = analyzer.analyze(view(frame)).front().pose.yaw;
+    const double first = analyzer.analyze(frame.view()).front().pose.yaw;
     ASSERT_TRUE(look(moved));
-    const double followed = analyzer.analyze(view(frame)).front().pose.yaw;
+    const double followed = analyzer.analyze(frame.view()).front().pose.yaw;
     analyzer.forget();
-    EXPECT_EQ(analyzer.analyze(view(frame)).front().pose.yaw, first);
+    EXPECT_EQ(analyzer.analyze(frame.view()).front().pose.yaw, first);
     EXPECT_NE(followed, first) << "the square is still moving";
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 
+#include "Layouts.h"
 #include "backends/facemesh/Testing.h"
 
 namespace velmaro::testing {
@@ -55,7 +56,7 @@ TEST_P(AnyPicture, IsTheMeanOfTheAreaOfEachCell) {
     const Frame frame = noise(parameter.width, parameter.height, 12);
     facemesh::Letterbox letterbox(side);
     std::vector<float> square(std::size_t{3} * side * side, 99);
-    const auto placement = letterbox.fill(view(frame), parameter.region, square);
+    const auto placement = letterbox.fill(frame.view(), parameter.region, square);
     const Region& region = parameter.region;
     EXPECT_NEAR(placement.pixelsPerCell * side, std::max(region.width, region.height), 1e-9);
     EXPECT_NEAR(placement.originX + placement.pixelsPerCell * side / 2,
@@ -81,13 +82,46 @@ INSTANTIATE_TEST_SUITE_P(
                       // More rows a cell than a 16-bit sum can take.
                       Case{4, 9000, {0, 0, 4, 9000}}));
 
+class AnyLayout : public ::testing::TestWithParam<Layout> {};
+
+TEST_P(AnyLayout, IsTheMeanOfTheAreaOfEachCell) {
+    constexpr int side = 16;
+    for (const Case& each :
+         {Case{96, 54, {0, 0, 96, 54}}, Case{97, 53, {0, 0, 97, 53}}, Case{53, 97, {0, 0, 53, 97}},
+          Case{97, 53, {13, 7, 61, 40}}, Case{97, 53, {58, 14, 39, 39}}, Case{9, 5, {0, 0, 9, 5}},
+          Case{1, 1, {0, 0, 1, 1}}}) {
+        const LaidOut picture(GetParam(), each.width, each.height, 12);
+        facemesh::Letterbox letterbox(side);
+        std::vector<float> square(std::size_t{3} * side * side, 99);
+        const Region& region = each.region;
+        const auto placement = letterbox.fill(picture.view, region, square);
+        const double pixels = placement.pixelsPerCell;
+        for (int i = 0; i < 3 * side * side; ++i) {
+            const double left = placement.originX + i / 3 % side * pixels;
+            const double top = placement.originY + i / 3 / side * pixels;
+            double sum = 0;
+            for (int y = region.y; y < region.y + region.height; ++y) {
+                for (int x = region.x; x < region.x + region.width; ++x) {
+                    sum += share(left, left + pixels, x) * share(top, top + pixels, y) *
+                           picture.value(x, y, i % 3);
+                }
+            }
+            const double expected = sum / (pixels * pixels) * 2 / 255 - 1;
+            ASSERT_NEAR(square[static_cast<std::size_t>(i)], std::clamp(expected, -1.0, 1.0), 5e-5)
+                << each.width << " x " << each.height << ": number " << i;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Layouts, AnyLayout, ::testing::ValuesIn(kLayouts));
+
 TEST(Letterbox, BrightestIsOneAndDarkestAndOutsideMinusOne) {
     facemesh::Letterbox letterbox(16);
     std::vector<float> square(16 * 16 * 3);
-    letterbox.fill(view(Frame(64, 32, 255)), {0, 0, 64, 32}, square);
+    letterbox.fill(Frame(64, 32, 255).view(), {0, 0, 64, 32}, square);
     EXPECT_FLOAT_EQ(square[3 * (8 * 16 + 8)], 1);
     EXPECT_FLOAT_EQ(square[3 * (2 * 16 + 8)], -1);
-    letterbox.fill(view(Frame(64, 32, 0)), {0, 0, 64, 32}, square);
+    letterbox.fill(Frame(64, 32, 0).view(), {0, 0, 64, 32}, square);
     EXPECT_FLOAT_EQ(square[3 * (8 * 16 + 8)], -1);
 }
 

@@ -45,15 +45,15 @@ void expectAgreement(NeuralNetwork& network, const Model& model) {
 TEST(NeuralNetwork, TheDetectorAgreesWithTheDefinitionsOfItsOperators) {
     const Model definition = model(facemesh::kDetectorFile);
     NeuralNetwork network = NeuralNetwork::create(definition).value();
-    facemesh::Letterbox(128).fill(view(Portrait().frame(640, 360, 320, 170, 150)), {0, 0, 640, 360},
-                                  network.input());
+    facemesh::Letterbox(128).fill(Portrait().frame(640, 360, 320, 170, 150).view(),
+                                  {0, 0, 640, 360}, network.input());
     expectAgreement(network, definition);
 }
 
 TEST(NeuralNetwork, TheLandmarksAgreeWithTheDefinitionsOfTheirOperators) {
     const Model definition = model(facemesh::kLandmarkFile);
     NeuralNetwork network = NeuralNetwork::create(definition).value();
-    facemesh::warp(view(Portrait().frame(640, 360, 320, 170, 150)), {{320, 170}, 225, {1, 0}}, 192,
+    facemesh::warp(Portrait().frame(640, 360, 320, 170, 150).view(), {{320, 170}, 225, {1, 0}}, 192,
                    network.input());
     expectAgreement(network, definition);
 }
