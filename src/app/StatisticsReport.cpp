@@ -74,6 +74,7 @@ StatisticsReport::Totals StatisticsReport::totals() const {
             telemetry_.framesWithFace.load(std::memory_order_relaxed),
             telemetry_.networkRuns.load(std::memory_order_relaxed),
             telemetry_.framesDropped.load(std::memory_order_relaxed),
+            telemetry_.framesPassedOver.load(std::memory_order_relaxed),
             telemetry_.datagramsOut.load(std::memory_order_relaxed),
             seconds(usage.ru_utime) + seconds(usage.ru_stime),
             std::chrono::steady_clock::now()};
@@ -103,13 +104,14 @@ void StatisticsReport::printLine() {
     std::array<char, 384> line{};
     std::snprintf(line.data(), line.size(),
                   "frames in %llu, analysed %llu, with a face %llu, network runs %llu, "
-                  "dropped %llu, datagrams out %llu, "
+                  "dropped %llu, passed over %llu, datagrams out %llu, "
                   "frame to datagram p50 %.2f ms p99 %.2f ms, cost %.1f %% of a core",
                   static_cast<unsigned long long>(now.framesIn - last_.framesIn),
                   static_cast<unsigned long long>(now.framesAnalysed - last_.framesAnalysed),
                   static_cast<unsigned long long>(now.framesWithFace - last_.framesWithFace),
                   static_cast<unsigned long long>(now.networkRuns - last_.networkRuns),
                   static_cast<unsigned long long>(now.framesDropped - last_.framesDropped),
+                  static_cast<unsigned long long>(now.framesPassedOver - last_.framesPassedOver),
                   static_cast<unsigned long long>(now.datagramsOut - last_.datagramsOut),
                   percentile(delays, 0.5), percentile(delays, 0.99),
                   100.0 * (now.cpuSeconds - last_.cpuSeconds) / elapsed);

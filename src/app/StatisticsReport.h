@@ -12,8 +12,8 @@
 
 namespace velmaro {
 
-/// One line a second: what came in, was analysed, showed a face, was dropped and sent in that
-/// second, how long datagrams came after their frames, and what it cost.
+/// One line a second: what came in, was analysed, showed a face, was dropped, passed over and sent
+/// in that second, how long datagrams came after their frames, and what it cost.
 class StatisticsReport : public std::enable_shared_from_this<StatisticsReport> {
 public:
     /// Listens to `telemetry`, which must not run yet. Both arguments outlive the report.
@@ -36,6 +36,7 @@ private:
         std::uint64_t framesWithFace = 0;
         std::uint64_t networkRuns = 0;
         std::uint64_t framesDropped = 0;
+        std::uint64_t framesPassedOver = 0;
         std::uint64_t datagramsOut = 0;
         double cpuSeconds = 0;
         std::chrono::steady_clock::time_point time;

@@ -161,7 +161,7 @@ TEST(ProgramDemo, StatisticsAreALineASecond) {
     ASSERT_TRUE(program.waitForOutput("🎯 Calculated: "));
     const testing::Matcher<std::string> isStatistics = testing::ContainsRegex(
         "^frames in [0-9]+, analysed [0-9]+, with a face [0-9]+, network runs [0-9]+, "
-        "dropped [0-9]+, datagrams out [0-9]+, "
+        "dropped [0-9]+, passed over [0-9]+, datagrams out [0-9]+, "
         "frame to datagram p50 [0-9.]+ ms p99 [0-9.]+ ms, cost [0-9.]+ % of a core$");
     int count = 0;
     while (count < 3 && std::chrono::steady_clock::now() - begin < std::chrono::seconds(20)) {
