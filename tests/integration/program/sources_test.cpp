@@ -45,7 +45,8 @@ protected:
 };
 
 TEST_F(ProgramSources, ADemonstrationStartsNothingButItsFile) {
-    const Program program({"--demo", "--port", receiver.port()});
+    // The desktop is kept awake by threads of its own, whatever the source is.
+    const Program program({"--demo", "--allow-idle", "--port", receiver.port()});
     ASSERT_TRUE(receiver.waitFor(3));
     // GStreamer names its own after the elements that they serve.
     EXPECT_THAT(besides(program.threadNames()),
@@ -54,7 +55,7 @@ TEST_F(ProgramSources, ADemonstrationStartsNothingButItsFile) {
 }
 
 TEST_F(ProgramSources, RecordedMotionStartsNothing) {
-    const Program program({"--motion-file", motion, "--port", receiver.port()});
+    const Program program({"--motion-file", motion, "--allow-idle", "--port", receiver.port()});
     ASSERT_TRUE(receiver.waitFor(3));
     EXPECT_THAT(besides(program.threadNames()), testing::IsEmpty());
 }
