@@ -13,6 +13,7 @@
 
 #include "backends/gstreamer/FileHead.h"
 #include "backends/gstreamer/FileSource.h"
+#include "backends/gstreamer/Handles.h"
 #include "backends/gstreamer/Library.h"
 #include "backends/gstreamer/PlayableDevice.h"
 
@@ -42,11 +43,19 @@ std::optional<std::string> whyUnreadable(const std::string& path) {
     return std::nullopt;
 }
 
+bool isInstalled(const char* element) {
+    return ObjectHandle<GstElementFactory>(gst_element_factory_find(element)) != nullptr;
+}
+
 /// Why a file that begins so cannot be played, as far as that shows without decoding it: the window
 /// waits for the answer.
 std::optional<std::string> whyUnplayable(const FileHead& head) {
     if (head.mediaType.starts_with("text/") || (head.mediaType.empty() && head.isWhole)) {
         return "it is not a video or picture that can be played";
+    }
+    // Without it libav's reader of these files is taken, which loses frames and never ends.
+    if (head.mediaType == "video/x-ivf" && !isInstalled("ivfparse")) {
+        return "no decoder for IVF files is installed";
     }
     return whyTooLarge(head.width, head.height);
 }

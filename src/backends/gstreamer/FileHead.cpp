@@ -3,9 +3,11 @@
 #include <gst/base/gsttypefindhelper.h>
 #include <gst/tag/tag.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "backends/gstreamer/Handles.h"
@@ -15,8 +17,10 @@ namespace velmaro::gstreamer {
 namespace {
 
 constexpr std::size_t kLookedAt = 65536;
-/// Of a JPEG file: nothing that counts comes later.
+/// Of a picture's file: nothing that counts comes later.
 constexpr int kMostSegments = 500;
+/// What marks a segment of a JPEG file as EXIF data.
+constexpr std::array<std::uint8_t, 6> kExif{'E', 'x', 'i', 'f', 0, 0};
 
 using TagsHandle = std::unique_ptr<GstTagList, ReleaseMiniObject>;
 using BufferHandle = std::unique_ptr<GstBuffer, ReleaseMiniObject>;
@@ -32,9 +36,31 @@ GstVideoOrientationMethod orientationOf(std::span<const std::uint8_t> exif) {
     return method;
 }
 
+/// Big-endian.
+std::uint64_t number(std::span<const std::uint8_t> bytes) {
+    std::uint64_t value = 0;
+    for (const std::uint8_t byte : bytes) {
+        value = value << 8U | byte;
+    }
+    return value;
+}
+
+/// Of EXIF data of that length which begin where `file` is.
+GstVideoOrientationMethod orientationAt(std::istream& file, std::int64_t length) {
+    std::vector<std::uint8_t> exif(static_cast<std::size_t>(
+        std::clamp<std::int64_t>(length, 0, static_cast<std::int64_t>(kLookedAt))));
+    file.read(reinterpret_cast<char*>(exif.data()), static_cast<std::streamsize>(exif.size()));
+    exif.resize(static_cast<std::size_t>(file.gcount()));
+    // Some programs write the mark of a JPEG file's segment here too.
+    std::span<const std::uint8_t> content(exif);
+    if (content.size() >= kExif.size() && std::equal(kExif.begin(), kExif.end(), content.begin())) {
+        content = content.subspan(kExif.size());
+    }
+    return content.empty() ? GST_VIDEO_ORIENTATION_IDENTITY : orientationOf(content);
+}
+
 /// The segments before the picture: its size and its orientation.
 void readJPEG(std::istream& file, FileHead& head) {
-    constexpr std::array<std::uint8_t, 6> kExif{'E', 'x', 'i', 'f', 0, 0};
     file.clear();
     file.seekg(2);
     for (int count = 0; count < kMostSegments; ++count) {
@@ -64,13 +90,49 @@ void readJPEG(std::istream& file, FileHead& head) {
     }
 }
 
-/// Big-endian.
-std::uint64_t number(std::span<const std::uint8_t> bytes) {
-    std::uint64_t value = 0;
-    for (const std::uint8_t byte : bytes) {
-        value = value << 8U | byte;
+/// Follows the chunks of a PNG file up to the picture itself for its orientation.
+void readPNG(std::istream& file, FileHead& head) {
+    std::int64_t at = 8;
+    for (int count = 0; count < kMostSegments; ++count) {
+        std::array<std::uint8_t, 8> header{};
+        file.clear();
+        file.seekg(at);
+        if (!file.read(reinterpret_cast<char*>(header.data()), header.size())) {
+            return;
+        }
+        const auto length = static_cast<std::int64_t>(number(std::span(header).first(4)));
+        const std::string_view kind(reinterpret_cast<const char*>(header.data()) + 4, 4);
+        if (kind == "eXIf") {
+            head.orientation = orientationAt(file, length);
+        }
+        // Behind the picture it is allowed too.
+        if (kind == "IEND" || kind == "eXIf") {
+            return;
+        }
+        // The checksum follows.
+        at += 8 + length + 4;
     }
-    return value;
+}
+
+/// Follows the chunks of a WebP file for its orientation.
+void readWebP(std::istream& file, FileHead& head) {
+    std::int64_t at = 12;
+    for (int count = 0; count < kMostSegments; ++count) {
+        std::array<std::uint8_t, 8> header{};
+        file.clear();
+        file.seekg(at);
+        if (!file.read(reinterpret_cast<char*>(header.data()), header.size())) {
+            return;
+        }
+        std::reverse(header.begin() + 4, header.end());
+        const auto length = static_cast<std::int64_t>(number(std::span(header).last(4)));
+        if (std::string_view(reinterpret_cast<const char*>(header.data()), 4) == "EXIF") {
+            head.orientation = orientationAt(file, length);
+            return;
+        }
+        // Each begins at an even place.
+        at += 8 + length + length % 2;
+    }
 }
 
 /// Where the last of the boxes of a QuickTime or MP4 file ends.
@@ -129,6 +191,9 @@ FileHead FileHead::read(const std::string& path) {
     } else if (head.mediaType == "image/png" && bytes.size() >= 24) {
         head.width = static_cast<int>(number(bytes.subspan(16, 4)) & 0x7fffffffU);
         head.height = static_cast<int>(number(bytes.subspan(20, 4)) & 0x7fffffffU);
+        readPNG(file, head);
+    } else if (head.mediaType == "image/webp") {
+        readWebP(file, head);
     } else if (head.mediaType == "video/x-msvideo" && bytes.size() >= 8) {
         head.saidSize = 8 + (bytes[4] | bytes[5] << 8 | bytes[6] << 16 |
                              static_cast<std::int64_t>(bytes[7]) << 24);

@@ -22,7 +22,7 @@ struct FileHead {
     /// 0 if not told.
     int width = 0;
     int height = 0;
-    /// How a JPEG picture is to be turned.
+    /// How a picture is to be turned, by its EXIF data.
     GstVideoOrientationMethod orientation = GST_VIDEO_ORIENTATION_IDENTITY;
     /// How long the file says that it is, in bytes; 0 if it does not.
     std::int64_t saidSize = 0;

@@ -88,7 +88,7 @@ std::optional<Error> FileSource::build(GstBin* pipeline, FrameSink& sink, const 
     g_object_set(decoder, "caps", pictures.get(), "expose-all-streams", FALSE, "force-sw-decoders",
                  TRUE, "max-size-buffers", kQueuedBuffers, nullptr);
     g_object_set(converter_, "n-threads", 1U, nullptr);
-    // A video's own word about it comes as a tag; that of a JPEG picture was read before.
+    // A video's own word about it comes as a tag; that of a picture was read before.
     g_object_set(flip_, "video-direction",
                  head_.orientation == GST_VIDEO_ORIENTATION_IDENTITY ? GST_VIDEO_ORIENTATION_AUTO
                                                                      : head_.orientation,
@@ -222,6 +222,9 @@ void FileSource::elementAdded(GstBin* /*bin*/, GstBin* /*parent*/, GstElement* e
     // Left alone, decoders are silent about frames that they cannot decode. Those of libav are fed
     // bare streams too, in pieces that need not be frames.
     const std::string_view kind = GST_OBJECT_NAME(gst_element_get_factory(element));
+    if (kind.starts_with("avdemux_") || kind == "y4mdec") {
+        static_cast<FileSource*>(self)->cannotSeek_.store(true);
+    }
     if (static_cast<FileSource*>(self)->playback_ == Playback::once &&
         !kind.starts_with("avdec_") &&
         g_object_class_find_property(G_OBJECT_GET_CLASS(element), "max-errors") != nullptr) {
@@ -241,7 +244,7 @@ bool FileSource::preroll(GstElement* pipeline) {
     if (gst_element_query_duration(pipeline, GST_FORMAT_TIME, &duration) != FALSE && duration > 0) {
         duration_ = static_cast<GstClockTime>(duration);
     }
-    if (playback_ == Playback::once || isStill_.load() || sought_) {
+    if (playback_ == Playback::once || isStill_.load() || sought_ || cannotSeek_.load()) {
         return true;
     }
     sought_ = true;
@@ -253,6 +256,9 @@ bool FileSource::preroll(GstElement* pipeline) {
 bool FileSource::goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) {
     if (playback_ == Playback::once || sizeOf(path_) < size_) {
         return false;
+    }
+    if (cannotSeek_.load()) {
+        return restart(pipeline);
     }
     // Without the flag for segments the next end comes only after the last frame was due, so a
     // demuxer that cannot loop segments still keeps its pace, if not without a gap.

@@ -62,6 +62,8 @@ private:
     std::atomic<bool> isStill_ = false;
     std::atomic<bool> tailIsLinked_ = false;
     std::atomic<bool> sawSound_ = false;
+    /// The demuxer is one that gives nothing after a seek, gives an error or forgets the pace.
+    std::atomic<bool> cannotSeek_ = false;
     /// When the next frame is due in a video that does not say so, and where the last one ended.
     std::atomic<GstClockTime> next_ = 0;
     mutable std::mutex mutex_;

@@ -109,19 +109,59 @@ std::string bigEndian(std::uint32_t value, int bytes) {
     return text;
 }
 
+/// EXIF data of one entry: tag 0x112, a short.
+std::string exifOf(int orientation) {
+    return std::string("MM\0*\0\0\0\x08\0\x01", 10) + bigEndian(0x112, 2) + bigEndian(3, 2) +
+           bigEndian(1, 4) + bigEndian(static_cast<std::uint32_t>(orientation), 2) +
+           bigEndian(0, 2) + bigEndian(0, 4);
+}
+
+std::string littleEndian(std::size_t value, int bytes) {
+    const std::string text = bigEndian(static_cast<std::uint32_t>(value), bytes);
+    return {text.rbegin(), text.rend()};
+}
+
+std::string chunkOfRIFF(const std::string& kind, const std::string& content) {
+    return kind + littleEndian(content.size(), 4) + content + std::string(content.size() % 2, '\0');
+}
+
 }  // namespace
 
-void writeTurnedPicture(const std::string& file, int width, int height, int orientation) {
+void writeTurnedJPEG(const std::string& file, int width, int height, int orientation) {
     writePicture(file, "jpegenc", width, height, 0xff808080);
     const std::string picture = readFile(file);
-    // One entry: tag 0x112, a short.
-    const std::string exif = std::string("Exif\0\0MM\0*\0\0\0\x08\0\x01", 16) +
-                             bigEndian(0x112, 2) + bigEndian(3, 2) + bigEndian(1, 4) +
-                             bigEndian(static_cast<std::uint32_t>(orientation), 2) +
-                             bigEndian(0, 2) + bigEndian(0, 4);
+    const std::string exif = std::string("Exif\0\0", 6) + exifOf(orientation);
     writeFile(file, picture.substr(0, 2) + "\xff\xe1" +
                         bigEndian(static_cast<std::uint32_t>(exif.size() + 2), 2) + exif +
                         picture.substr(2));
+}
+
+void writeTurnedPNG(const std::string& file, int width, int height, int orientation) {
+    writePicture(file, "pngenc", width, height, 0xff808080);
+    const std::string picture = readFile(file);
+    const std::string chunk = "eXIf" + exifOf(orientation);
+    std::uint32_t checksum = ~0U;
+    for (const char byte : chunk) {
+        checksum ^= static_cast<std::uint8_t>(byte);
+        for (int bit = 0; bit < 8; ++bit) {
+            checksum = (checksum >> 1U) ^ ((checksum & 1U) != 0 ? 0xedb88320U : 0U);
+        }
+    }
+    // Behind the mark and the first chunk.
+    writeFile(file, picture.substr(0, 33) +
+                        bigEndian(static_cast<std::uint32_t>(chunk.size() - 4), 4) + chunk +
+                        bigEndian(~checksum, 4) + picture.substr(33));
+}
+
+void writeTurnedWebP(const std::string& file, int width, int height, int orientation) {
+    writePicture(file, "vp8enc deadline=1", width, height, 0xff808080);
+    const std::string content =
+        "WEBP" +
+        chunkOfRIFF("VP8X", std::string("\x08\0\0\0", 4) +
+                                littleEndian(static_cast<std::size_t>(width - 1), 3) +
+                                littleEndian(static_cast<std::size_t>(height - 1), 3)) +
+        chunkOfRIFF("VP8 ", readFile(file)) + chunkOfRIFF("EXIF", exifOf(orientation));
+    writeFile(file, "RIFF" + littleEndian(content.size(), 4) + content);
 }
 
 void writeHugeJPEG(const std::string& file, int width, int height) {

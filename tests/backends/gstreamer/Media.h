@@ -47,8 +47,10 @@ bool writeNumberedVideo(const std::string& file, const std::string& encoderAndMu
 bool writePicture(const std::string& file, const std::string& encoder, int width, int height,
                   std::uint32_t argb);
 
-/// A JPEG picture of `width` x `height` grey pixels that says by EXIF how it is to be turned.
-void writeTurnedPicture(const std::string& file, int width, int height, int orientation);
+/// A picture of `width` x `height` grey pixels that says by EXIF how it is to be turned.
+void writeTurnedJPEG(const std::string& file, int width, int height, int orientation);
+void writeTurnedPNG(const std::string& file, int width, int height, int orientation);
+void writeTurnedWebP(const std::string& file, int width, int height, int orientation);
 /// Only the beginning of a picture of that size, which is as much as its size needs.
 void writeHugeJPEG(const std::string& file, int width, int height);
 void writeHugePNG(const std::string& file, int width, int height);

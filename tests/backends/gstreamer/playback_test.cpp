@@ -8,6 +8,8 @@
 #include <tuple>
 
 #include "Rig.h"
+#include "backends/gstreamer/FileHead.h"
+#include "backends/gstreamer/Library.h"
 
 namespace velmaro::gstreamer {
 namespace {
@@ -106,6 +108,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Container{"streamed", "vp8enc webmmux",
                               "vp8enc deadline=1 ! webmmux "
                               "streamable=true"},
+                    Container{"y4m", "y4menc avdemux_yuv4mpegpipe", "y4menc"},
+                    Container{"ivf", "vp8enc avmux_ivf ivfparse", "vp8enc deadline=1 ! avmux_ivf"},
                     Container{"h264", "x264enc mp4mux avdec_h264", "x264enc ! mp4mux"}),
     [](const auto& info) { return info.param.name; });
 
@@ -205,11 +209,25 @@ TEST_F(PlaybackTest, VideoCutOffLoopsAsFarAsItGoes) {
     EXPECT_TRUE(rig.errors().empty());
 }
 
-TEST_F(PlaybackTest, AStillIsTurnedAsItsEXIFSays) {
+TEST_F(PlaybackTest, AnIVFFileThatCannotBeReadWellIsRefusedAtOnce) {
+    if (!hasElements("avmux_ivf vp8enc") || hasElements("ivfparse")) {
+        GTEST_SKIP() << "ivfparse is installed, or nothing that writes such a file";
+    }
+    const std::string file = directory.file("a.ivf");
+    ASSERT_TRUE(writeNumberedVideo(file, "vp8enc deadline=1 ! avmux_ivf"));
+    Rig rig(file);
+    EXPECT_EQ(rig.setUp(), "no decoder for IVF files is installed");
+}
+
+/// The parameter says what writes the picture.
+class TurnedPictureTest : public PlaybackTest,
+                          public testing::WithParamInterface<decltype(&writeTurnedJPEG)> {};
+
+TEST_P(TurnedPictureTest, IsTurnedAsItsEXIFSays) {
     for (const auto& [orientation, width, height] :
          {std::tuple{1, 96, 64}, {3, 96, 64}, {6, 64, 96}, {8, 64, 96}}) {
-        const std::string file = directory.file("turned.jpg");
-        writeTurnedPicture(file, 96, 64, orientation);
+        const std::string file = directory.file("turned");
+        GetParam()(file, 96, 64, orientation);
         Rig rig(file);
         rig.recorder->keep = true;
         ASSERT_EQ(rig.setUp(), "");
@@ -218,6 +236,30 @@ TEST_F(PlaybackTest, AStillIsTurnedAsItsEXIFSays) {
         rig.session->stopRunning();
         EXPECT_EQ(rig.recorder->kept().at(0)->width(), width) << orientation;
         EXPECT_EQ(rig.recorder->kept().at(0)->height(), height) << orientation;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, TurnedPictureTest,
+                         testing::Values(&writeTurnedJPEG, &writeTurnedPNG),
+                         [](const auto& info) { return info.index == 0 ? "JPEG" : "PNG"; });
+
+// Debian's decoder is in a package that not everybody has.
+TEST_F(PlaybackTest, TheOrientationOfAWebPIsKnown) {
+    ASSERT_EQ(ensureLibrary(), std::nullopt);
+    for (const auto& [orientation, method] : {std::pair{1, GST_VIDEO_ORIENTATION_IDENTITY},
+                                              {3, GST_VIDEO_ORIENTATION_180},
+                                              {6, GST_VIDEO_ORIENTATION_90R},
+                                              {8, GST_VIDEO_ORIENTATION_90L}}) {
+        const std::string file = directory.file("turned.webp");
+        writeTurnedWebP(file, 95, 63, orientation);
+        const FileHead head = FileHead::read(file);
+        EXPECT_EQ(head.mediaType, "image/webp");
+        EXPECT_EQ(head.orientation, method) << orientation;
+        for (std::size_t length = 0; length < readFile(file).size(); length += 7) {
+            const std::string cut = directory.file("cut.webp");
+            writeFile(cut, readFile(file).substr(0, length));
+            (void)FileHead::read(cut);
+        }
     }
 }
 
