@@ -185,6 +185,7 @@ LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted
                              DispatchQueue& mainQueue, Telemetry& telemetry,
                              Diagnostics& diagnostics)
     : log_(makeLog(options, diagnostics)),
+      errorLines_(diagnostics),
       userDefaults_(diagnostics),
       headphoneMotion_(wanted.headphones ? makeHeadphones(options, diagnostics) : noHeadphones()),
       dispatch_(std::make_unique<AsioDispatch>(mainQueue)),

@@ -14,7 +14,12 @@ StandardOutputLog::StandardOutputLog(Diagnostics& diagnostics)
                               .advice = "read standard output, or send it to /dev/null"});
       }) {}
 
-StandardErrorLog::StandardErrorLog()
-    : LineWriter(STDERR_FILENO, "statistics", [](std::size_t) {}) {}
+StandardErrorLog::StandardErrorLog(Diagnostics& diagnostics)
+    : LineWriter(STDERR_FILENO, "statistics", [&diagnostics](std::size_t count) {
+          diagnostics.report({.kind = Diagnostic::Kind::warning,
+                              .text = std::to_string(count) +
+                                      " lines of statistics were left out since nobody read them",
+                              .advice = "read standard error, or leave out --stats"});
+      }) {}
 
 }  // namespace velmaro

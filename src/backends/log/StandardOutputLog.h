@@ -15,11 +15,10 @@ public:
     explicit StandardOutputLog(Diagnostics& diagnostics);
 };
 
-/// Lines on standard error in the same way. Those that nobody reads in time are lost without a
-/// word.
+/// Lines on standard error in the same way.
 class StandardErrorLog final : public LineWriter {
 public:
-    StandardErrorLog();
+    explicit StandardErrorLog(Diagnostics& diagnostics);
 };
 
 /// Writes nothing: for when standard output carries an answer that scripts read.

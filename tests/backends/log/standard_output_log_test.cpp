@@ -16,18 +16,18 @@
 namespace velmaro {
 namespace {
 
-/// Standard output goes into a pipe while this lives.
+/// Standard output, or the other descriptor given, goes into a pipe while this lives.
 class RedirectedOutput {
 public:
-    RedirectedOutput() {
+    explicit RedirectedOutput(int descriptor = STDOUT_FILENO) : descriptor_(descriptor) {
         EXPECT_EQ(::pipe(pipe_.data()), 0);
         ::fcntl(pipe_[1], F_SETPIPE_SZ, 1 << 20);
-        saved_ = ::dup(STDOUT_FILENO);
-        ::dup2(pipe_[1], STDOUT_FILENO);
+        saved_ = ::dup(descriptor_);
+        ::dup2(pipe_[1], descriptor_);
         ::close(pipe_[1]);
     }
     ~RedirectedOutput() {
-        ::dup2(saved_, STDOUT_FILENO);
+        ::dup2(saved_, descriptor_);
         ::close(saved_);
         ::close(pipe_[0]);
     }
@@ -43,6 +43,7 @@ public:
     }
 
 private:
+    const int descriptor_;
     std::array<int, 2> pipe_{};
     int saved_ = -1;
 };
@@ -87,10 +88,12 @@ TEST(StandardOutputLog, LinesOfDifferentThreadsNeverMix) {
     EXPECT_EQ(count, 800);
 }
 
-TEST(StandardOutputLog, SaysHowManyLinesNobodyRead) {
-    RedirectedOutput output;
+/// Fills a log that nobody reads, then reads it until `report` has come and "end" is read.
+template <typename Log>
+void expectLossIsSaid(int descriptor, const std::string& report) {
+    RedirectedOutput output(descriptor);
     fakes::CapturedDiagnostics diagnostics;
-    StandardOutputLog log(diagnostics);
+    Log log(diagnostics);
     for (int count = 0; count < 20'000; ++count) {
         log.line(std::string(100, 'x'));
     }
@@ -98,12 +101,22 @@ TEST(StandardOutputLog, SaysHowManyLinesNobodyRead) {
         while (!output.read().ends_with("end\n")) {
         }
     });
-    diagnostics.waitFor(
-        " lines of the log were left out since nobody read it: "
-        "read standard output, or send it to /dev/null");
+    diagnostics.waitFor(report);
     EXPECT_EQ(diagnostics.all()[0].kind, Diagnostic::Kind::warning);
     log.line("end");
     reader.join();
+}
+
+TEST(StandardOutputLog, SaysHowManyLinesNobodyRead) {
+    expectLossIsSaid<StandardOutputLog>(STDOUT_FILENO,
+                                        " lines of the log were left out since nobody read it: "
+                                        "read standard output, or send it to /dev/null");
+}
+
+TEST(StandardErrorLog, SaysHowManyLinesNobodyRead) {
+    expectLossIsSaid<StandardErrorLog>(STDERR_FILENO,
+                                       " lines of statistics were left out since nobody read them: "
+                                       "read standard error, or leave out --stats");
 }
 
 TEST(SilentLog, WritesNothing) {
