@@ -60,15 +60,16 @@ private:
     /// Starts or stops the device as the thread is asked to.
     void handleRequest(MotionThread& thread);
     void read(MotionThread& thread);
-    [[nodiscard]] bool start();
-    void stop();
+    [[nodiscard]] bool start(MotionThread& thread);
+    void stop(MotionThread& thread);
     void lose(MotionThread& thread);
 
     const std::unique_ptr<HidSystem> system_;
     Diagnostics& diagnostics_;
     const HeadTrackerTiming timing_;
     std::optional<FileDescriptor> folder_;
-    std::unique_ptr<Tracker> tracker_;
+    /// Shared with a thread that waits for the device, which may outlive this.
+    std::shared_ptr<Tracker> tracker_;
     std::map<std::string, Node> nodes_;
 };
 

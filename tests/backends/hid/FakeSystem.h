@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -15,6 +17,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -60,6 +63,8 @@ struct FakeTracker {
     int openError = 0;
     int refusedFeatures = 0;
     bool refusesControl = false;
+    /// Lets everybody who asks wait.
+    std::atomic<bool> hangs = false;
     std::optional<FileDescriptor> input;
 };
 
@@ -78,6 +83,9 @@ public:
         return size < 0 && errno == EAGAIN ? std::optional<std::size_t>(0) : std::nullopt;
     }
     std::optional<std::vector<std::uint8_t>> feature(std::uint8_t id, std::size_t size) override {
+        while (tracker_->hangs.load()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
         const std::lock_guard lock(tracker_->mutex);
         if (tracker_->refusedFeatures > 0) {
             --tracker_->refusedFeatures;

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "backends/hid/FakeSystem.h"
@@ -236,6 +238,67 @@ TEST_F(Tracker, OtherReportsArePassedOver) {
     device->send(kTurned);
     EXPECT_TRUE(receives(1));
     EXPECT_EQ(turns.size(), 1U);
+}
+
+/// One that hangs, at the latest until the test ends.
+class HangingTracker : public Tracker {
+protected:
+    void hang() { device->hangs.store(true); }
+    void TearDown() override {
+        device->hangs.store(false);
+        motion.reset();
+    }
+    /// True once the head tracker has gone although its device still hangs.
+    bool ends() {
+        std::atomic<bool> hasEnded = false;
+        std::thread end([&] {
+            motion.reset();
+            hasEnded.store(true);
+        });
+        const bool result = eventually([&] { return hasEnded.load(); });
+        device->hangs.store(false);
+        end.join();
+        return result;
+    }
+
+    const std::shared_ptr<FakeTracker> device = tracker();
+};
+
+TEST_F(HangingTracker, HoldsUpNoStop) {
+    system.plug("hidraw3", device);
+    make();
+    start();
+    ASSERT_TRUE(eventually([&] { return device->control() == Bytes{1, 21 << 2 | 3}; }));
+    hang();
+    motion->stopDeviceMotionUpdates();
+    EXPECT_FALSE(motion->isDeviceMotionActive());
+    device->hangs.store(false);
+    EXPECT_TRUE(eventually([&] { return device->control() == Bytes{1, 21 << 2}; }));
+}
+
+TEST_F(HangingTracker, DoesNotKeepTheEndWaitingForItsStop) {
+    system.plug("hidraw3", device);
+    make();
+    start();
+    ASSERT_TRUE(eventually([&] { return device->control() == Bytes{1, 21 << 2 | 3}; }));
+    hang();
+    EXPECT_TRUE(ends());
+}
+
+TEST_F(HangingTracker, DoesNotKeepTheEndWaitingForItsStart) {
+    system.plug("hidraw3", device);
+    make();
+    hang();
+    start();
+    EXPECT_TRUE(ends());
+}
+
+TEST_F(HangingTracker, DoesNotKeepTheEndWaitingForWhatItIs) {
+    make();
+    hang();
+    system.plug("hidraw3", device);
+    ASSERT_TRUE(eventually([&] { return device->isOpen(); }));
+    EXPECT_TRUE(ends());
 }
 
 }  // namespace
