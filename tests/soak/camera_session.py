@@ -43,6 +43,12 @@ class CameraSession:
     def plug_in(self):
         self.tell("camera face YUY2 " + FACE)
 
+    def gives_pictures(self):
+        """Whether another reader gets any. The virtual camera itself hangs now and then when it is read
+        in its first moments."""
+        return run("timeout", str(PATIENCE), "gst-launch-1.0", "pipewiresrc",
+                   "target-object=face", "num-buffers=3", "!", "videoconvert", "!", "fakesink", **self.environment())
+
     def tell(self, command):
         self.process.stdin.write(command + "\n")
         self.process.stdin.flush()

@@ -12,14 +12,17 @@ import time
 FEED_RATE = 100
 # How long a rate may take to come back, and an end may take. A loaded machine is slow, a hang is not.
 PATIENCE = 60
+# What may come while caches fill.
+GROWTH = {"memory": 6144, "descriptors": 4, "threads": 3}
 
 
 class Failure(Exception):
     pass
 
 
-def run(*command):
-    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
+def run(*command, **environment):
+    return subprocess.run(command, env=dict(os.environ, **environment), stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL).returncode == 0
 
 
 def free_port():
@@ -137,12 +140,20 @@ class Tracking:
         """`rate` is how many datagrams a second may be hoped for."""
         self.name = name
         self.rate = rate
+        self.command = command
+        self.environment = environment
         self.receiver = Receiver()
+        self.start()
+
+    def start(self):
+        """Once more after a close."""
+        # What it held after each fault came once; growth is what comes later.
+        self.first = None
         self.output = Output()
         self.process = subprocess.Popen(
-            [*command, "--port", str(self.receiver.port)],
+            [*self.command, "--port", str(self.receiver.port)],
             stdout=self.output.writer, stderr=subprocess.STDOUT,
-            env=dict(os.environ, **environment))
+            env=dict(os.environ, **self.environment))
         os.close(self.output.writer)
 
     def close(self):
@@ -172,6 +183,14 @@ class Tracking:
             memory = next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
         return {"memory": memory, "descriptors": len(os.listdir(base + "/fd")),
                 "threads": len(os.listdir(base + "/task"))}
+
+    def compare(self):
+        """Raises if it has grown."""
+        now = self.sample()
+        self.first = self.first or now
+        for what, most in GROWTH.items():
+            if now[what] - self.first[what] > most:
+                raise Failure(f"{self.name}: {what} grew from {self.first[what]} to {now[what]}")
 
     def stop(self):
         # The hardest way to end: nobody hears its last words.
