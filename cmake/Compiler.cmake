@@ -46,8 +46,13 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
 endif()
 
 # Hardening belongs to what users run; under the sanitizers fortified functions hide overflows.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+  set(branch_protection -mbranch-protection=standard)
+else()
+  set(branch_protection -fcf-protection)
+endif()
 target_compile_options(velmaro_flags INTERFACE
-  $<$<CONFIG:Release>:-fstack-protector-strong -fstack-clash-protection -fcf-protection>)
+  $<$<CONFIG:Release>:-fstack-protector-strong -fstack-clash-protection ${branch_protection}>)
 target_compile_definitions(velmaro_flags INTERFACE
   $<$<CONFIG:Release>:_FORTIFY_SOURCE=2 _GLIBCXX_ASSERTIONS>)
 target_link_options(velmaro_flags INTERFACE
