@@ -27,6 +27,8 @@ namespace {
 
 constexpr QKeyCombination kQuitKeys = Qt::CTRL | Qt::Key_Q;
 constexpr QKeyCombination kMinimiseKeys = Qt::CTRL | Qt::Key_M;
+/// What a keyboard without a menu key has for it, which the toolkit does not know everywhere.
+constexpr QKeyCombination kMenuKeys = Qt::SHIFT | Qt::Key_F10;
 
 /// What a title bar would hold. Seen only while the pointer is in the window.
 class TitleButton final : public QPushButton {
@@ -91,6 +93,10 @@ Window::Window(QWidget* content)
     }
     connect(new QShortcut(kMinimiseKeys, this), &QShortcut::activated, this,
             &QWidget::showMinimized);
+    connect(new QShortcut(kMenuKeys, this), &QShortcut::activated, this, [this] {
+        const QWidget* const at = focusWidget() != nullptr ? focusWidget() : this;
+        showMenu(at->mapToGlobal(at->rect().center()));
+    });
 }
 
 void Window::closeEvent(QCloseEvent* event) {

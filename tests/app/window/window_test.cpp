@@ -135,6 +135,12 @@ TEST(Window, HasAContextMenuEverywhereButInFields) {
     ASSERT_NE(openMenu(), nullptr);
     EXPECT_THAT(entries(*openMenu()), testing::Not(testing::Contains("Quit")));
     openMenu()->close();
+    // By its own keys it opens wherever the focus is.
+    field->setFocus();
+    QTest::keyClick(field, Qt::Key_F10, Qt::ShiftModifier);
+    ASSERT_NE(openMenu(), nullptr);
+    EXPECT_THAT(entries(*openMenu()), testing::Contains("Quit"));
+    openMenu()->close();
 }
 
 TEST(Window, MenuDoesWhatItOffers) {
