@@ -13,7 +13,8 @@ import tempfile
 import time
 
 TOOLS = ("Xvfb", "openbox", "xdotool", "xprop", "oscdump", "gst-launch-1.0")
-PATIENCE = 20.0
+# Long, since a loaded machine with a sanitizer takes its time, and what passes waits for none of it.
+PATIENCE = 120.0
 
 
 def missing_tools():
@@ -168,6 +169,79 @@ class Portal:
 
     def close(self):
         self.process.communicate()
+
+
+class Transcript:
+    """What a screen reader has to tell while somebody uses a program, a line each."""
+
+    FOCUS = "object:state-changed:focused"
+    NOTICE = "object:state-changed:showing"
+    NAME = "object:property-change:accessible-name"
+    # A toolkit tells what somebody has asked for, and some of it only with what else is asked for.
+    ALL = (FOCUS, NOTICE, NAME, "object:selection-changed", "object:state-changed:checked",
+           "object:property-change:accessible-value", "object:text-changed:insert",
+           "object:active-descendant-changed", "object:state-changed:selected")
+
+    def __init__(self):
+        from gi.repository import Atspi
+        self.lines = []
+        self._read = 0
+        self._listener = Atspi.EventListener.new(self._hear)
+        for event in self.ALL:
+            self._listener.register(event)
+
+    def _hear(self, event):
+        from gi.repository import GLib
+        try:
+            role = event.source.get_role_name()
+            if event.type == self.NAME and role == "combo box":
+                self.lines.append("chosen: " + told(event.source))
+            elif event.type == self.FOCUS and event.detail1:
+                self.lines.append(told(event.source))
+            elif event.type == self.NOTICE and event.detail1 and role == "notification":
+                self.lines.append("announced: " + event.source.get_name())
+        except GLib.GError:
+            # It is gone by now, as a menu is after its choice.
+            return
+
+    def press(self, *keys):
+        hands("key", *keys)
+        self.lines.append("pressed: " + " ".join(keys))
+
+    def wait_for(self, line):
+        """The first line of that pattern behind those that were waited for so far."""
+        from gi.repository import GLib
+
+        def arrived():
+            while GLib.MainContext.default().iteration(False):
+                pass
+            for number, each in enumerate(self.lines[self._read:], self._read + 1):
+                if re.fullmatch(line, each):
+                    self._read = number
+                    return True
+            return False
+
+        wait_until(arrived, f"'{line}' in {self.lines[self._read:]}")
+
+    def close(self):
+        for event in self.ALL:
+            self._listener.deregister(event)
+
+
+def told(node):
+    """An element as a screen reader tells it: role, name, value, state, description."""
+    from gi.repository import Atspi
+    states = node.get_state_set()
+    parts = [node.get_role_name(), f"'{node.get_name()}'"]
+    if node.get_role_name() == "text":
+        parts.append("= " + Atspi.Text.get_text(node, 0, -1))
+    if node.get_role_name() in ("radio button", "check box"):
+        parts.append("checked" if states.contains(Atspi.StateType.CHECKED) else "not checked")
+    if not states.contains(Atspi.StateType.ENABLED):
+        parts.append("disabled")
+    if node.get_description():
+        parts.append("(" + node.get_description().replace("\n", " ") + ")")
+    return " ".join(parts)
 
 
 class Program:

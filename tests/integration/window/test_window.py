@@ -158,6 +158,62 @@ class WindowTest(unittest.TestCase):
         hands("key", "space")
         program.wait_for_announcement(heard, "Stopped")
 
+    def test_transcript_of_a_whole_use_by_keyboard(self):
+        receiver = self.receiver()
+        transcript = desk.Transcript()
+        self.addCleanup(self.keep, transcript)
+        self.addCleanup(transcript.close)
+        program = self.start("--demo", "--camera-file", CLIP)
+        hands("windowfocus", "--sync", program.window)
+        transcript.wait_for(r"push button 'Start tracking' \(Start tracking \(Ctrl\+R\)\)")
+        for keys, line in (
+                ("shift+Tab", r"text 'OSC address' = /ypr \(The OSC address .*; acts at once\)"),
+                ("shift+Tab", r"text 'Port' = 8000 \(The receiver's UDP port; .*\)"),
+                ("shift+Tab", r"text 'IP address' = 127\.0\.0\.1 \(The receiver's IP .*\)"),
+                ("shift+Tab", r"combo box '\S+' \(What the head's orientation is taken from\)"),
+                ("Down", r"chosen: combo box 'clip\.webm' .*"),
+                ("Up", r"chosen: combo box 'Demonstration' .*"),
+                ("Tab", "text 'IP address' .*"),
+                ("Tab", "text 'Port' .*")):
+            transcript.press(keys)
+            if line:
+                transcript.wait_for(line)
+        hands("key", "ctrl+a")
+        hands("type", "--delay", 5, receiver.port)
+        for keys, line in (
+                ("Tab", "text 'OSC address' .*"),
+                ("shift+Tab", rf"text 'Port' = {receiver.port} .*"),
+                ("Tab", "text 'OSC address' .*"),
+                ("Tab", "push button 'Start tracking' .*"),
+                ("space", "announced: Running"),
+                ("Tab", r"push button 'Set zero pose' \(Make this pose the zero pose \(Ctrl\+S\)\)"),
+                ("space", None),
+                ("Tab", r"push button 'Reset zero pose' \(Undo the zero pose \(Ctrl\+Shift\+S\)\)"),
+                ("space", None),
+                ("Tab", "radio button '30 messages per second' checked .*"),
+                ("Right", "radio button '60 messages per second' .*"),
+                ("Tab", r"check box 'Tilt' checked \(Send tilt \(Ctrl\+T\)\)"),
+                ("shift+Tab", "radio button '60 messages per second' checked .*"),
+                ("ctrl+r", "announced: Stopped"),
+                ("shift+F10", None),
+                ("Down", "menu item 'Receiver'"),
+                ("Right", "menu item 'iem'"),
+                ("Left", None),
+                ("Up", "menu item 'Quit'"),
+                ("Return", None)):
+            transcript.press(keys)
+            if line:
+                transcript.wait_for(line)
+        self.assertEqual(program.wait(), 0)
+        self.assertTrue(receiver.lines(), "it sent where it was told to")
+
+    @staticmethod
+    def keep(transcript):
+        """Beside the program's folder, for whoever wants to read it."""
+        folder = os.path.dirname(os.path.dirname(os.path.abspath(sys.argv[1])))
+        with open(os.path.join(folder, "transcript.txt"), "w", encoding="utf-8") as file:
+            file.write("\n".join(transcript.lines) + "\n")
+
     def test_held_enter_starts_once(self):
         program = self.start("--camera-file", CLIP)
         hands("windowfocus", "--sync", program.window)
