@@ -40,17 +40,22 @@ void about(QWidget* parent) {
 }  // namespace
 
 void fillMenu(QMenu& menu, const MenuActions& actions) {
+    const auto add = [&menu](const QString& text, const std::function<void()>& action) {
+        if (action) {
+            QObject::connect(menu.addAction(text), &QAction::triggered, action);
+        }
+    };
     if (actions.chooseReceiver) {
         addReceivers(menu, actions.chooseReceiver);
-        menu.addSeparator();
     }
-    if (actions.showMessages) {
-        QObject::connect(menu.addAction(Texts::tr("Messages")), &QAction::triggered,
-                         actions.showMessages);
-    }
+    add(Texts::tr("Keep these settings"), actions.keepSettings);
+    add(Texts::tr("Forget the stored pose"), actions.forgetPose);
+    // The toolkit shows none where there is nothing to separate.
+    menu.addSeparator();
+    add(Texts::tr("Messages"), actions.showMessages);
+    add(Texts::tr("Open the log"), actions.openLog);
     QWidget* const parent = menu.parentWidget();
-    QObject::connect(menu.addAction(Texts::tr("About Velmaro")), &QAction::triggered,
-                     [parent] { about(parent); });
+    add(Texts::tr("About Velmaro"), [parent] { about(parent); });
     if (actions.quit) {
         menu.addSeparator();
         QAction* const quit = menu.addAction(Texts::tr("Quit"));

@@ -10,7 +10,10 @@ namespace velmaro {
 /// What the window's menu can do. What is not set is not offered.
 struct MenuActions {
     std::function<void(const Receiver&)> chooseReceiver;
+    std::function<void()> keepSettings;
+    std::function<void()> forgetPose;
     std::function<void()> showMessages;
+    std::function<void()> openLog;
     std::function<void()> quit;
 };
 

@@ -1,15 +1,19 @@
 #include "app/window/VelmaroApp.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QTranslator>
+#include <QUrl>
 #include <clocale>
 #include <cstdlib>
 #include <utility>
 
 #include "app/ReceiverChoice.h"
 #include "app/Run.h"
+#include "app/Startup.h"
+#include "app/linux/Files.h"
 #include "app/linux/LinuxPlatform.h"
 #include "app/linux/Process.h"
 #include "app/linux/Resources.h"
@@ -110,15 +114,32 @@ ExitStatus VelmaroApp::runInside() {
         new ControlPanel(run.view(), {&run.receiver(), &silence, &run.diagnostics().reported});
     Window window(panel);
     ReceiverChoice receivers(*run.view(), run.receivers(), options_.output);
-    window.menuActions.chooseReceiver = [&](const Receiver& receiver) {
-        receivers.choose(receiver);
-    };
+    fill(window.menuActions, run, receivers);
     window.menuActions.showMessages = [panel] { panel->showMessages(); };
     window.onClose = [&run] { run.end(ExitStatus::success); };
     run.onStopRequest = [&window] { window.close(); };
     panel->startButton->setFocus();
     window.show();
     return run.execute();
+}
+
+// What each of them reports is shown in the window.
+void VelmaroApp::fill(MenuActions& actions, Run& run, ReceiverChoice& receivers) const {
+    actions.chooseReceiver = [&](const Receiver& receiver) { receivers.choose(receiver); };
+    actions.keepSettings = [&] {
+        run.keepSettings(currentSettings(options_, *run.view(), receivers));
+    };
+    actions.forgetPose = [&] { run.forgetPose(); };
+    if (const auto file = logFile()) {
+        actions.openLog = [&run, file = *file] {
+            if (!QDesktopServices::openUrl(
+                    QUrl::fromLocalFile(QString::fromStdString(file.string())))) {
+                run.diagnostics().report({.kind = Diagnostic::Kind::warning,
+                                          .text = "no program opens the log",
+                                          .advice = "it is in " + file.string()});
+            }
+        };
+    }
 }
 
 }  // namespace velmaro

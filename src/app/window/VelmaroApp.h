@@ -4,6 +4,10 @@
 
 namespace velmaro {
 
+class ReceiverChoice;
+class Run;
+struct MenuActions;
+
 /// The program with a window: its look, its texts in the person's language, and one run of it.
 /// Main thread.
 class VelmaroApp {
@@ -16,6 +20,8 @@ public:
 
 private:
     [[nodiscard]] ExitStatus runInside();
+    /// What the menu does to the run. Both outlive `actions`.
+    void fill(MenuActions& actions, Run& run, ReceiverChoice& receivers) const;
 
     const Options options_;
     char* const name_;

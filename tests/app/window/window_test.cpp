@@ -12,6 +12,7 @@
 #include <QPushButton>
 #include <QTest>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace velmaro {
 namespace {
@@ -150,6 +151,10 @@ TEST(Window, MenuDoesWhatItOffers) {
     std::string chosen;
     window.onClose = [&] { ++closed; };
     window.menuActions.showMessages = [&] { ++shown; };
+    std::vector<std::string> done;
+    window.menuActions.keepSettings = [&] { done.emplace_back("keep"); };
+    window.menuActions.forgetPose = [&] { done.emplace_back("forget"); };
+    window.menuActions.openLog = [&] { done.emplace_back("open"); };
     window.menuActions.chooseReceiver = [&](const Receiver& receiver) { chosen = receiver.name; };
     window.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
@@ -159,14 +164,22 @@ TEST(Window, MenuDoesWhatItOffers) {
     };
     const QList<QAction*> actions = open();
     EXPECT_EQ(entries(*openMenu()),
-              (std::vector<std::string>{"Receiver", "Messages", "About Velmaro", "Quit"}));
+              (std::vector<std::string>{"Receiver", "Keep these settings", "Forget the stored pose",
+                                        "Messages", "Open the log", "About Velmaro", "Quit"}));
     ASSERT_NE(actions.first()->menu(), nullptr);
     const QList<QAction*> receiverActions = actions.first()->menu()->actions();
     ASSERT_EQ(static_cast<std::size_t>(receiverActions.size()), receivers().size());
     receiverActions.last()->trigger();
     EXPECT_EQ(chosen, receivers().back().name);
-    actions.at(2)->trigger();
+    const auto trigger = [&](const char* text) {
+        (*std::ranges::find(actions, text, &QAction::text))->trigger();
+    };
+    trigger("Messages");
     EXPECT_EQ(shown, 1);
+    trigger("Keep these settings");
+    trigger("Forget the stored pose");
+    trigger("Open the log");
+    EXPECT_EQ(done, (std::vector<std::string>{"keep", "forget", "open"}));
     actions.last()->trigger();
     EXPECT_EQ(closed, 1);
     openMenu()->close();

@@ -249,7 +249,6 @@ class Program:
 
     def __init__(self, *arguments, environment=None, shown=True):
         self._status = None
-        self._listener = None
         self.folder = tempfile.mkdtemp()
         self.output = open(os.path.join(self.folder, "output"), "w+", encoding="utf-8")
         self.errors = open(os.path.join(self.folder, "errors"), "w+", encoding="utf-8")
@@ -321,31 +320,6 @@ class Program:
     def wait_for_status(self, text):
         wait_until(lambda: self.status() == text, f"the status '{text}'")
 
-    def announcements(self):
-        """What a screen reader reads out of itself from now on: a list that grows while one waits
-        by `wait_for_announcement`."""
-        from gi.repository import Atspi
-        heard = []
-
-        def hear(event):
-            if event.source.get_role_name() == "notification" and event.detail1:
-                heard.append(event.source.get_name())
-
-        self._listener = Atspi.EventListener.new(hear)
-        self._listener.register("object:state-changed:showing")
-        return heard
-
-    @staticmethod
-    def wait_for_announcement(heard, text):
-        from gi.repository import GLib
-
-        def arrived():
-            while GLib.MainContext.default().iteration(False):
-                pass
-            return text in heard
-
-        wait_until(arrived, f"the announcement of '{text}'; there were {heard}")
-
     def is_enabled(self, role, name):
         from gi.repository import Atspi
         return self.find(role, name).get_state_set().contains(Atspi.StateType.ENABLED)
@@ -354,6 +328,13 @@ class Program:
 
     def geometry(self):
         return geometry_of(self.window)
+
+    def popups(self):
+        """Left, top, width and height of what it shows beside its window."""
+        found = run("xdotool", "search", "--onlyvisible", "--all", "--pid", str(self.process.pid),
+                    "--class", "velmaro").split()
+        boxes = [geometry_of(window) for window in found if window != self.window]
+        return [box for box in boxes if box[2] > 1]
 
     def origin(self):
         return self.geometry()[:2]
@@ -379,8 +360,6 @@ class Program:
     def close(self):
         if self.errors.closed:
             return
-        if self._listener:
-            self._listener.deregister("object:state-changed:showing")
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGKILL)
             self.process.wait()

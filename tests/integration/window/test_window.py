@@ -151,18 +151,22 @@ class WindowTest(unittest.TestCase):
     def test_screen_reader_hears_changes_of_the_status(self):
         program = self.start("--camera-file", CLIP)
         self.assertEqual(program.find("frame").get_name(), "Velmaro")
-        heard = program.announcements()
+        transcript = self.transcript()
         hands("windowfocus", "--sync", program.window)
         hands("key", "space")
-        program.wait_for_announcement(heard, "Running")
+        transcript.wait_for("announced: Running")
         hands("key", "space")
-        program.wait_for_announcement(heard, "Stopped")
+        transcript.wait_for("announced: Stopped")
+
+    def transcript(self):
+        transcript = desk.Transcript()
+        self.addCleanup(transcript.close)
+        return transcript
 
     def test_transcript_of_a_whole_use_by_keyboard(self):
         receiver = self.receiver()
-        transcript = desk.Transcript()
+        transcript = self.transcript()
         self.addCleanup(self.keep, transcript)
-        self.addCleanup(transcript.close)
         program = self.start("--demo", "--camera-file", CLIP)
         hands("windowfocus", "--sync", program.window)
         transcript.wait_for(r"push button 'Start tracking' \(Start tracking \(Ctrl\+R\)\)")
@@ -206,6 +210,48 @@ class WindowTest(unittest.TestCase):
                 transcript.wait_for(line)
         self.assertEqual(program.wait(), 0)
         self.assertTrue(receiver.lines(), "it sent where it was told to")
+
+    def test_menu_keeps_settings_forgets_the_pose_and_opens_the_log(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        kept, pose = (os.path.join(folder.name, "velmaro", name)
+                      for name in ("velmaro.toml", "headphoneCalibration"))
+        os.mkdir(os.path.dirname(pose))
+        with open(pose, "w", encoding="utf-8") as file:
+            file.write('{"idleW": 1}')
+        opener, opened = (os.path.join(folder.name, name) for name in ("xdg-open", "opened"))
+        with open(opener, "w", encoding="utf-8") as file:
+            file.write(f'#!/bin/sh\necho "$1" >"{opened}.new" && mv "{opened}.new" "{opened}"\n')
+        os.chmod(opener, 0o755)
+        program = self.start("--camera-file", CLIP, "--rate", "60", environment={
+            "XDG_CONFIG_HOME": folder.name, "PATH": folder.name + ":" + os.environ["PATH"]})
+        transcript = self.transcript()
+        hands("windowfocus", "--sync", program.window)
+        self.choose("Down", "Down")
+        transcript.wait_for(f"announced: The settings are kept in {kept}")
+        with open(kept, encoding="utf-8") as file:
+            self.assertIn("rate = 60", file.read())
+        self.choose("Down", "Down", "Down")
+        transcript.wait_for("announced: The stored pose of the headphones is forgotten: the next "
+                            "start begins without it")
+        self.assertFalse(os.path.exists(pose))
+        self.choose("Up", "Up", "Up")
+        wait_until(lambda: os.path.exists(opened), "the log to be opened")
+        with open(opened, encoding="utf-8") as file:
+            self.assertEqual(file.read(), f"file://{program.output.name}\n")
+        # By the pointer too.
+        os.remove(kept)
+        x, y = program.origin()
+        hands("mousemove", x + 20, y + 300, "click", 3)
+        left, top, _, height = wait_until(program.popups, "the menu")[0]
+        # The second of seven entries, between which two lines take little room.
+        hands("mousemove", left + 30, top + height // 5, "click", 1)
+        wait_until(lambda: os.path.exists(kept), "the settings to be kept again")
+
+    @staticmethod
+    def choose(*keys):
+        """From the menu, by keyboard."""
+        hands("key", "shift+F10", "sleep", "0.3", "key", *keys, "Return")
 
     @staticmethod
     def keep(transcript):

@@ -169,6 +169,18 @@
 <context>
     <name>velmaro::Menu</name>
     <message>
+        <source>Keep these settings</source>
+        <translation>Diese Einstellungen behalten</translation>
+    </message>
+    <message>
+        <source>Forget the stored pose</source>
+        <translation>Die gespeicherte Haltung vergessen</translation>
+    </message>
+    <message>
+        <source>Open the log</source>
+        <translation>Das Protokoll öffnen</translation>
+    </message>
+    <message>
         <source>Receiver</source>
         <translation>Empfänger</translation>
     </message>

@@ -169,6 +169,18 @@
 <context>
     <name>velmaro::Menu</name>
     <message>
+        <source>Keep these settings</source>
+        <translation>Garder ces réglages</translation>
+    </message>
+    <message>
+        <source>Forget the stored pose</source>
+        <translation>Oublier la pose mémorisée</translation>
+    </message>
+    <message>
+        <source>Open the log</source>
+        <translation>Ouvrir le journal</translation>
+    </message>
+    <message>
         <source>Receiver</source>
         <translation>Récepteur</translation>
     </message>
