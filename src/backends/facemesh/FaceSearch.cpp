@@ -172,7 +172,7 @@ bool FaceSearch::lookForOthers(const ImageView& image) {
     followed_->sinceWhole = 0;
     followed_->isInWhole =
         own != found.end() && distance(own->centre, result_.centre) < kStill * sideOf(result_);
-    if (found.empty() || own == found.begin() || found.front().score <= score + kSurer) {
+    if (found.empty() || found.front().score <= score + kSurer) {
         return false;
     }
     other_ = found.front();
@@ -202,7 +202,7 @@ std::span<const Detection> FaceSearch::searchInTurn(const ImageView& image) {
 }
 
 std::span<const Detection> FaceSearch::lookAtParts(const ImageView& image) {
-    const bool isLastPlace = !suspect_ && lastPictures_ > 0 && --lastPictures_ % 2 == 0;
+    const bool isLastPlace = lastPictures_ > 0 && --lastPictures_ % 2 == 0;
     const Part last = {squareAbout(lastCentre_, lastSide_, image), Part::Kind::square};
     auto found = lookAt(image, isLastPlace ? last : nextPart());
     for (int i = 1; i < kPartsAtFirst && found.empty() && unseen_ > 0; ++i) {

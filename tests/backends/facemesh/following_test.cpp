@@ -107,16 +107,75 @@ TEST_F(Following, AFarFaceThatWalksAndComesNearStaysFoundAtOneLookEach) {
     EXPECT_LE(looks, 40 * 2 + 5);
 }
 
+TEST_F(Following, AFarFaceThatComesNearAtItsPlaceStaysFoundAtOneLookEach) {
+    ASSERT_LT(picturesUntilAt(portrait.frame(1280, 720, 900, 330, 45), 900, 60), 60);
+    int looks = 0;
+    double side = 45;
+    for (int i = 0; i < 28; ++i) {
+        side *= 1.07;
+        ASSERT_TRUE(look(portrait.frame(1280, 720, 900, 330, side))) << i;
+        looks += analyzer.looks();
+    }
+    EXPECT_LE(looks, 28 * 2 + 4);
+}
+
 TEST_F(Following, WhoIsSurerForTwoPicturesOnlyDoesNotWin) {
     const Frame alone = portrait.frame(1280, 720, 200, 300, 80);
     Frame both = alone;
     portrait.paint(both, 700, 100, 0.9);
-    ASSERT_LT(picturesUntilAt(alone, 200, 60), 60);
-    // Five does not divide the pictures between two looks for others.
-    for (int i = 0; i < 120; ++i) {
-        const auto at = look(i % 5 < 2 ? both : alone);
+    // Whichever of the twelve pictures the look at the whole one falls on.
+    for (int before = 0; before < 12; ++before) {
+        analyzer.forget();
+        for (int i = 0; i < before + 20; ++i) {
+            const auto at = look(i == before + 1 || i == before + 2 ? both : alone);
+            ASSERT_TRUE(at) << before << " " << i;
+            EXPECT_NEAR(at->x, 200, 20) << before << " " << i;
+        }
+    }
+}
+
+/// How sure the detector is of the best face near x in the whole picture.
+float sureness(FaceAnalyzer& analyzer, const Frame& frame, float x) {
+    for (const auto& face : analyzer.detector().detect(frame.view(), {0, 0, 1280, 720})) {
+        if (std::abs(face.centre.x - x) < 60) {
+            return face.score;
+        }
+    }
+    return 0;
+}
+
+TEST_F(Following, WhoIsHardlySurerDoesNotWin) {
+    Frame alone = portrait.frame(1280, 720, 950, 330, 210);
+    Frame both = portrait.frame(1280, 720, 300, 330, 200);
+    for (int y = 0; y < 720; ++y) {
+        std::copy_n(alone.pixel(700, y), 4 * 580, both.pixel(700, y));
+    }
+    const float more = sureness(analyzer, both, 300) - sureness(analyzer, both, 950);
+    ASSERT_GT(more, 0);
+    ASSERT_LT(more, 0.03F);
+    ASSERT_TRUE(look(alone));
+    EXPECT_EQ(picturesUntilAt(both, 300, 40), 40);
+}
+
+TEST_F(Following, ANearerNewcomerWinsOverWhoIsInTheWholePictureToo) {
+    Frame frame = portrait.frame(1280, 720, 200, 300, 160);
+    ASSERT_EQ(picturesUntilAt(frame, 200, 1), 0);
+    const float x = 700 + static_cast<float>(0.9 * Portrait::kFaceX);
+    portrait.paint(frame, 700, 100, 0.9);
+    ASSERT_GT(sureness(analyzer, frame, 200), 0.5F);
+    EXPECT_LT(picturesUntilAt(frame, x, 16), 15);
+}
+
+TEST_F(Following, AFastFaceIsWhereItIsAlsoWhenOthersAreLookedFor) {
+    std::vector<Frame> frames;
+    for (int place = 0; place <= 4; ++place) {
+        frames.push_back(portrait.frame(1280, 720, 480 + 80 * place, 340, 180));
+    }
+    for (int i = 0; i < 60; ++i) {
+        const int place = std::abs(i % 8 - 4);
+        const auto at = look(frames[static_cast<std::size_t>(place)]);
         ASSERT_TRUE(at) << i;
-        EXPECT_NEAR(at->x, 200, 20) << i;
+        EXPECT_NEAR(at->x, 480 + 80 * place, 20) << i;
     }
 }
 
@@ -129,6 +188,14 @@ TEST_F(Following, WhoHasGoneForAMomentIsFoundAgainAtTheSamePlace) {
         }
         EXPECT_LT(picturesUntilAt(frame, 1100, 3), 2) << gone;
     }
+}
+
+TEST_F(Following, WhileOneIsSoughtAtItsPlaceTheOthersAreSearchedToo) {
+    ASSERT_LT(picturesUntilAt(portrait.frame(1280, 720, 1100, 600, 45), 1100, 60), 60);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_FALSE(look(nobody));
+    }
+    EXPECT_LT(picturesUntilAt(portrait.frame(1280, 720, 640, 360, 45), 640, 20), 12);
 }
 
 TEST_F(Following, WhoHasGoneIsFoundAgainElsewhereInASquareAtOnce) {
@@ -223,7 +290,13 @@ TEST_F(Following, ASurerNewcomerWinsWithinHalfASecond) {
     Frame frame = portrait.frame(1280, 720, 200, 300, 80);
     ASSERT_LT(picturesUntilAt(frame, 200, 60), 60);
     portrait.paint(frame, 700, 100, 0.9);
-    EXPECT_LT(picturesUntilAt(frame, 700 + static_cast<float>(0.9 * Portrait::kFaceX), 16), 15);
+    const float x = 700 + static_cast<float>(0.9 * Portrait::kFaceX);
+    EXPECT_LT(picturesUntilAt(frame, x, 16), 15);
+    // From then on it is the one that is followed.
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(picturesUntilAt(frame, x, 1), 0) << i;
+        EXPECT_EQ(analyzer.looks(), 2) << i;
+    }
 }
 
 TEST_F(Following, AFaceThatMovesFastIsStillTheFirst) {
@@ -235,15 +308,36 @@ TEST_F(Following, AFaceThatMovesFastIsStillTheFirst) {
     }
 }
 
+TEST_F(Following, ANewFaceThatIsUnsureIsLookedAtTwice) {
+    ASSERT_TRUE(look(portrait.frame(1280, 720, 640, 340, 250)));
+    EXPECT_EQ(analyzer.looks(), 2);
+    analyzer.forget();
+    const Frame unsure = portrait.frame(1280, 720, 900, 250, 130);
+    ASSERT_LT(sureness(analyzer, unsure, 900), 0.75F);
+    ASSERT_TRUE(look(unsure));
+    EXPECT_EQ(analyzer.looks(), 3);
+}
+
+TEST_F(Following, APictureOfAnotherSizeIsSearchedAnew) {
+    for (const int width : {1280, 1290, 1280}) {
+        Frame both(width, 720);
+        portrait.paint(both, 30, 60, 1);
+        portrait.paint(both, 700, 60, 1.1);
+        EXPECT_EQ(analyzer.analyze(both.view()).size(), 2U) << width;
+        EXPECT_EQ(analyzer.analyze(both.view()).size(), 1U) << width;
+    }
+}
+
 TEST_F(Following, ForgettingGivesWhatTheFirstPictureGave) {
     const Frame frame = portrait.frame(1280, 720, 640, 340, 250);
     const Frame moved = portrait.frame(1280, 720, 655, 348, 243);
     const double first = analyzer.analyze(frame.view()).front().pose.yaw;
-    ASSERT_TRUE(look(moved));
+    const double second = analyzer.analyze(moved.view()).front().pose.yaw;
     const double followed = analyzer.analyze(frame.view()).front().pose.yaw;
     analyzer.forget();
     EXPECT_EQ(analyzer.analyze(frame.view()).front().pose.yaw, first);
     EXPECT_NE(followed, first) << "the square is still moving";
+    EXPECT_EQ(analyzer.analyze(moved.view()).front().pose.yaw, second);
 }
 
 TEST(StraightenedYaw, IsOddSmallNearAndEndsAtAQuarterTurn) {
