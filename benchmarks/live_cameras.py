@@ -14,50 +14,13 @@ import tempfile
 import threading
 import time
 
+from private_session import Session
+
 HERE = os.path.dirname(os.path.realpath(__file__))
-SESSION = os.path.join(HERE, "../tests/integration/live/pipewire-session")
 PROGRAM = os.path.join(sys.argv[1], "velmaro-cli")
 BENCHMARK = os.path.join(sys.argv[1], "benchmark_live")
 CLIP = sys.argv[2]
 SECONDS = 10
-
-
-class Session:
-    """PipeWire with its sockets in a folder of its own, commanded by lines."""
-
-    def __init__(self, folder):
-        self.folder = folder
-        self.answers = 0
-        self.process = subprocess.Popen([SESSION, folder], stdin=subprocess.PIPE, text=True,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.variables = {**os.environ, "XDG_RUNTIME_DIR": folder, "XDG_CONFIG_HOME": folder,
-                          "PIPEWIRE_RUNTIME_DIR": folder, "PIPEWIRE_REMOTE": "pipewire-0"}
-        self.wait()
-
-    def wait(self):
-        answer = os.path.join(self.folder, f"done.{self.answers}")
-        self.answers += 1
-        deadline = time.monotonic() + 30
-        while not os.path.exists(answer):
-            if time.monotonic() > deadline or self.process.poll() is not None:
-                sys.exit("live_cameras.py: the PipeWire session does not answer")
-            time.sleep(0.005)
-
-    def tell(self, line):
-        self.process.stdin.write(line + "\n")
-        self.process.stdin.flush()
-        self.wait()
-
-    def plug_in(self, name, encoding="YUY2"):
-        self.tell(f"camera {name} {encoding} videotestsrc is-live=true"
-                  " ! video/x-raw,width=640,height=480,framerate=30/1")
-
-    def run(self, *command, **options):
-        return subprocess.Popen(command, env=self.variables, text=True, **options)
-
-    def close(self):
-        self.process.stdin.close()
-        self.process.wait()
 
 
 def listing(session):

@@ -6,11 +6,12 @@
 
 namespace velmaro::gstreamer {
 
-/// Spaces the frames of a camera so that all of them are used. A frame is analysed and sent only if
-/// a thirtieth of a second has passed since the one before; of frames that come thirty times a
+/// Spaces the frames of a camera so that all of them are used. A frame is analysed only if a
+/// thirtieth of a second has passed since the one before was, and sent only if as much has passed
+/// since the one before was sent, which is after its analysis; of frames that come thirty times a
 /// second, a little early or late, every third would therefore be lost. Handed over a little
-/// further apart than that, each waits a little longer than the one before, until one is passed
-/// over and it begins anew.
+/// further apart than that, and by as much more as the analysis before took longer than it can,
+/// each waits a little longer than the one before, until one is passed over and it begins anew.
 class Beat {
 public:
     using Clock = std::chrono::steady_clock;
@@ -18,41 +19,48 @@ public:
 
     /// How long a frame that has come at `arrival` is to wait; nothing if it is to be passed over.
     [[nodiscard]] std::optional<Duration> wait(Clock::time_point arrival) const {
-        const Duration early = last_ + kInterval + slack() - arrival;
-        if (early > kLongestWait * slack()) {
+        const Duration early = last_ + kInterval + kSlack + late_ - arrival;
+        if (early > kLongestWait * drift_) {
             return std::nullopt;
         }
         return std::max(early, Duration(0));
     }
 
     /// A frame is handed over.
-    void begins(Clock::time_point now) { last_ = now; }
+    void begins(Clock::time_point now) {
+        last_ = now;
+        late_ = Duration(0);
+    }
 
     /// It has been handled.
     void ends(Clock::time_point now) {
         const Duration taken = now - last_;
-        const Duration change = std::chrono::abs(taken - taken_);
-        spread_ += (std::min(change, kMostSlack) - spread_) / 16;
-        taken_ = taken;
-    }
-
-    /// What the frames are further apart than they need be: what is sent is so after the analysis,
-    /// which does not always take the same time.
-    [[nodiscard]] Duration slack() const {
-        return std::clamp(kSlackOfSpread * spread_, kLeastSlack, kMostSlack);
+        quick_ = quick_.value_or(taken);
+        const Duration more = std::min(taken - *quick_, kMostLate);
+        *quick_ += more / (more < Duration(0) ? kSharesDown : kSharesUp);
+        late_ = std::clamp(taken - *quick_, Duration(0), kMostLate);
+        drift_ += (kSlack + late_ - drift_) / kSharesOfDrift;
     }
 
 private:
     static constexpr Duration kInterval{1.0 / 30};
-    static constexpr Duration kLeastSlack{0.001};
-    static constexpr Duration kMostSlack{0.003};
-    static constexpr double kSlackOfSpread = 3;
-    /// In slacks: of so many frames one is passed over, and they wait half as many on average.
-    static constexpr double kLongestWait = 12;
+    /// For what the clocks of the gates see a little earlier or later.
+    static constexpr Duration kSlack{0.0005};
+    /// Beyond it a message is lost rather than every later frame held.
+    static constexpr Duration kMostLate{0.006};
+    /// In drifts: of so many frames one is passed over, and they wait half as many on average.
+    static constexpr double kLongestWait = 13;
+    /// The quick analysis follows quicker ones at once, slower ones in seconds.
+    static constexpr double kSharesDown = 4;
+    static constexpr double kSharesUp = 64;
+    static constexpr double kSharesOfDrift = 32;
 
     Clock::time_point last_{};
-    Duration taken_{0};
-    Duration spread_{0};
+    /// What a quick analysis takes, and by how much the last one took longer.
+    std::optional<Duration> quick_;
+    Duration late_{0};
+    /// By how much more than one frame before it each waits, on average.
+    Duration drift_{2 * kSlack};
 };
 
 }  // namespace velmaro::gstreamer
