@@ -80,6 +80,16 @@ TEST_F(Following, NobodyCostsTwoLooksAfterEachPartWasSearched) {
     }
 }
 
+TEST_F(Following, AfterForgettingNobodyIsSoughtWhereOneWas) {
+    ASSERT_LT(picturesUntilAt(portrait.frame(1280, 720, 900, 250, 45), 900, 60), 60);
+    EXPECT_FALSE(look(nobody));
+    analyzer.forget();
+    for (const int expected : {4, 5, 5, 5, 4, 2, 2}) {
+        EXPECT_FALSE(look(nobody));
+        EXPECT_EQ(analyzer.looks(), expected);
+    }
+}
+
 TEST_F(Following, AFarFaceIsFoundInAnyPlaceWithinSixPictures) {
     for (const double y : {80, 250, 420, 600}) {
         for (const double x : {100, 350, 640, 930, 1180}) {
@@ -338,6 +348,16 @@ TEST_F(Following, ForgettingGivesWhatTheFirstPictureGave) {
     EXPECT_EQ(analyzer.analyze(frame.view()).front().pose.yaw, first);
     EXPECT_NE(followed, first) << "the square is still moving";
     EXPECT_EQ(analyzer.analyze(moved.view()).front().pose.yaw, second);
+}
+
+TEST_F(Following, TheYawIsStraightenedWhetherTheFaceIsNewOrFollowed) {
+    const Frame frame = portrait.frame(1280, 720, 640, 340, 250);
+    for (int i = 0; i < 2; ++i) {
+        const Face& face = analyzer.analyze(frame.view()).front();
+        const double yaw = analyzer.poseEstimator().estimate(face.points).yaw;
+        EXPECT_EQ(face.pose.yaw, facemesh::straightenedYaw(yaw));
+        EXPECT_NE(face.pose.yaw, yaw);
+    }
 }
 
 TEST(StraightenedYaw, IsOddSmallNearAndEndsAtAQuarterTurn) {
