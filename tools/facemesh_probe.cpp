@@ -114,8 +114,9 @@ int main(int argc, char** argv) {
         if (!analyzer) {
             throw std::runtime_error(analyzer.error().description);
         }
-        print(picture, analyzer->analyze({picture.bgra.data(), std::ptrdiff_t{4} * picture.width,
-                                          picture.width, picture.height}));
+        print(picture, analyzer->analyze(velmaro::ImageView::ofBGRA(
+                           reinterpret_cast<const std::byte*>(picture.bgra.data()),
+                           std::ptrdiff_t{4} * picture.width, picture.width, picture.height)));
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "facemesh-probe: %s\n", error.what());
