@@ -35,6 +35,10 @@ class Mutant:
     end: int
     text: str
 
+    def of(self, text):
+        """`text` with the change made."""
+        return text[:self.start] + self.text + text[self.end:]
+
 
 def mask(text):
     """`text` with comments, preprocessor lines and what stands in quotes blanked, lengths kept."""
@@ -94,6 +98,27 @@ def _statements(masked):
                 frame[3].append((start, position + 1))
             frame[1] = position + 1
     return [run for run in runs if run]
+
+
+def function_bodies(text):
+    """The span between the braces of each function, not of those inside one: [(start, end), ...]."""
+    found, stack, head = [], [], 0
+    masked = mask(text)
+    for position, character in enumerate(masked):
+        if character == "{":
+            begins = (all(kind == "scope" for kind, _ in stack)
+                      and FUNCTION_HEAD.search(masked[head:position]))
+            scope = re.search(r"\b(?:class|struct|namespace)\b[^()]*$", masked[head:position])
+            stack.append(("scope" if scope else "function" if begins else "other", position + 1))
+            head = position + 1
+        elif character == "}" and stack:
+            kind, start = stack.pop()
+            if kind == "function":
+                found.append((start, position))
+            head = position + 1
+        elif character == ";":
+            head = position + 1
+    return found
 
 
 def _conditions(masked):
