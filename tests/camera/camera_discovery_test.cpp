@@ -114,6 +114,21 @@ TEST_F(CameraDiscoveryTest, TheListIsLoggedThenPublishedThenOneIsSelected) {
     EXPECT_THAT(trace, ElementsAre("📷 Found 1 cameras:", "  - Desk Camera (desk)", "list of 1"));
 }
 
+TEST_F(CameraDiscoveryTest, NewsDuringTheFirstDiscoveryIsNotHeard) {
+    // Every line that is written comes with news of a device.
+    struct LogWithNews : Log {
+        explicit LogWithNews(NotificationCenter& ofDevices) : center(ofDevices) {}
+        void line(std::string_view) override {
+            center.post({kCaptureDeviceWasConnected, nullptr, {}});
+        }
+        NotificationCenter& center;
+    } logWithNews(center);
+    manager = CameraManager::create(capture, center, dispatch, logWithNews);
+    EXPECT_EQ(dispatch.main.pending(), 0U);
+    manager->discoverCameras();
+    EXPECT_EQ(dispatch.main.pending(), 1U);
+}
+
 TEST_F(CameraDiscoveryTest, EachKindOfDeviceNewsIsHeardOnce) {
     makeManager();
     center.post({kCaptureDeviceWasConnected, nullptr, {}});

@@ -1,3 +1,7 @@
+#include <functional>
+#include <memory>
+#include <string_view>
+
 #include "camera/CameraManagerFixture.h"
 #include "fakes/FaceLandmarks.h"
 
@@ -182,6 +186,66 @@ TEST_F(CameraSessionTest, TheOutputIsSetUpBeforeItIsAddedAndKeptBeforeItIsTold) 
     };
     manager->startCapture();
     EXPECT_TRUE(kept);
+}
+
+TEST_F(CameraSessionTest, TheOutputIsAddedThenKeptThenGivenItsDelegate) {
+    struct WatchedSession : fakes::ScriptedSession {
+        using ScriptedSession::ScriptedSession;
+        void addOutput(const std::shared_ptr<VideoDataOutput>& output) override {
+            onAdd();
+            ScriptedSession::addOutput(output);
+        }
+        std::function<void()> onAdd;
+    };
+    struct WatchedLog : Log {
+        void line(std::string_view text) override {
+            if (onLine) {
+                onLine(text);
+            }
+        }
+        std::function<void(std::string_view)> onLine;
+    } watchedLog;
+    const auto session = std::make_shared<WatchedSession>(capture.trace);
+    capture.session = session;
+    manager = CameraManager::create(capture, center, dispatch, watchedLog);
+    std::vector<std::string> steps;
+    const auto note = [&](const std::string& step) {
+        const bool hasDelegate = capture.madeOutputs.back()->queue != nullptr;
+        steps.push_back(step + (manager->videoOutput ? ", kept" : "") +
+                        (hasDelegate ? ", with a delegate" : ""));
+    };
+    session->onAdd = [&] { note("adding"); };
+    watchedLog.onLine = [&](std::string_view text) {
+        if (text == "✅ Video output added" || text == "✅ Delegate set on output") {
+            note("line");
+        }
+    };
+    manager->startCapture();
+    EXPECT_THAT(steps, ElementsAre("adding", "line, kept", "line, kept, with a delegate"));
+}
+
+TEST_F(CameraSessionTest, TheHandlerOfFramesGoesBeforeThatOfStatuses) {
+    std::string order;
+    const auto whenReleased = [&order](const char* name) {
+        return std::shared_ptr<void>(nullptr, [&order, name](void*) { order += name; });
+    };
+    manager->statusHandler = [held = whenReleased("status ")](const std::string&) {};
+    manager->frameHandler = [held = whenReleased("frame ")](const SampleBuffer&) {};
+    manager->stopCapture();
+    EXPECT_EQ(order, "frame status ");
+}
+
+TEST_F(CameraSessionTest, AStartIsReportedHalfASecondAfterItsEndHoweverLongItTook) {
+    capture.session->onStart = [&] { dispatch.main.advance(2); };
+    manager->startCapture();
+    log.take();
+    dispatch.userInitiated.run();
+    EXPECT_THAT(log.take(), ElementsAre("🚀 Starting capture session..."));
+    dispatch.main.advance(0.4999);
+    EXPECT_THAT(log.lines, IsEmpty());
+    dispatch.main.advance(0.0002);
+    EXPECT_THAT(log.lines, ElementsAre("✅ Capture session started, isRunning: true",
+                                       "📊 Connection active: true, enabled: true"));
 }
 
 TEST_F(CameraSessionTest, TheSessionStopsBeforeTheHandlersGo) {

@@ -487,6 +487,18 @@ TEST_F(MotionManager, StopEndsTheMotionAndRemovesTheCallbacks) {
     EXPECT_FALSE(tracker->isConnected.get());
 }
 
+TEST_F(MotionManager, TheCallbackOfMotionGoesBeforeThatOfConnections) {
+    const auto tracker = makeStarted();
+    std::string order;
+    const auto whenReleased = [&order](const char* name) {
+        return std::shared_ptr<void>(nullptr, [&order, name](void*) { order += name; });
+    };
+    tracker->onConnectionChanged = [held = whenReleased("connection ")](bool) {};
+    tracker->onMotionUpdate = [held = whenReleased("motion ")](float, float, float) {};
+    tracker->stop();
+    EXPECT_EQ(order, "motion connection ");
+}
+
 TEST_F(MotionManager, MayBeStartedAgain) {
     const auto tracker = makeStarted();
     tracker->stop();
