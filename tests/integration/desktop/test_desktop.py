@@ -34,7 +34,8 @@ BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration
 <busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen>
   <policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
     <allow own="*"/></policy></busconfig>"""
-CLOSABLE = """<node><interface name="org.freedesktop.portal.{}"><method name="Close"/></interface></node>"""
+CLOSABLE = """<node><interface name="org.freedesktop.portal.{}"><method name="Close"/></interface>
+</node>"""
 LOGIN = """<node><interface name="org.freedesktop.login1.Manager">
   <method name="Inhibit"><arg type="s" direction="in"/><arg type="s" direction="in"/>
     <arg type="s" direction="in"/><arg type="s" direction="in"/>
@@ -66,7 +67,7 @@ class Bus:
                             GLib.Variant("(su)", (name, 0)), None, Gio.DBusCallFlags.NONE, -1, None)
 
     def offer(self, path, text, answer):
-        """`answer` is called with the caller, the method and the arguments, on the loop's thread."""
+        """`answer` is called on the loop's thread."""
         def called(_bus, sender, at, _interface, method, parameters, invocation):
             answer(sender, at, method, parameters.unpack(), invocation)
         return self.peer.register_object(path, Gio.DBusNodeInfo.new_for_xml(text).interfaces[0],
