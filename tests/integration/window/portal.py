@@ -1,6 +1,6 @@
 """A desktop portal that knows the colour scheme, of which each line of standard input is a new value,
-and how large texts are: portal.py SCHEME [FACTOR]. Says "ready" once it can be asked, "inhibited FLAGS" when somebody wants the person not to
-count as absent, and "released" when that is over."""
+and how large texts are: portal.py SCHEME [FACTOR]. Says "ready" once it can be asked, "inhibited
+FLAGS" when somebody wants the person not to count as absent, and "released" when that is over."""
 
 import sys
 import threading
