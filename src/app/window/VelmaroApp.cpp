@@ -64,6 +64,8 @@ void translate(QApplication& application) {
     };
     install(QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
     install(QStringLiteral("velmaro"), QStringLiteral(":/translations"));
+    // None of its own texts runs from right to left; menus and dialogs would be torn in two.
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
 }
 
 }  // namespace
