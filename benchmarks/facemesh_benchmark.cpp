@@ -64,7 +64,7 @@ void facemesh_720p(benchmark::State& state) {
     };
     std::vector<double> whole;
     std::vector<double> networks;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         whole.push_back(milliseconds([&] { (*created)->perform(frame, count); }));
         if (faces != 1 || expected != 1) {
             state.SkipWithError("the face was not found");
@@ -88,7 +88,7 @@ BENCHMARK(facemesh_720p)->Unit(benchmark::kMillisecond);
 void facemesh_720p_nobody(benchmark::State& state) {
     auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
     const Frame frame(1280, 720);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(analyzer.analyze(frame.view()).data());
     }
 }
@@ -97,8 +97,8 @@ BENCHMARK(facemesh_720p_nobody)->Unit(benchmark::kMillisecond);
 void letterbox_720p(benchmark::State& state) {
     const auto frame = faceFrame();
     facemesh::Letterbox letterbox(128);
-    std::vector<float> square(128 * 128 * 3);
-    for (auto _ : state) {
+    std::vector<float> square(std::size_t{128} * 128 * 3);
+    for ([[maybe_unused]] auto _ : state) {
         letterbox.fill(frame->view(), {0, 0, 1280, 720}, square);
         benchmark::DoNotOptimize(square.data());
     }
@@ -108,8 +108,8 @@ BENCHMARK(letterbox_720p)->Unit(benchmark::kMicrosecond);
 void warp_192(benchmark::State& state) {
     const auto frame = faceFrame();
     const facemesh::TurnedSquare square = {{640, 340}, 375, {0.995F, 0.0999F}};
-    std::vector<float> cells(192 * 192 * 3);
-    for (auto _ : state) {
+    std::vector<float> cells(std::size_t{192} * 192 * 3);
+    for ([[maybe_unused]] auto _ : state) {
         facemesh::warp(frame->view(), square, 192, cells);
         benchmark::DoNotOptimize(cells.data());
     }
@@ -118,7 +118,7 @@ BENCHMARK(warp_192)->Unit(benchmark::kMicrosecond);
 
 void detector_network(benchmark::State& state) {
     auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(analyzer.detector().network().run());
     }
 }
@@ -126,7 +126,7 @@ BENCHMARK(detector_network)->Unit(benchmark::kMicrosecond);
 
 void landmark_network(benchmark::State& state) {
     auto analyzer = facemesh::FaceAnalyzer::create(VELMARO_MODELS_DIR).value();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(analyzer.landmarkFinder().network().run());
     }
 }
@@ -137,7 +137,7 @@ void pose(benchmark::State& state) {
     const auto frame = faceFrame();
     const facemesh::Face face = analyzer.analyze(frame->view()).front();
     facemesh::Observation observation;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(analyzer.poseEstimator().estimate(face.points));
         benchmark::DoNotOptimize(observation.describe(face.points, 0, 1280, 720));
     }
@@ -145,7 +145,7 @@ void pose(benchmark::State& state) {
 BENCHMARK(pose)->Unit(benchmark::kMicrosecond);
 
 void load_models(benchmark::State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(FaceMesh::create(VELMARO_MODELS_DIR, nullptr));
     }
 }

@@ -81,7 +81,7 @@ void tracker_sample(benchmark::State& state) {
     tracker->setOffset();
 
     std::size_t next = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         headphones.handler(samples[next], std::nullopt);
         next = (next + 1) % samples.size();
     }

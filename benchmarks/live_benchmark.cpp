@@ -52,7 +52,7 @@ void startToFirstFrame(benchmark::State& state) {
     const auto camera = rig.device();
     std::vector<double> milliseconds;
     Usage before{};
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const std::size_t frames = rig.recorder->count();
         const auto begin = Clock::now();
         if (!rig.setUp(camera).empty()) {

@@ -43,7 +43,7 @@ void gaugePaint(benchmark::State& state) {
     Gauge gauge;
     QImage image = imageOf(gauge, static_cast<int>(state.range(0)));
     float pan = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         pan += 1;
         gauge.setAngles(pan, pan / 4);
         paint(gauge, image);
@@ -58,7 +58,7 @@ void readoutPaint(benchmark::State& state) {
     readout.resize(218, 48);
     QImage image = imageOf(readout, static_cast<int>(state.range(0)));
     float pan = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         pan += 0.1F;
         readout.setAngles(pan, pan / 4, true);
         paint(readout, image);

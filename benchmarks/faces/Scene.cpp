@@ -13,7 +13,7 @@ namespace {
 using testing::Frame;
 
 std::uint8_t level(float value) {
-    return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F);
+    return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0F, 255.0F)));
 }
 
 /// The mean of the picture's area that one pixel of the frame covers.
@@ -24,8 +24,9 @@ std::array<float, 3> mean(const Picture& picture, float left, float top, float s
     for (int i = 0; i < samples * samples; ++i) {
         const float u = std::clamp(left + (static_cast<float>(i % samples) + 0.5F) * step - 0.5F,
                                    0.0F, Picture::kWidth - 1.01F);
-        const float v = std::clamp(top + (static_cast<float>(i / samples) + 0.5F) * step - 0.5F,
-                                   0.0F, Picture::kHeight - 1.01F);
+        const int row = i / samples;
+        const float v = std::clamp(top + (static_cast<float>(row) + 0.5F) * step - 0.5F, 0.0F,
+                                   Picture::kHeight - 1.01F);
         const auto x = static_cast<std::size_t>(u);
         const auto y = static_cast<std::size_t>(v);
         const float fx = u - static_cast<float>(x);
@@ -140,7 +141,7 @@ Clip::Clip(const std::filesystem::path& planes, const std::filesystem::path& ang
 }
 
 Picture Clip::picture(int index) {
-    constexpr std::size_t kPixels = Picture::kWidth * Picture::kHeight;
+    constexpr std::size_t kPixels = std::size_t{Picture::kWidth} * Picture::kHeight;
     std::vector<std::uint8_t> planes(kPixels * 3 / 2);
     planes_.seekg(static_cast<std::streamoff>(planes.size()) * index);
     planes_.read(reinterpret_cast<char*>(planes.data()),
@@ -178,7 +179,8 @@ void Scene::add(Frame& frame, const Picture& picture, const Placing& placing) co
             const auto rgb = mean(picture, u, v, pixels);
             std::uint8_t* pixel = frame.pixel(x, y);
             for (std::size_t c = 0; c < 3; ++c) {
-                pixel[2 - c] = level(share * rgb[c] + (1 - share) * pixel[2 - c]);
+                pixel[2 - c] =
+                    level(share * rgb[c] + (1 - share) * static_cast<float>(pixel[2 - c]));
             }
         }
     }
@@ -208,7 +210,8 @@ void Scene::spoil(Frame& frame, const Spoiling& spoiling) {
         const float* noise = noise_.data() + random_() % kNumbers;
         std::uint8_t* row = frame.pixel(0, y);
         for (int i = 0; i < 4 * width_; ++i) {
-            row[i] = level(light[static_cast<std::size_t>(i / 4)] * row[i] + noise[i]);
+            row[i] = level(light[static_cast<std::size_t>(i / 4)] * static_cast<float>(row[i]) +
+                           noise[i]);
         }
     }
 }
@@ -224,7 +227,8 @@ void paintMask(Picture& picture) {
             const double v = (row - y) / 60;
             if (u * u * u * u + v * v * v * v < 1) {
                 const double shade = 1 - 0.25 * u * u;
-                float* rgb = picture.rgb.data() + 3 * (row * Picture::kWidth + column);
+                float* rgb =
+                    picture.rgb.data() + std::ptrdiff_t{3} * (row * Picture::kWidth + column);
                 rgb[0] = static_cast<float>(170 * shade);
                 rgb[1] = static_cast<float>(205 * shade);
                 rgb[2] = static_cast<float>(225 * shade);

@@ -19,7 +19,7 @@ std::array<float, 3> angles() {
 
 /// As the sender does it.
 void encode_ypr(benchmark::State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::array<std::byte, 256> buffer;
         std::pmr::monotonic_buffer_resource memory(buffer.data(), buffer.size());
         const auto message = velmaro::createOSCMessage("/ypr", angles(), &memory);
@@ -32,7 +32,7 @@ BENCHMARK(encode_ypr);
 /// Into a buffer that stays.
 void encode_ypr_oscpack(benchmark::State& state) {
     std::array<char, 256> buffer;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const std::array<float, 3> values = angles();
         osc::OutboundPacketStream stream(buffer.data(), buffer.size());
         stream << osc::BeginMessage("/ypr") << values[0] << values[1] << values[2]
@@ -45,7 +45,7 @@ BENCHMARK(encode_ypr_oscpack);
 
 void encode_ypr_liblo(benchmark::State& state) {
     std::array<char, 256> buffer;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const std::array<float, 3> values = angles();
         const lo_message message = lo_message_new();
         for (const float value : values) {

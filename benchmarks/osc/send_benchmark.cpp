@@ -109,7 +109,7 @@ void send_loopback(benchmark::State& state) {
     manager.port = std::to_string(ntohs(receiver.address().sin_port));
     manager.frameRate = -1;
     float pan = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         manager.sendOSC(pan, -5.0F, 0.5F);
         pan += 0.5F;
     }
@@ -127,7 +127,7 @@ void send_loopback_raw(benchmark::State& state) {
     checked(connect(sender, reinterpret_cast<const sockaddr*>(&receiver.address()),
                     sizeof receiver.address()));
     const auto message = createOSCMessage("/ypr", std::array{10.0F, -5.0F, 0.5F});
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (send(sender, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
             state.SkipWithError("a send failed");
             break;

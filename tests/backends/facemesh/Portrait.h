@@ -32,7 +32,8 @@ public:
     void setRun(std::uint64_t run) { run_ = run; }
 
     [[nodiscard]] std::uint8_t* pixel(int x, int y) {
-        return bytes_.data() + static_cast<std::ptrdiff_t>(y) * bytesPerRow_ + 4 * x;
+        return bytes_.data() + static_cast<std::ptrdiff_t>(y) * bytesPerRow_ +
+               std::ptrdiff_t{4} * x;
     }
 
 private:
@@ -56,7 +57,8 @@ public:
         int maximum = 0;
         file >> magic >> width_ >> height_ >> maximum;
         file.get();
-        rgb_.resize(static_cast<std::size_t>(3 * width_ * height_));
+        rgb_.resize(std::size_t{3} * static_cast<std::size_t>(width_) *
+                    static_cast<std::size_t>(height_));
         file.read(reinterpret_cast<char*>(rgb_.data()), static_cast<std::streamsize>(rgb_.size()));
         if (!file || magic != "P6" || maximum != 255) {
             throw std::runtime_error("cannot read " VELMARO_PORTRAIT);
@@ -88,13 +90,14 @@ private:
         constexpr int kSamples = 4;
         int sum[3] = {};
         for (int i = 0; i < kSamples * kSamples; ++i) {
+            const int row = i / kSamples;
             const double u = (x + (i % kSamples + 0.5) / kSamples - left) / scale;
-            const double v = (y + (i / kSamples + 0.5) / kSamples - top) / scale;
+            const double v = (y + (row + 0.5) / kSamples - top) / scale;
             if (u < 0 || v < 0 || u >= width_ || v >= height_) {
                 return;
             }
-            const auto from =
-                static_cast<std::size_t>(3 * (static_cast<int>(v) * width_ + static_cast<int>(u)));
+            const auto from = 3 * (static_cast<std::size_t>(v) * static_cast<std::size_t>(width_) +
+                                   static_cast<std::size_t>(u));
             for (std::size_t channel = 0; channel < 3; ++channel) {
                 sum[channel] += rgb_[from + channel];
             }
