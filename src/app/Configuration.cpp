@@ -182,11 +182,11 @@ std::vector<std::string> arguments(std::span<const KeptOption> kept) {
     std::vector<std::string> arguments;
     for (const KeptOption& option : kept) {
         for (const std::string& value : option.values) {
-            const std::string name = "--" + option.name;
+            std::string& name = arguments.emplace_back("--" + option.name);
             if (value.empty()) {
-                arguments.insert(arguments.end(), {name, value});
+                arguments.emplace_back();
             } else {
-                arguments.push_back(name + "=" + value);
+                name.append("=").append(value);
             }
         }
     }
