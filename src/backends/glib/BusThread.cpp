@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -83,25 +84,34 @@ BusThread::~BusThread() {
 }
 
 void BusThread::post(Work work) {
-    struct Posted {
-        BusThread& thread;
-        Work work;
-    };
+    {
+        const std::lock_guard lock(postedMutex_);
+        posted_.push_back(std::move(work));
+    }
     GSource* const source = g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
     g_source_set_callback(
         source,
-        [](gpointer posted) -> gboolean {
-            const auto& [thread, work] = *static_cast<Posted*>(posted);
-            if (!thread.isEnding_) {
-                work();
-            }
+        [](gpointer self) -> gboolean {
+            static_cast<BusThread*>(self)->runPosted();
             return G_SOURCE_REMOVE;
         },
-        new Posted{*this, std::move(work)},
-        [](gpointer posted) { delete static_cast<Posted*>(posted); });
+        this, nullptr);
     g_source_attach(source, context_.get());
     g_source_unref(source);
+}
+
+void BusThread::runPosted() {
+    std::vector<Work> posted;
+    {
+        const std::lock_guard lock(postedMutex_);
+        posted.swap(posted_);
+    }
+    for (const Work& work : posted) {
+        if (!isEnding_) {
+            work();
+        }
+    }
 }
 
 void BusThread::run(const std::string& name) {

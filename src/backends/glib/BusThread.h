@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -100,6 +101,7 @@ private:
     struct NameWatch;
 
     void run(const std::string& name);
+    void runPosted();
     void connect();
     void disconnect();
     [[nodiscard]] TextHandle findAddress() const;
@@ -111,6 +113,9 @@ private:
     const LoopHandle loop_;
     const ObjectHandle<GCancellable> cancellable_;
     std::atomic<bool> isEnding_ = false;
+    // Handed over under a lock of ours: the thread sanitizer does not see those of GLib.
+    std::mutex postedMutex_;
+    std::vector<Work> posted_;
 
     // The thread's own.
     ObjectHandle<GDBusConnection> connection_;
