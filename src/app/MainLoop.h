@@ -12,7 +12,7 @@ public:
     virtual DispatchQueue& queue() = 0;
     /// Runs the queue's work on this thread until `stop`.
     virtual void run() = 0;
-    /// Any thread; `run` returns after the work that is under way.
+    /// Main thread, from work of the queue; `run` returns after it.
     virtual void stop() = 0;
     /// Destroys queued work without running it, and all that is queued later. Main thread, after
     /// `run`.

@@ -359,7 +359,7 @@ void Run::end(ExitStatus status) {
         }
         // By way of the queue on which the sender's connection says goodbye, so that it can.
         system_->doors().dispatch.globalQueue(QualityOfService::standard).async([this] {
-            mainLoop_.stop();
+            mainLoop_.queue().async([this] { mainLoop_.stop(); });
         });
     });
 }

@@ -12,10 +12,7 @@ class QtMainLoop final : public MainLoop {
 public:
     DispatchQueue& queue() override { return queue_; }
     void run() override { QCoreApplication::exec(); }
-    void stop() override {
-        QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
-                                  Qt::QueuedConnection);
-    }
+    void stop() override { QCoreApplication::quit(); }
     void close() override { queue_.close(); }
 
 private:

@@ -31,7 +31,7 @@ public:
     [[nodiscard]] bool isCurrent() const override;
 
 protected:
-    bool event(QEvent* event) override;
+    void customEvent(QEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
 
 private:
