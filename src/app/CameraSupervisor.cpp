@@ -1,5 +1,6 @@
 #include "app/CameraSupervisor.h"
 
+#include <algorithm>
 #include <any>
 #include <chrono>
 #include <string_view>
@@ -10,8 +11,10 @@ namespace {
 
 constexpr std::string_view kCameraPrefix = "camera_";
 
-/// A camera that was unplugged leaves the list within a second of its failure.
-constexpr std::chrono::seconds kTimeToLeave{5};
+/// A camera that was unplugged leaves the list within a second of its failure. One that stays and
+/// cannot be opened has another user, say.
+constexpr std::chrono::seconds kFirstWait{5};
+constexpr std::chrono::seconds kLongestWait{30};
 
 std::string reasonOf(const Notification& notification) {
     const auto entry = notification.userInfo.find(kCaptureSessionErrorKey);
@@ -57,6 +60,8 @@ void CameraSupervisor::observeNotifications(NotificationCenter& center) {
         });
     center.addObserver(weak_from_this(), kCaptureSessionDidStartRunning, session.get(),
                        [this](const Notification&) { post(&CameraSupervisor::sessionStarted); });
+    center.addObserver(weak_from_this(), kCaptureSessionFirstFrame, session.get(),
+                       [this](const Notification&) { post(&CameraSupervisor::firstFrame); });
     center.addObserver(weak_from_this(), kCaptureDeviceWasConnected, nullptr,
                        [this](const Notification&) { post(&CameraSupervisor::cameraConnected); });
 }
@@ -73,14 +78,35 @@ bool CameraSupervisor::isCameraWanted() const {
     return view_.isRunning.get() && view_.selectedInputId.get().starts_with(kCameraPrefix);
 }
 
+bool CameraSupervisor::isLost() const {
+    return !lostId_.empty() && lostId_ == view_.selectedInputId.get();
+}
+
+bool CameraSupervisor::hasGivenPictures() const {
+    return proven_.contains(view_.selectedInputId.get());
+}
+
 void CameraSupervisor::sessionStarted() {
     if (!isCameraWanted()) {
         view_.cameraManager->captureSession->stopRunning();
         return;
     }
     hasStarted_ = true;
-    isLost_ = false;
+    isTrying_ = true;
     connectionsAtStart_ = connections_;
+}
+
+void CameraSupervisor::firstFrame() {
+    const auto input = view_.selectedInput();
+    if (!isCameraWanted() || !input) {
+        return;
+    }
+    proven_.insert(input->id());
+    if (isLost()) {
+        lostId_.clear();
+        diagnostics_.report({.subject = Diagnostic::Subject::camera,
+                             .text = "the camera \"" + input->label() + "\" is back"});
+    }
 }
 
 void CameraSupervisor::sessionEnded(const std::string& reason) {
@@ -101,7 +127,7 @@ void CameraSupervisor::refused(const CaptureRefusal& refusal) {
     if (!isCameraWanted()) {
         return;
     }
-    if (hasStarted_ && refusal.reason == CaptureRefusal::Reason::cannotOpen) {
+    if (refusal.reason == CaptureRefusal::Reason::cannotOpen ? hasStarted_ : hasGivenPictures()) {
         lose(refusal.text);
     } else {
         giveUp(refusal.text);
@@ -109,26 +135,41 @@ void CameraSupervisor::refused(const CaptureRefusal& refusal) {
 }
 
 void CameraSupervisor::lose(const std::string& reason) {
-    isLost_ = true;
-    diagnostics_.report({.kind = Diagnostic::Kind::warning,
-                         .subject = Diagnostic::Subject::camera,
-                         .text = reason,
-                         .advice = "tracking goes on when it is back"});
-    resumeIfBack();
-    if (!isLost_) {
-        return;
+    isTrying_ = false;
+    if (!isLost()) {
+        lostId_ = view_.selectedInputId.get();
+        wait_ = kFirstWait;
+        diagnostics_.report({.kind = Diagnostic::Kind::warning,
+                             .subject = Diagnostic::Subject::camera,
+                             .text = reason,
+                             .advice = "tracking goes on when it is back"});
     }
-    mainQueue_.asyncAfter(kTimeToLeave, [weakSelf = weak_from_this(), loss = ++losses_, reason] {
+    if (connections_ != connectionsAtStart_ && view_.selectedInput()) {
+        startAnew();
+    } else {
+        tryAfterAWhile(reason);
+    }
+}
+
+void CameraSupervisor::tryAfterAWhile(const std::string& reason) {
+    mainQueue_.asyncAfter(wait_, [weakSelf = weak_from_this(), wait = ++waits_, reason] {
         const auto self = weakSelf.lock();
-        if (self && self->losses_ == loss && self->isLost_ && self->isCameraWanted() &&
-            self->view_.selectedInput()) {
+        if (!self || self->waits_ != wait || self->isTrying_ || !self->isLost() ||
+            !self->isCameraWanted() || !self->view_.selectedInput()) {
+            return;
+        }
+        if (self->hasGivenPictures()) {
+            self->startAnew();
+        } else {
             self->giveUp(reason);
         }
     });
+    wait_ = std::min(2 * wait_, kLongestWait);
 }
 
 void CameraSupervisor::giveUp(const std::string& reason) {
-    isLost_ = true;
+    isTrying_ = false;
+    lostId_ = view_.selectedInputId.get();
     diagnostics_.report({.kind = Diagnostic::Kind::failure,
                          .subject = Diagnostic::Subject::camera,
                          .text = reason});
@@ -137,18 +178,15 @@ void CameraSupervisor::giveUp(const std::string& reason) {
 
 void CameraSupervisor::cameraConnected() {
     ++connections_;
-    resumeIfBack();
+    wait_ = kFirstWait;
+    if (isLost() && !isTrying_ && isCameraWanted() && view_.selectedInput()) {
+        startAnew();
+    }
 }
 
-void CameraSupervisor::resumeIfBack() {
-    const auto input = view_.selectedInput();
-    if (!isLost_ || !isCameraWanted() || !input || connections_ == connectionsAtStart_) {
-        return;
-    }
-    isLost_ = false;
+void CameraSupervisor::startAnew() {
+    isTrying_ = true;
     connectionsAtStart_ = connections_;
-    diagnostics_.report({.subject = Diagnostic::Subject::camera,
-                         .text = "the camera \"" + input->label() + "\" is back"});
     view_.stopCurrentTracking();
     view_.startTracking();
 }

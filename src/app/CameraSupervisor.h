@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "app/ContentView.h"
@@ -14,6 +16,9 @@ namespace velmaro {
 /// Does beside the logic, which retries nothing, what a person would do about a camera: says that
 /// it has failed, starts it anew when it is back, and stops one that started after tracking was
 /// switched off. Main thread.
+///
+/// A camera that has given a picture in this run is never given up: while it is listed it is tried
+/// again, after 5 seconds first and at last every 30. Its loss is said once, and its return.
 class CameraSupervisor : public std::enable_shared_from_this<CameraSupervisor> {
     struct Private {};
 
@@ -29,8 +34,8 @@ public:
                      std::function<bool(const std::string& inputId)> isFile,
                      std::function<void()> onGivenUp);
 
-    /// Whether the chosen camera failed and has not come back.
-    [[nodiscard]] bool isLost() const { return isLost_; }
+    /// Whether the chosen camera failed and has not given a picture since.
+    [[nodiscard]] bool isLost() const;
 
     /// The camera was refused before its session could start.
     void refused(const CaptureRefusal& refusal);
@@ -41,14 +46,16 @@ private:
     void post(std::function<void(CameraSupervisor&)> work);
 
     [[nodiscard]] bool isCameraWanted() const;
+    [[nodiscard]] bool hasGivenPictures() const;
     void sessionStarted();
+    void firstFrame();
     void sessionEnded(const std::string& reason);
-    /// Waits for the camera's return. One that never goes, because another program has it, say,
-    /// does not come back either: it is given up.
+    /// Waits for the camera's return.
     void lose(const std::string& reason);
+    void tryAfterAWhile(const std::string& reason);
     void giveUp(const std::string& reason);
     void cameraConnected();
-    void resumeIfBack();
+    void startAnew();
 
     ContentView& view_;
     DispatchQueue& mainQueue_;
@@ -56,8 +63,14 @@ private:
     const std::function<bool(const std::string&)> isFile_;
     const std::function<void()> onGivenUp_;
     bool hasStarted_ = false;
-    bool isLost_ = false;
-    std::uint64_t losses_ = 0;
+    /// The inputs that have given a picture.
+    std::set<std::string> proven_;
+    /// The input that failed and is waited for; empty if none is.
+    std::string lostId_;
+    /// The lost camera is being started.
+    bool isTrying_ = false;
+    std::chrono::seconds wait_{};
+    std::uint64_t waits_ = 0;
     // A camera that failed may come back before its failure is told.
     std::uint64_t connections_ = 0;
     std::uint64_t connectionsAtStart_ = 0;

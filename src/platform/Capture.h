@@ -114,6 +114,8 @@ inline constexpr const char* kCaptureSessionRuntimeError = "CaptureSessionRuntim
 /// In the user information of a runtime error, with a `CaptureError`.
 inline constexpr const char* kCaptureSessionErrorKey = "CaptureSessionError";
 inline constexpr const char* kCaptureSessionDidStartRunning = "CaptureSessionDidStartRunning";
+/// After each start, before its first frame is delivered: some cameras start and then fail.
+inline constexpr const char* kCaptureSessionFirstFrame = "CaptureSessionFirstFrame";
 /// Posted on any thread when the discovery's answer has changed.
 inline constexpr const char* kCaptureDeviceWasConnected = "CaptureDeviceWasConnected";
 inline constexpr const char* kCaptureDeviceWasDisconnected = "CaptureDeviceWasDisconnected";

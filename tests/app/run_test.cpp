@@ -134,8 +134,18 @@ protected:
         post(kCaptureSessionRuntimeError, reason);
         runEverything();
     }
-    void cameraStarts() {
+    void sessionStarts() {
+        capture.session->running = true;
         post(kCaptureSessionDidStartRunning);
+        runEverything();
+    }
+    void cameraStarts() {
+        sessionStarts();
+        post(kCaptureSessionFirstFrame);
+        runEverything();
+    }
+    void passes(double seconds) {
+        dispatch.main.advance(seconds);
         runEverything();
     }
     [[nodiscard]] std::ptrdiff_t starts() const {
@@ -203,6 +213,7 @@ TEST_F(RunTest, ACameraThatIsBackIsStartedAnew) {
                   post(kCaptureDeviceWasConnected);
                   runEverything();
                   EXPECT_EQ(starts(), 2);
+                  cameraStarts();
                   telemetry->datagramsOut = 1;
                   run->end(ExitStatus::success);
               }),
@@ -249,9 +260,10 @@ TEST_F(RunTest, ACameraThatNeverStartsEndsTheTerminalsRun) {
     }
 }
 
-TEST_F(RunTest, ACameraThatFailsAndStaysIsGivenUp) {
+// Of a camera that another program reads the kernel says so only when the first picture is due.
+TEST_F(RunTest, ACameraThatFailsBeforeItsFirstPictureAndStaysIsGivenUp) {
     EXPECT_EQ(runs([this] {
-                  cameraStarts();
+                  sessionStarts();
                   cameraFails("the camera is busy");
                   dispatch.main.advance(4);
                   runEverything();
@@ -261,6 +273,167 @@ TEST_F(RunTest, ACameraThatFailsAndStaysIsGivenUp) {
               ExitStatus::couldNotRun);
     EXPECT_TRUE(loop.isStopped);
     EXPECT_THAT(reported.lines(), Contains("the camera is busy"));
+}
+
+TEST_F(RunTest, ACameraThatGavePicturesAndStaysIsTriedEverMoreSeldom) {
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera is busy");
+        std::ptrdiff_t tries = 1;
+        for (const double wait : {5, 10, 20, 30, 30, 30}) {
+            passes(wait - 0.5);
+            EXPECT_EQ(starts(), tries);
+            passes(1);
+            EXPECT_EQ(starts(), ++tries) << "after " << wait;
+            // Whether it starts first makes no difference.
+            if (tries % 2 == 0) {
+                sessionStarts();
+            }
+            cameraFails("the camera cannot be opened");
+            EXPECT_FALSE(loop.isStopped);
+        }
+        passes(60);
+        cameraStarts();
+        passes(600);
+        EXPECT_EQ(starts(), tries + 1);
+        cameraFails("the camera is busy");
+        passes(5);
+        EXPECT_EQ(starts(), tries + 2) << "a new loss begins anew";
+    });
+    EXPECT_THAT(reported.lines(),
+                ElementsAre(HasSubstr("'Desk Camera' to"),
+                            "the camera is busy: tracking goes on when it is back",
+                            "the camera \"Desk Camera\" is back",
+                            "the camera is busy: tracking goes on when it is back"));
+}
+
+TEST_F(RunTest, ACameraThatGavePicturesAndIsRefusedIsTriedAgain) {
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera was disconnected");
+        capture.inputError = Error{"the camera is not connected", "the camera is not connected"};
+        passes(5);
+        EXPECT_EQ(starts(), 1);
+        capture.inputError.reset();
+        capture.status = AuthorizationStatus::denied;
+        passes(10);
+        EXPECT_EQ(starts(), 1);
+        EXPECT_FALSE(loop.isStopped);
+        capture.status = AuthorizationStatus::authorized;
+        passes(20);
+        EXPECT_EQ(starts(), 2);
+        cameraStarts();
+    });
+    EXPECT_THAT(reported.lines(),
+                ElementsAre(HasSubstr("'Desk Camera' to"),
+                            "the camera was disconnected: tracking goes on when it is back",
+                            "the camera \"Desk Camera\" is back"));
+}
+
+TEST_F(RunTest, ACameraThatIsPluggedInAnewIsTriedAtOnceButNotWhileItStarts) {
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera is busy");
+        passes(5);
+        cameraFails("the camera is busy");
+        EXPECT_EQ(starts(), 2);
+        post(kCaptureDeviceWasConnected);
+        runEverything();
+        EXPECT_EQ(starts(), 3);
+        post(kCaptureDeviceWasConnected);
+        runEverything();
+        EXPECT_EQ(starts(), 3);
+        cameraFails("the camera was disconnected");
+        EXPECT_EQ(starts(), 4);
+        cameraFails("the camera is busy");
+        passes(5);
+        EXPECT_EQ(starts(), 5) << "the wait begins anew with a new connection";
+    });
+}
+
+TEST_F(RunTest, AWaitEndsWithTheTryThatCameBefore) {
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera is busy");
+        passes(3);
+        post(kCaptureDeviceWasConnected);
+        runEverything();
+        EXPECT_EQ(starts(), 2);
+        passes(3);
+        EXPECT_EQ(starts(), 2) << "it is starting";
+        cameraFails("the camera is busy");
+        passes(3);
+        post(kCaptureDeviceWasConnected);
+        runEverything();
+        EXPECT_EQ(starts(), 3);
+        cameraFails("the camera is busy");
+        passes(3);
+        EXPECT_EQ(starts(), 3) << "it failed three seconds ago";
+        passes(3);
+        EXPECT_EQ(starts(), 4);
+    });
+}
+
+TEST_F(RunTest, ACameraThatIsChosenInsteadOfALostOneIsNotBack) {
+    capture.setLocal({desk, wall});
+    options.program = Program::window;
+    options.start = true;
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera is busy");
+        run->view()->select("camera_wall");
+        runEverything();
+        cameraStarts();
+        passes(60);
+        EXPECT_EQ(starts(), 2);
+    });
+    EXPECT_THAT(reported.lines(),
+                ElementsAre("the camera is busy: tracking goes on when it is back"));
+}
+
+TEST_F(RunTest, ALostCameraIsNotTriedWhileNobodyWantsIt) {
+    options.program = Program::window;
+    options.start = true;
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera is busy");
+        EXPECT_TRUE(run->view()->isRunning.get());
+        run->view()->toggleTracking();
+        passes(60);
+        EXPECT_EQ(starts(), 1);
+        run->view()->toggleTracking();
+        runEverything();
+        EXPECT_EQ(starts(), 2);
+    });
+}
+
+TEST_F(RunTest, AnotherCameraThatNeverGaveAPictureIsGivenUpAfterOneThatDid) {
+    capture.setLocal({desk, wall});
+    options.program = Program::window;
+    options.start = true;
+    (void)runs([this] {
+        cameraStarts();
+        run->view()->select("camera_wall");
+        runEverything();
+        cameraFails("the camera is busy");
+        EXPECT_EQ(starts(), 2);
+        passes(60);
+        EXPECT_EQ(starts(), 2);
+    });
+    EXPECT_THAT(
+        reported.lines(),
+        ElementsAre("the camera is busy: tracking goes on when it is back", "the camera is busy"));
+}
+
+TEST_F(RunTest, TimeThatPassesWhileTheCameraIsLostEndsWithOne) {
+    options.duration = 60;
+    EXPECT_EQ(runs([this] {
+                  cameraStarts();
+                  telemetry->datagramsOut = 1;
+                  cameraFails("the camera is busy");
+                  passes(60);
+              }),
+              ExitStatus::couldNotRun);
 }
 
 TEST_F(RunTest, ACameraThatFailedAndWentIsWaitedFor) {

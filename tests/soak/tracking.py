@@ -143,10 +143,6 @@ class Tracking:
         self.command = command
         self.environment = environment
         self.receiver = Receiver()
-        self.start()
-
-    def start(self):
-        """Once more after a close."""
         # What it held after each fault came once; growth is what comes later.
         self.first = None
         self.output = Output()

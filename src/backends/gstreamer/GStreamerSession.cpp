@@ -55,8 +55,11 @@ std::optional<Error> GStreamerSession::begin() {
     }
     const VideoOutput::Target target = committed_.output->target();
     auto pipeline = Pipeline::open(committed_.input->makeSource(), services_->workers);
-    auto newestFrame = std::make_shared<NewestFrame>(target.delegate, target.queue,
-                                                     committed_.connection, services_->telemetry);
+    auto newestFrame = std::make_shared<NewestFrame>(
+        target.delegate, target.queue, committed_.connection, services_->telemetry,
+        [services = services_, object = static_cast<const CaptureSession*>(this)] {
+            services->notificationCenter.post({kCaptureSessionFirstFrame, object, {}});
+        });
     if (auto error = pipeline->play(newestFrame, weak_from_this())) {
         pipeline->close();
         return error;

@@ -14,11 +14,13 @@ void count(std::atomic<std::uint64_t>& counter, int frames) {
 
 NewestFrame::NewestFrame(std::weak_ptr<SampleBufferDelegate> delegate,
                          std::shared_ptr<DispatchQueue> queue,
-                         std::shared_ptr<const CaptureConnection> connection, Telemetry& telemetry)
+                         std::shared_ptr<const CaptureConnection> connection, Telemetry& telemetry,
+                         Work onFirst)
     : delegate_(std::move(delegate)),
       queue_(std::move(queue)),
       connection_(std::move(connection)),
-      telemetry_(telemetry) {}
+      telemetry_(telemetry),
+      onFirst_(std::move(onFirst)) {}
 
 void NewestFrame::put(std::shared_ptr<const PixelBuffer> image,
                       Telemetry::Clock::time_point arrival, int discardedBefore, bool keepsBeat) {
@@ -103,6 +105,9 @@ void NewestFrame::hand(const Frame& frame) {
     }
     if (isClosed()) {
         return;
+    }
+    if (onFirst_) {
+        std::exchange(onFirst_, nullptr)();
     }
     telemetry_.frameBegins(frame.arrival);
     delegate->captureOutputDidOutput({frame.image});

@@ -17,9 +17,10 @@ namespace velmaro::gstreamer {
 class NewestFrame : public std::enable_shared_from_this<NewestFrame> {
 public:
     /// Without a queue nothing is delivered. Frames that come while `connection` is disabled are
-    /// ignored.
+    /// ignored. `onFirst`, which may be empty, is called on the queue before the first delivery.
     NewestFrame(std::weak_ptr<SampleBufferDelegate> delegate, std::shared_ptr<DispatchQueue> queue,
-                std::shared_ptr<const CaptureConnection> connection, Telemetry& telemetry);
+                std::shared_ptr<const CaptureConnection> connection, Telemetry& telemetry,
+                Work onFirst = {});
     NewestFrame(const NewestFrame&) = delete;
     NewestFrame& operator=(const NewestFrame&) = delete;
 
@@ -52,6 +53,8 @@ private:
     const std::shared_ptr<DispatchQueue> queue_;
     const std::shared_ptr<const CaptureConnection> connection_;
     Telemetry& telemetry_;
+    /// The queue's own.
+    Work onFirst_;
 
     // Held for a few assignments, never over a call to the outside.
     std::mutex mutex_;

@@ -131,6 +131,8 @@ public:
         observer_ = std::make_shared<int>();
         notificationCenter.addObserver(observer_, kCaptureSessionDidStartRunning, session.get(),
                                        [this](const Notification&) { ++didStart; });
+        notificationCenter.addObserver(observer_, kCaptureSessionFirstFrame, session.get(),
+                                       [this](const Notification&) { ++firstFrames; });
         notificationCenter.addObserver(
             observer_, kCaptureSessionRuntimeError, session.get(), [this](const Notification& n) {
                 const std::lock_guard lock(mutex_);
@@ -192,6 +194,7 @@ public:
     std::shared_ptr<Recorder> recorder = std::make_shared<Recorder>();
     std::atomic<int> ended = 0;
     std::atomic<int> didStart = 0;
+    std::atomic<int> firstFrames = 0;
     std::unique_ptr<GStreamerCapture> capture;
     std::shared_ptr<CaptureSession> session;
     std::shared_ptr<VideoDataOutput> output;

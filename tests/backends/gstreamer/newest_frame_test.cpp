@@ -53,12 +53,13 @@ protected:
     void deliver() { queue->run(); }
 
     Telemetry telemetry;
+    int firsts = 0;
     std::shared_ptr<Numbers> delegate = std::make_shared<Numbers>();
     std::shared_ptr<fakes::HandCrankedQueue> queue =
         std::make_shared<fakes::HandCrankedQueue>("frames");
     std::shared_ptr<VideoConnection> connection = std::make_shared<VideoConnection>();
     std::shared_ptr<NewestFrame> newest =
-        std::make_shared<NewestFrame>(delegate, queue, connection, telemetry);
+        std::make_shared<NewestFrame>(delegate, queue, connection, telemetry, [this] { ++firsts; });
 };
 
 TEST_F(NewestFrameTest, AsksForOneDeliveryPerFilledSlot) {
@@ -84,6 +85,17 @@ TEST_F(NewestFrameTest, TellsWhatWasDiscardedOnTheWayAmongItsOwn) {
     EXPECT_EQ(delegate->events, (std::vector{-1, -1, -1, -1, 5, -1, 7}));
     EXPECT_EQ(telemetry.framesIn, 2U);
     EXPECT_EQ(telemetry.framesDropped, 5U);
+}
+
+TEST_F(NewestFrameTest, TellsOfTheFirstDeliveryBeforeIt) {
+    delegate->onFrame = [this] { EXPECT_EQ(firsts, 1); };
+    EXPECT_TRUE(put(1));
+    EXPECT_EQ(firsts, 0);
+    deliver();
+    EXPECT_TRUE(put(2));
+    deliver();
+    EXPECT_EQ(delegate->events, (std::vector{1, 2}));
+    EXPECT_EQ(firsts, 1);
 }
 
 TEST_F(NewestFrameTest, FrameThatComesWhileOneIsHandledWaits) {

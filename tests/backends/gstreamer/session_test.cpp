@@ -82,6 +82,10 @@ TEST_F(SessionTest, StartIsToldAndFramesFlow) {
     std::this_thread::sleep_for(100ms);
     EXPECT_EQ(rig.recorder->count(), frames);
     rig.session->stopRunning();
+    EXPECT_EQ(rig.firstFrames, 1);
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() > frames; }));
+    EXPECT_EQ(rig.firstFrames, 2);
     EXPECT_TRUE(rig.errors().empty());
 }
 
