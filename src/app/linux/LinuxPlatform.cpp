@@ -29,6 +29,7 @@
 #include "backends/portal/Desktop.h"
 #include "backends/portal/PortalCapture.h"
 #include "backends/queues/AsioDispatch.h"
+#include "backends/queues/PostsAfterWork.h"
 #include "backends/queues/SignalListener.h"
 #include "backends/queues/SystemClock.h"
 #include "backends/settings/SettingsStore.h"
@@ -168,6 +169,7 @@ private:
     NotificationCenter notificationCenter_;
     SettingsStore userDefaults_;
     const std::unique_ptr<HeadphoneMotion> headphoneMotion_;
+    MainQueueAfterWork mainQueue_;
     std::unique_ptr<AsioDispatch> dispatch_;
     AsioNetwork network_;
     gstreamer::GStreamerCapture capture_;
@@ -188,7 +190,8 @@ LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted
       errorLines_(diagnostics),
       userDefaults_(diagnostics),
       headphoneMotion_(wanted.headphones ? makeHeadphones(options, diagnostics) : noHeadphones()),
-      dispatch_(std::make_unique<AsioDispatch>(mainQueue)),
+      mainQueue_(mainQueue),
+      dispatch_(std::make_unique<AsioDispatch>(mainQueue_)),
       network_(&telemetry),
       capture_(*dispatch_, notificationCenter_, telemetry, diagnostics,
                {.files = fileCameras(options),

@@ -3,7 +3,20 @@
 #include <system_error>
 #include <utility>
 
+#include "backends/queues/PostsAfterWork.h"
+
 namespace velmaro {
+
+namespace {
+
+Work withPostsAfterIt(Work work) {
+    return [work = std::move(work)] {
+        const PostsAfterWork after;
+        work();
+    };
+}
+
+}  // namespace
 
 AsioSerialQueue::AsioSerialQueue(const std::string& label)
     : label_(label), loop_(std::make_shared<EventLoop>(EventLoop::Threads::one)) {
@@ -12,7 +25,7 @@ AsioSerialQueue::AsioSerialQueue(const std::string& label)
 
 AsioSerialQueue::~AsioSerialQueue() {
     loop_->stop();
-    if (isCurrent()) {
+    if (loop_->isCurrent()) {
         thread_.detach();
     } else if (thread_.joinable()) {
         thread_.join();
@@ -20,12 +33,12 @@ AsioSerialQueue::~AsioSerialQueue() {
 }
 
 void AsioSerialQueue::async(Work work) {
-    loop_->post(std::move(work));
+    loop_->post(withPostsAfterIt(std::move(work)));
     startThread();
 }
 
 void AsioSerialQueue::asyncAfter(std::chrono::duration<double> delay, Work work) {
-    loop_->postAfter(delay, std::move(work));
+    loop_->postAfter(delay, withPostsAfterIt(std::move(work)));
     startThread();
 }
 

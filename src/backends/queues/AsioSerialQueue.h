@@ -12,7 +12,8 @@ namespace velmaro {
 
 /// A serial queue with a thread of its own. Where the system has none to give, work waits until it
 /// has, which is tried with each piece. Its release waits for the work that is running, unless it
-/// is that work which releases it; later work is destroyed without running.
+/// is that work which releases it; later work is destroyed without running. What its work posts to
+/// a MainQueueAfterWork goes on when that work has ended.
 class AsioSerialQueue : public DispatchQueue {
 public:
     explicit AsioSerialQueue(const std::string& label);

@@ -19,6 +19,7 @@
 #include "ThreadShortage.h"
 #include "backends/queues/AsioDispatch.h"
 #include "backends/queues/AsioMainQueue.h"
+#include "backends/queues/PostsAfterWork.h"
 
 namespace velmaro {
 namespace {
@@ -67,9 +68,10 @@ TEST_F(SerialQueueTest, KeepsTheOrderAndRunsOneAtATime) {
     constexpr int kEach = 400;
     std::array<std::vector<int>, kThreads> ran;
     std::atomic<int> inside = 0;
-    std::latch done(kThreads * kEach);
+    std::latch done(std::ptrdiff_t{kThreads} * kEach);
     const auto queue = makeSerialQueue();
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&, thread] {
             for (int i = 0; i < kEach; ++i) {
@@ -89,6 +91,46 @@ TEST_F(SerialQueueTest, KeepsTheOrderAndRunsOneAtATime) {
     for (const auto& each : ran) {
         EXPECT_TRUE(std::is_sorted(each.begin(), each.end()));
     }
+}
+
+TEST_F(SerialQueueTest, TheMainThreadDoesNotOvertakeTheWorkThatPostsToIt) {
+    MainQueueAfterWork afterWork(mainQueue);
+    const auto queue = makeSerialQueue();
+    std::vector<int> ran;
+    const auto work = [&](int number) {
+        return [&, number] {
+            EXPECT_FALSE(afterWork.isCurrent());
+            afterWork.async([&ran, number] { ran.push_back(number); });
+            afterWork.async([&ran, number] { ran.push_back(number + 1); });
+            // The main thread comes by before the work ends.
+            std::latch cameBy(1);
+            mainQueue.async([&ran, &cameBy] {
+                ran.push_back(0);
+                cameBy.count_down();
+            });
+            cameBy.wait();
+        };
+    };
+    queue->async(work(1));
+    queue->asyncAfter(duration<double>(0), work(3));
+    queue->asyncAfter(duration<double>(0.001),
+                      [&] { afterWork.async([this] { mainQueue.stop(); }); });
+    mainQueue.run();
+    EXPECT_TRUE(afterWork.isCurrent());
+    EXPECT_EQ(ran, (std::vector{0, 1, 2, 0, 3, 4}));
+}
+
+TEST_F(SerialQueueTest, DelayedWorkAndThatOfOtherThreadsDoesNotWaitForIt) {
+    MainQueueAfterWork afterWork(mainQueue);
+    const auto queue = makeSerialQueue();
+    std::latch ranAll(2);
+    queue->async([&] {
+        afterWork.asyncAfter(duration<double>(0), [&] { ranAll.count_down(); });
+        std::thread([&] { afterWork.async([&] { ranAll.count_down(); }); }).join();
+        ranAll.wait();
+        afterWork.async([this] { mainQueue.stop(); });
+    });
+    mainQueue.run();
 }
 
 TEST_F(SerialQueueTest, DelayedWorkIsNotEarly) {
@@ -226,8 +268,9 @@ TEST_F(GlobalQueueTest, TakesWorkFromManyThreads) {
     constexpr int kEach = 300;
     DispatchQueue& queue = dispatch->globalQueue(QualityOfService::standard);
     std::atomic<int> ran = 0;
-    std::latch done(kThreads * kEach);
+    std::latch done(std::ptrdiff_t{kThreads} * kEach);
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&] {
             for (int i = 0; i < kEach; ++i) {
