@@ -45,6 +45,14 @@ std::uint64_t number(std::span<const std::uint8_t> bytes) {
     return value;
 }
 
+/// False if the file ends before `bytes` are full.
+bool readAt(std::istream& file, std::int64_t at, std::span<std::uint8_t> bytes) {
+    file.clear();
+    file.seekg(at);
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return file.good();
+}
+
 /// Of EXIF data of that length which begin where `file` is.
 GstVideoOrientationMethod orientationAt(std::istream& file, std::int64_t length) {
     std::vector<std::uint8_t> exif(static_cast<std::size_t>(
@@ -93,13 +101,8 @@ void readJPEG(std::istream& file, FileHead& head) {
 /// Follows the chunks of a PNG file up to the picture itself for its orientation.
 void readPNG(std::istream& file, FileHead& head) {
     std::int64_t at = 8;
-    for (int count = 0; count < kMostSegments; ++count) {
-        std::array<std::uint8_t, 8> header{};
-        file.clear();
-        file.seekg(at);
-        if (!file.read(reinterpret_cast<char*>(header.data()), header.size())) {
-            return;
-        }
+    std::array<std::uint8_t, 8> header{};
+    for (int count = 0; count < kMostSegments && readAt(file, at, header); ++count) {
         const auto length = static_cast<std::int64_t>(number(std::span(header).first(4)));
         const std::string_view kind(reinterpret_cast<const char*>(header.data()) + 4, 4);
         if (kind == "eXIf") {
@@ -117,13 +120,8 @@ void readPNG(std::istream& file, FileHead& head) {
 /// Follows the chunks of a WebP file for its orientation.
 void readWebP(std::istream& file, FileHead& head) {
     std::int64_t at = 12;
-    for (int count = 0; count < kMostSegments; ++count) {
-        std::array<std::uint8_t, 8> header{};
-        file.clear();
-        file.seekg(at);
-        if (!file.read(reinterpret_cast<char*>(header.data()), header.size())) {
-            return;
-        }
+    std::array<std::uint8_t, 8> header{};
+    for (int count = 0; count < kMostSegments && readAt(file, at, header); ++count) {
         std::reverse(header.begin() + 4, header.end());
         const auto length = static_cast<std::int64_t>(number(std::span(header).last(4)));
         if (std::string_view(reinterpret_cast<const char*>(header.data()), 4) == "EXIF") {
@@ -143,9 +141,8 @@ std::int64_t endOfBoxes(std::istream& file) {
     std::int64_t at = 0;
     for (int count = 0; count < kMostSegments && at + 8 <= size; ++count) {
         std::array<std::uint8_t, 16> header{};
-        file.clear();
-        file.seekg(at);
-        file.read(reinterpret_cast<char*>(header.data()), header.size());
+        // The last box may be shorter than this.
+        readAt(file, at, header);
         std::uint64_t length = number(std::span(header).first(4));
         if (length == 1) {
             length = number(std::span(header).last(8));
