@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <string_view>
 #include <utility>
 
-#include "app/Configuration.h"
+#include "app/InputChoice.h"
+#include "app/KeptSettings.h"
 #include "app/OutputOptions.h"
 #include "app/Startup.h"
 
@@ -14,11 +14,6 @@ namespace {
 
 using Kind = Diagnostic::Kind;
 using Subject = Diagnostic::Subject;
-
-/// Where the headphones' rest pose is stored.
-constexpr std::string_view kPoseKey = "headphoneCalibration";
-constexpr const char* kNoSource = "no source is there";
-constexpr const char* kNoSourceAdvice = "connect a camera or headphones, or try --demo";
 
 bool isFile(const Options& options, const std::string& inputId) {
     return (options.demo && inputId == "camera_demo") || inputId.starts_with("camera_file:");
@@ -77,7 +72,8 @@ std::optional<ExitStatus> Run::prepare() {
     if (options_.listInputs) {
         return listInputs();
     }
-    if (!chooseInput() || (options_.save && !keepSettings(options_) && isInTerminal())) {
+    if (!InputChoice(options_, *view_, *system_, diagnostics_).make() ||
+        (options_.save && !keepSettings(options_) && isInTerminal())) {
         return ExitStatus::couldNotRun;
     }
     return std::nullopt;
@@ -123,64 +119,9 @@ ExitStatus Run::listInputs() {
         return ExitStatus::couldNotRun;
     }
     if (view_->availableInputs().empty()) {
-        report(Kind::hint, Subject::program, kNoSource, kNoSourceAdvice);
+        reportNoSource(diagnostics_, Kind::hint);
     }
     return ExitStatus::success;
-}
-
-bool Run::chooseInput() {
-    if (options_.input) {
-        view_->select(*options_.input);
-    } else if (options_.choosesHeadphones) {
-        view_->select(InputSource::airpods().id());
-    }
-    const std::optional<InputSource> input = view_->selectedInput();
-    if (!input && options_.awaitsHeadphones &&
-        options_.input.value_or(InputSource::airpods().id()) == InputSource::airpods().id()) {
-        view_->select(InputSource::airpods().id());
-        return true;
-    }
-    if (!input && options_.isInputKept && !isInTerminal()) {
-        chooseAnother();
-        return true;
-    }
-    if (!input && options_.input) {
-        fail(Subject::program, "there is no source '" + *options_.input + "'", "see --list-inputs");
-        return false;
-    }
-    if (!input && isInTerminal()) {
-        fail(Subject::program, kNoSource, kNoSourceAdvice);
-        return false;
-    }
-    return !input || input->isAirpods() || (!isRecordingInVain() && canTrackFaces());
-}
-
-/// What was kept some day must not keep the window from opening today.
-void Run::chooseAnother() {
-    report(Kind::warning, Subject::settings,
-           "the source that was kept, '" + *options_.input + "', is not there",
-           "connect it and choose it, or choose another");
-    if (const auto inputs = view_->availableInputs(); !inputs.empty()) {
-        view_->select(inputs.front().id());
-    }
-}
-
-/// In a window another source may be chosen later, unless one was named.
-bool Run::isRecordingInVain() {
-    if (!options_.recordMotion || !(isInTerminal() || options_.input)) {
-        return false;
-    }
-    fail(Subject::recording, "only headphones' motion can be recorded, and a camera is the source",
-         "choose the headphones with --input airpods, or leave out --record-motion");
-    return true;
-}
-
-bool Run::canTrackFaces() {
-    if (const auto& error = system_->faceLandmarksError()) {
-        fail(Subject::camera, error->description);
-        return false;
-    }
-    return true;
 }
 
 // Tracking
@@ -259,40 +200,12 @@ void Run::reportDestination() {
     }
 }
 
-// Settings
-
 bool Run::keepSettings(const Options& options) {
-    const std::string file = options_.configuration.string();
-    const auto text = configurationText(options);
-    if (!text) {
-        fail(Subject::settings, "the settings cannot be kept", text.error().description);
-        return false;
-    }
-    const auto written =
-        file.empty() ? failure("there is no home folder") : system_->replaceFile(file, *text);
-    if (!written) {
-        fail(Subject::settings,
-             "the settings cannot be kept in " + file + " (" + written.error().description + ")",
-             "make the folder writable, or name another file with --config");
-        return false;
-    }
-    report(Kind::hint, Subject::settings, "the settings are kept in " + file);
-    return true;
+    return velmaro::keepSettings(options, *system_, diagnostics_);
 }
 
 bool Run::forgetPose() {
-    UserDefaults& stored = system_->doors().userDefaults;
-    const bool wasThere = !stored.data(kPoseKey).empty();
-    stored.setData(kPoseKey, "");
-    if (!stored.data(kPoseKey).empty()) {
-        fail(Subject::headphones, "the stored pose of the headphones could not be removed");
-        return false;
-    }
-    report(Kind::hint, Subject::headphones,
-           wasThere ? "the stored pose of the headphones is forgotten"
-                    : "no pose of the headphones is stored",
-           wasThere && view_ ? "the next start begins without it" : "");
-    return true;
+    return velmaro::forgetPose(system_->doors().userDefaults, diagnostics_, view_ != nullptr);
 }
 
 // Requests and the end

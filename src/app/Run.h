@@ -66,11 +66,6 @@ private:
     [[nodiscard]] bool isInTerminal() const { return options_.program == Program::terminal; }
     void assemble();
     [[nodiscard]] ExitStatus listInputs();
-    /// False after saying why the chosen source cannot be had.
-    [[nodiscard]] bool chooseInput();
-    void chooseAnother();
-    [[nodiscard]] bool isRecordingInVain();
-    [[nodiscard]] bool canTrackFaces();
     void watch();
     void start();
     void startWhenHeadphonesConnect();
