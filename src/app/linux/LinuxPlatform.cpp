@@ -1,6 +1,5 @@
 #include "app/linux/LinuxPlatform.h"
 
-#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
@@ -13,12 +12,12 @@
 #include <vector>
 
 #include "app/QuietLog.h"
+#include "app/linux/CameraSources.h"
 #include "app/linux/Files.h"
 #include "app/linux/MotionSources.h"
 #include "app/linux/Process.h"
 #include "app/linux/Resources.h"
 #include "app/linux/WantedSources.h"
-#include "backends/cameras/LiveCameras.h"
 #include "backends/control/ControlListener.h"
 #include "backends/facemesh/FaceMesh.h"
 #include "backends/gstreamer/GStreamerCapture.h"
@@ -45,48 +44,6 @@ public:
         return false;
     }
 };
-
-/// The system answers within 60 ms; only a daemon that hangs, or GStreamer's very first look at its
-/// plug-ins, needs this long.
-constexpr std::chrono::milliseconds kCameraPatience{3000};
-constexpr std::chrono::milliseconds kLongCameraPatience{10000};
-
-/// Null if those of this computer are not even looked for.
-std::unique_ptr<gstreamer::DeviceProvider> makeCameras(CameraSearch cameraSearch,
-                                                       NotificationCenter& notificationCenter,
-                                                       Diagnostics& diagnostics) {
-    std::chrono::milliseconds patience{0};
-    switch (cameraSearch) {
-        case CameraSearch::none:
-            return nullptr;
-        case CameraSearch::listedLater:
-            break;
-        case CameraSearch::awaited:
-            patience = kCameraPatience;
-            break;
-        case CameraSearch::awaitedPatiently:
-            patience = kLongCameraPatience;
-            break;
-    }
-    return cameras::makeLiveCameras(notificationCenter, diagnostics, patience);
-}
-
-std::vector<gstreamer::FileCamera> fileCameras(const Options& options) {
-    std::vector<gstreamer::FileCamera> cameras;
-    if (options.demo) {
-        cameras.push_back({resource("demo/demo.webm"), "demo", "Demonstration"});
-    }
-    for (const std::string& file : options.cameraFiles) {
-        cameras.push_back(gstreamer::FileCamera::fromPath(file));
-    }
-    return cameras;
-}
-
-/// Who names a file has allowed it by that.
-bool needsPermission(const Options& options, const WantedSources& wanted) {
-    return wanted.cameraSearch != CameraSearch::none && !options.demo &&
-           options.cameraFiles.empty();
-}
 
 /// Standard output stays free for an answer that scripts read.
 std::unique_ptr<Log> makeLog(const Options& options, Diagnostics& diagnostics) {
@@ -196,7 +153,7 @@ LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted
       capture_(*dispatch_, notificationCenter_, telemetry, diagnostics,
                {.files = fileCameras(options),
                 .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
-                .cameras = makeCameras(wanted.cameraSearch, notificationCenter_, diagnostics),
+                .cameras = makeLiveCameras(wanted.cameraSearch, notificationCenter_, diagnostics),
                 .playbackEnded = [this] { call(playbackEnded_); }}),
       portal_(needsPermission(options, wanted)
                   ? std::make_unique<PortalCapture>(capture_, diagnostics)
