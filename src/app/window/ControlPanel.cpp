@@ -1,11 +1,8 @@
 #include "app/window/ControlPanel.h"
 
 #include <QBoxLayout>
-#include <QEvent>
 #include <QRegularExpressionValidator>
 #include <QShortcut>
-#include <QWindow>
-#include <algorithm>
 #include <utility>
 
 #include "app/ReceiverMonitor.h"
@@ -18,6 +15,7 @@
 #include "app/window/MessageList.h"
 #include "app/window/RatePicker.h"
 #include "app/window/Readout.h"
+#include "app/window/SilenceNotes.h"
 #include "app/window/SilenceWatch.h"
 #include "app/window/SourcePicker.h"
 #include "app/window/StatusRow.h"
@@ -31,7 +29,6 @@ namespace {
 constexpr int kFontSize = 11;
 constexpr int kIpWidth = 80;
 constexpr int kPortWidth = 45;
-constexpr std::chrono::milliseconds kRefreshInterval{16};
 constexpr std::chrono::milliseconds kNoteInterval{250};
 
 constexpr QKeyCombination kStartKeys = Qt::CTRL | Qt::Key_R;
@@ -70,6 +67,7 @@ ControlPanel::ControlPanel(std::shared_ptr<ContentView> view, Sources sources, Q
       statusRow(new StatusRow(this)),
       view_(std::move(view)),
       sources_(sources),
+      pacer_(*this, [this] { refresh(); }),
       messageList_(new MessageList(this)) {
     new HeldKeys(this);
     layOut();
@@ -136,9 +134,6 @@ void ControlPanel::bind() {
     observe(*view_->faceDetector);
     observe(view_->oscManager);
     observe(*view_->headphoneManager);
-    refreshTimer_.setSingleShot(true);
-    refreshTimer_.setTimerType(Qt::PreciseTimer);
-    connect(&refreshTimer_, &QTimer::timeout, this, [this] { refresh(); });
     connect(&noteTimer_, &QTimer::timeout, this, [this] {
         refreshNotes();
         refreshReason();
@@ -176,7 +171,7 @@ void ControlPanel::act(const std::function<void()>& action) {
 }
 
 void ControlPanel::observe(Observable& object) {
-    subscriptions_.push_back(object.observeChanges([this] { refreshSoon(); }));
+    subscriptions_.push_back(object.observeChanges([this] { pacer_.refreshSoon(); }));
 }
 
 // What a control is, for tool tips and for those who cannot see it
@@ -227,41 +222,14 @@ void ControlPanel::updateToolTips() {
 
 // Showing the state
 
-bool ControlPanel::isExposed() const {
-    const QWindow* const handle = window()->windowHandle();
-    return isVisible() && handle != nullptr && handle->isExposed();
-}
-
 void ControlPanel::showEvent(QShowEvent* event) {
-    window()->windowHandle()->installEventFilter(this);
+    pacer_.watch(*window()->windowHandle());
     refresh();
     QWidget::showEvent(event);
 }
 
-bool ControlPanel::eventFilter(QObject* object, QEvent* event) {
-    if (event->type() == QEvent::Expose && isStale_ && isExposed()) {
-        refresh();
-    }
-    return QWidget::eventFilter(object, event);
-}
-
-void ControlPanel::refreshSoon() {
-    if (!isExposed()) {
-        isStale_ = true;
-        return;
-    }
-    if (refreshTimer_.isActive()) {
-        return;
-    }
-    const auto since = std::chrono::steady_clock::now() - lastRefresh_;
-    const auto wait = kRefreshInterval - std::chrono::ceil<std::chrono::milliseconds>(since);
-    refreshTimer_.start(std::clamp(wait, std::chrono::milliseconds(0), kRefreshInterval));
-}
-
 void ControlPanel::refresh() {
-    refreshTimer_.stop();
-    isStale_ = false;
-    lastRefresh_ = std::chrono::steady_clock::now();
+    pacer_.noteRefresh();
     refreshControls();
     const bool tiltEnabled = view_->tiltEnabled.get();
     readout->setAngles(view_->currentPan(), view_->currentTilt(), tiltEnabled);
@@ -283,25 +251,9 @@ void ControlPanel::refreshNotes() {
 }
 
 void ControlPanel::refreshReason() {
-    switch (sources_.silence != nullptr ? sources_.silence->silence() : Silence::none) {
-        case Silence::none:
-            statusRow->setReason({});
-            break;
-        case Silence::noFace:
-            statusRow->setReason(
-                tr("No face is seen: come into the picture, or make it brighter."));
-            break;
-        case Silence::noPictures:
-            statusRow->setReason(tr("The camera “%1” gives no pictures: see whether it is plugged "
-                                    "in and whether another program uses it.")
-                                     .arg(sourcePicker->currentText()));
-            break;
-        case Silence::noMotion:
-            statusRow->setReason(
-                tr("The headphones send no motion: see whether they are worn and "
-                   "connected."));
-            break;
-    }
+    statusRow->setReason(
+        noteOnSilence(sources_.silence != nullptr ? sources_.silence->silence() : Silence::none,
+                      sourcePicker->currentText()));
 }
 
 void ControlPanel::showMessages() {

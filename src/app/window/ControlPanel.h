@@ -2,12 +2,12 @@
 
 #include <QTimer>
 #include <QWidget>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <vector>
 
 #include "app/ContentView.h"
+#include "app/window/RefreshPacer.h"
 #include "platform/Diagnostics.h"
 
 class QHBoxLayout;
@@ -61,7 +61,6 @@ public:
     StatusRow* const statusRow;
 
 protected:
-    bool eventFilter(QObject* object, QEvent* event) override;
     void showEvent(QShowEvent* event) override;
 
 private:
@@ -74,24 +73,18 @@ private:
     /// Runs what a person asked for, and shows the result at once.
     void act(const std::function<void()>& action);
     void observe(Observable& object);
-    /// Refreshes soon: all changes until then together, and no oftener than a screen shows.
-    void refreshSoon();
     void showStartButton(bool isRunning);
     void refreshControls();
     void refreshNotes();
     void refreshReason();
     void updateToolTips();
-    [[nodiscard]] bool isExposed() const;
 
     std::shared_ptr<ContentView> view_;
     const Sources sources_;
+    RefreshPacer pacer_;
     std::vector<Subscription> subscriptions_;
-    QTimer refreshTimer_;
     /// For what changes by the mere passing of time.
     QTimer noteTimer_;
-    std::chrono::steady_clock::time_point lastRefresh_;
-    /// Something changed while nobody could see it.
-    bool isStale_ = false;
     MessageList* messageList_;
     /// What the tool tips were made for.
     struct Described {

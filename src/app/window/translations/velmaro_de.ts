@@ -95,18 +95,6 @@
         <source>The OSC address of every message, ASCII only; acts at once</source>
         <translation>Die OSC-Adresse jeder Nachricht, nur ASCII; wirkt sofort</translation>
     </message>
-    <message>
-        <source>No face is seen: come into the picture, or make it brighter.</source>
-        <translation>Kein Gesicht ist zu sehen: ins Bild kommen oder für mehr Licht sorgen.</translation>
-    </message>
-    <message>
-        <source>The camera “%1” gives no pictures: see whether it is plugged in and whether another program uses it.</source>
-        <translation>Die Kamera „%1“ liefert keine Bilder: nachsehen, ob sie angeschlossen ist und ob ein anderes Programm sie benutzt.</translation>
-    </message>
-    <message>
-        <source>The headphones send no motion: see whether they are worn and connected.</source>
-        <translation>Der Kopfhörer sendet keine Bewegung: nachsehen, ob er getragen wird und verbunden ist.</translation>
-    </message>
 </context>
 <context>
     <name>velmaro::DestinationNotes</name>
@@ -248,6 +236,21 @@ MIT-Lizenz. Die Gesichtsmodelle stehen unter Apache-2.0, die Schrift unter OFL.<
     <message>
         <source>Tilt in degrees</source>
         <translation>Neigung in Grad</translation>
+    </message>
+</context>
+<context>
+    <name>velmaro::SilenceNotes</name>
+    <message>
+        <source>No face is seen: come into the picture, or make it brighter.</source>
+        <translation>Kein Gesicht ist zu sehen: ins Bild kommen oder für mehr Licht sorgen.</translation>
+    </message>
+    <message>
+        <source>The camera “%1” gives no pictures: see whether it is plugged in and whether another program uses it.</source>
+        <translation>Die Kamera „%1“ liefert keine Bilder: nachsehen, ob sie angeschlossen ist und ob ein anderes Programm sie benutzt.</translation>
+    </message>
+    <message>
+        <source>The headphones send no motion: see whether they are worn and connected.</source>
+        <translation>Der Kopfhörer sendet keine Bewegung: nachsehen, ob er getragen wird und verbunden ist.</translation>
     </message>
 </context>
 <context>

@@ -95,18 +95,6 @@
         <source>The OSC address of every message, ASCII only; acts at once</source>
         <translation>L’adresse OSC de chaque message, ASCII seulement ; agit aussitôt</translation>
     </message>
-    <message>
-        <source>No face is seen: come into the picture, or make it brighter.</source>
-        <translation>Aucun visage n’est vu : venez dans l’image ou ajoutez de la lumière.</translation>
-    </message>
-    <message>
-        <source>The camera “%1” gives no pictures: see whether it is plugged in and whether another program uses it.</source>
-        <translation>La caméra « %1 » ne donne pas d’images : vérifiez qu’elle est branchée et qu’aucun autre programme ne l’utilise.</translation>
-    </message>
-    <message>
-        <source>The headphones send no motion: see whether they are worn and connected.</source>
-        <translation>Le casque n’envoie pas de mouvement : vérifiez qu’il est porté et connecté.</translation>
-    </message>
 </context>
 <context>
     <name>velmaro::DestinationNotes</name>
@@ -248,6 +236,21 @@ Licence MIT. Les modèles de visage sont sous Apache-2.0, la police sous OFL.</t
     <message>
         <source>Tilt in degrees</source>
         <translation>Inclinaison en degrés</translation>
+    </message>
+</context>
+<context>
+    <name>velmaro::SilenceNotes</name>
+    <message>
+        <source>No face is seen: come into the picture, or make it brighter.</source>
+        <translation>Aucun visage n’est vu : venez dans l’image ou ajoutez de la lumière.</translation>
+    </message>
+    <message>
+        <source>The camera “%1” gives no pictures: see whether it is plugged in and whether another program uses it.</source>
+        <translation>La caméra « %1 » ne donne pas d’images : vérifiez qu’elle est branchée et qu’aucun autre programme ne l’utilise.</translation>
+    </message>
+    <message>
+        <source>The headphones send no motion: see whether they are worn and connected.</source>
+        <translation>Le casque n’envoie pas de mouvement : vérifiez qu’il est porté et connecté.</translation>
     </message>
 </context>
 <context>
