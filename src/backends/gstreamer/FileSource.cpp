@@ -35,20 +35,6 @@ std::string seconds(GstClockTime time) {
     return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
 }
 
-/// Of a frame, by the caps of its pad; a thirtieth of a second if these say nothing.
-GstClockTime nominalDuration(GstPad* pad) {
-    const CapsHandle caps(gst_pad_get_current_caps(pad));
-    int frames = 0;
-    int span = 0;
-    if (caps &&
-        gst_structure_get_fraction(gst_caps_get_structure(caps.get(), 0), "framerate", &frames,
-                                   &span) != FALSE &&
-        frames > 0 && span > 0) {
-        return gst_util_uint64_scale_int(GST_SECOND, span, frames);
-    }
-    return GST_SECOND / 30;
-}
-
 std::string_view mediaType(const GstCaps* caps) {
     return gst_structure_get_name(gst_caps_get_structure(caps, 0));
 }
@@ -94,10 +80,7 @@ std::optional<Error> FileSource::build(GstBin* pipeline, FrameSink& sink, const 
                                                                      : head_.orientation,
                  nullptr);
     const PadHandle decoded(gst_element_get_static_pad(converter_, "sink"));
-    gst_pad_add_probe(decoded.get(),
-                      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER |
-                                                   GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
-                      passes, this, nullptr);
+    times_.watch(decoded.get());
 
     g_signal_connect(decoder, "autoplug-continue", G_CALLBACK(autoplugContinue), this);
     g_signal_connect(decoder, "pad-added", G_CALLBACK(padAdded), this);
@@ -178,34 +161,6 @@ void FileSource::linkTail() {
     gst_element_sync_state_with_parent(freeze);
 }
 
-GstPadProbeReturn FileSource::passes(GstPad* pad, GstPadProbeInfo* info, gpointer self) {
-    auto& source = *static_cast<FileSource*>(self);
-    if ((GST_PAD_PROBE_INFO_TYPE(info) & GST_PAD_PROBE_TYPE_BUFFER) != 0) {
-        source.giveTime(pad, info);
-    } else if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_SEGMENT) {
-        const GstSegment* segment = nullptr;
-        gst_event_parse_segment(GST_PAD_PROBE_INFO_EVENT(info), &segment);
-        source.next_.store(segment->format == GST_FORMAT_TIME ? segment->start : 0);
-    }
-    return GST_PAD_PROBE_OK;
-}
-
-// Some videos, such as bare streams, do not say when a frame is due, which would be at once.
-void FileSource::giveTime(GstPad* pad, GstPadProbeInfo* info) {
-    GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
-    GstClockTime duration = GST_BUFFER_DURATION(buffer);
-    if (!GST_CLOCK_TIME_IS_VALID(duration)) {
-        duration = nominalDuration(pad);
-    }
-    if (!GST_BUFFER_PTS_IS_VALID(buffer)) {
-        buffer = gst_buffer_make_writable(buffer);
-        GST_BUFFER_PTS(buffer) = next_.load();
-        GST_BUFFER_DURATION(buffer) = duration;
-        info->data = buffer;
-    }
-    next_.store(GST_BUFFER_PTS(buffer) + duration);
-}
-
 void FileSource::unknownType(GstElement* /*decoder*/, GstPad* /*pad*/, GstCaps* caps,
                              gpointer self) {
     auto& source = *static_cast<FileSource*>(self);
@@ -279,7 +234,7 @@ std::optional<Error> FileSource::wrongEnd() const {
     if (isStill_.load() || sawSound_.load() || !GST_CLOCK_TIME_IS_VALID(duration_)) {
         return std::nullopt;
     }
-    const GstClockTime missing = duration_ - std::min(next_.load(), duration_);
+    const GstClockTime missing = duration_ - std::min(times_.end(), duration_);
     if (missing <= kTolerableGap || missing <= duration_ / 20) {
         return std::nullopt;
     }

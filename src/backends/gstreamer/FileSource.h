@@ -7,6 +7,7 @@
 
 #include "backends/gstreamer/FileCamera.h"
 #include "backends/gstreamer/FileHead.h"
+#include "backends/gstreamer/FrameTimes.h"
 #include "backends/gstreamer/Source.h"
 
 namespace velmaro::gstreamer {
@@ -34,12 +35,9 @@ private:
     static void unknownType(GstElement* decoder, GstPad* pad, GstCaps* caps, gpointer self);
     static void elementAdded(GstBin* bin, GstBin* parent, GstElement* element, gpointer self);
 
-    static GstPadProbeReturn passes(GstPad* pad, GstPadProbeInfo* info, gpointer self);
-
     void linkTail();
     /// True if a picture of that size may be decoded; else it is remembered and told.
     bool accepts(const GstCaps* caps);
-    void giveTime(GstPad* pad, GstPadProbeInfo* info);
     [[nodiscard]] std::string reason(const GError& error) const;
 
     const std::string path_;
@@ -56,6 +54,7 @@ private:
     std::int64_t size_ = 0;
     GstClockTime duration_ = GST_CLOCK_TIME_NONE;
 
+    FrameTimes times_;
     // What the streaming threads found out. No lock is held over a call into GStreamer, which
     // takes locks of its own on the way here.
     std::atomic<bool> recognised_ = false;
@@ -64,8 +63,6 @@ private:
     std::atomic<bool> sawSound_ = false;
     /// The demuxer is one that gives nothing after a seek, gives an error or forgets the pace.
     std::atomic<bool> cannotSeek_ = false;
-    /// When the next frame is due in a video that does not say so, and where the last one ended.
-    std::atomic<GstClockTime> next_ = 0;
     mutable std::mutex mutex_;
     std::string missingDecoder_;
     std::string tooLarge_;
