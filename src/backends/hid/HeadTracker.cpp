@@ -7,94 +7,21 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <functional>
-#include <future>
 #include <set>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
 namespace velmaro {
 namespace {
 
-/// Seconds; about the rate at which all head trackers seen so far report.
-constexpr double kInterval = 0.04;
 /// Some are slow to answer over Bluetooth; then a person hears of it.
 constexpr int kTriesBeforeReport = 5;
 constexpr std::size_t kLongestReport = 4096;
 /// So that a device that never pauses cannot keep the thread from its other duties.
 constexpr int kMostAtOnce = 64;
-/// What a device gets to answer when the end has come. The kernel itself gives it five seconds for
-/// each question.
-constexpr std::chrono::seconds kLeave{1};
-/// How often it is looked whether the end has come while a device does not answer.
-constexpr std::chrono::milliseconds kGlance{50};
-
-/// Runs `work`, which asks a device, and waits for it, but not for long once the end has come: then
-/// `work` is left alone with what it holds. False if so.
-bool waitForDevice(const MotionThread& thread, std::function<void()> work) {
-    const auto task = std::make_shared<std::packaged_task<void()>>(std::move(work));
-    const std::future<void> done = task->get_future();
-    try {
-        std::thread([task] { (*task)(); }).detach();
-    } catch (const std::system_error&) {
-        // Where the system has no thread to give, this one waits as long as it takes.
-        (*task)();
-    }
-    std::optional<std::chrono::steady_clock::time_point> end;
-    while (done.wait_for(kGlance) == std::future_status::timeout) {
-        const auto now = std::chrono::steady_clock::now();
-        if (!end && thread.isEnding()) {
-            end = now + kLeave;
-        }
-        if (end && now > *end) {
-            return false;
-        }
-    }
-    return true;
-}
 
 }  // namespace
-
-struct HeadTracker::Tracker {
-    std::string name;
-    std::shared_ptr<HidDevice> hid;
-    HeadTrackerLayout layout;
-    HeadTrackerAxes axes;
-    std::vector<std::uint8_t> description;
-    /// The request that the device follows; 0 when stopped.
-    std::uint64_t request = 0;
-    std::optional<std::uint8_t> resetCounter;
-
-    // Both wait for the device. False if it refuses.
-    [[nodiscard]] bool start() const;
-    void stop() const;
-};
-
-bool HeadTracker::Tracker::start() const {
-    bool accepted = true;
-    for (const auto& control : layout.controls()) {
-        // What the device keeps there besides stays. One that cannot be asked gets zeros.
-        auto report = hid->feature(control.id, control.size);
-        if (!report || !layout.setStart(*report, kInterval, description)) {
-            report.emplace(control.size);
-            report->front() = control.id;
-            accepted = layout.setStart(*report, kInterval, description) && accepted;
-        }
-        accepted = hid->setFeature(*report) && accepted;
-    }
-    return accepted;
-}
-
-void HeadTracker::Tracker::stop() const {
-    for (const auto& control : layout.controls()) {
-        auto report = hid->feature(control.id, control.size);
-        if (report && layout.setStop(*report)) {
-            hid->setFeature(*report);
-        }
-    }
-}
 
 HeadTracker::HeadTracker(std::unique_ptr<HidSystem> system, Diagnostics& diagnostics,
                          const HeadTrackerTiming& timing)
@@ -198,13 +125,13 @@ void HeadTracker::consider(const std::string& name, MotionThread& thread) {
                "report it as docs/headphones.md describes");
         return;
     }
-    tracker_ = std::make_shared<Tracker>(
-        Tracker{.name = identity.name,
-                .hid = device,
-                .layout = std::move(*layout),
-                .axes = headTrackerAxes(identity.vendor, identity.product, diagnostics_),
-                .description = std::move(*description),
-                .resetCounter = std::nullopt});
+    tracker_ = std::make_shared<HeadTrackerDevice>(
+        HeadTrackerDevice{.name = identity.name,
+                          .hid = device,
+                          .layout = std::move(*layout),
+                          .axes = headTrackerAxes(identity.vendor, identity.product, diagnostics_),
+                          .description = std::move(*description),
+                          .resetCounter = std::nullopt});
     nodes_.erase(name);
     thread.setAvailable(true);
 }

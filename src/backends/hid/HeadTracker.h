@@ -6,8 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "backends/hid/HeadTrackerAxes.h"
-#include "backends/hid/HeadTrackerLayout.h"
+#include "backends/hid/HeadTrackerDevice.h"
 #include "backends/hid/HidSystem.h"
 #include "backends/motion/MotionThread.h"
 #include "platform/Diagnostics.h"
@@ -33,8 +32,6 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    /// The head tracker in use.
-    struct Tracker;
     /// What is known of a node that is not in use.
     struct Node {
         /// The trouble that a person has heard of.
@@ -69,7 +66,7 @@ private:
     const HeadTrackerTiming timing_;
     std::optional<FileDescriptor> folder_;
     /// Shared with a thread that waits for the device, which may outlive this.
-    std::shared_ptr<Tracker> tracker_;
+    std::shared_ptr<HeadTrackerDevice> tracker_;
     std::map<std::string, Node> nodes_;
 };
 
