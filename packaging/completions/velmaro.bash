@@ -43,6 +43,10 @@ _velmaro() {
             COMPREPLY=($(compgen -W "30 60" -- "$cur"))
             return
             ;;
+        --rotate)
+            COMPREPLY=($(compgen -W "90 180 270" -- "$cur"))
+            return
+            ;;
         --receiver)
             COMPREPLY=($(compgen -W "$("$1" --receiver list 2>/dev/null | cut -f 1)" -- "$cur"))
             return
@@ -58,8 +62,8 @@ _velmaro() {
     $split && return
 
     local options="--list-inputs --input --camera-file --once --motion-file --motion-udp
-        --motion-udp-bind --airpods-address --record-motion --demo --ip --port --osc --rate
-        --no-tilt --quaternion --receiver --flip --order --radians --split --also
+        --motion-udp-bind --airpods-address --record-motion --demo --rotate --mirror --ip --port
+        --osc --rate --no-tilt --quaternion --receiver --flip --order --radians --split --also
         --control-port --control-bind --allow-idle --config --no-config --save --forget-pose
         --quiet --start --version --help"
     [[ ${1##*/} == velmaro-cli ]] && options+=" --duration --stats"

@@ -35,6 +35,8 @@ complete -c $program -l motion-udp-bind -x -d 'Receive them at this address'
 complete -c $program -l airpods-address -x -d 'Connect to paired AirPods (experimental)'
 complete -c $program -l record-motion -r -F -d "Record the headphones' motion"
 complete -c $program -l demo -d 'Use the demonstration clip as the camera'
+complete -c $program -l rotate -x -a '90 180 270' -d "Turn the camera's picture clockwise"
+complete -c $program -l mirror -d "Exchange the left and right of the camera's picture"
 complete -c $program -l ip -x -a '(__fish_print_hostnames)' -d 'Send to this host'
 complete -c $program -l port -x -d 'Send to this UDP port'
 complete -c $program -l osc -x -d 'Send under this OSC address'

@@ -8,6 +8,7 @@
 #include <tl/expected.hpp>
 #include <vector>
 
+#include "platform/PixelBuffer.h"
 #include "platform/Result.h"
 #include "platform/SourceOption.h"
 #include "receivers/ReceiverNetwork.h"
@@ -43,6 +44,7 @@ struct Options {
     bool awaitsHeadphones = false;
     std::optional<std::string> recordMotion;
     bool demo = false;
+    CameraOrientation cameraOrientation;
     std::string ipAddress = "127.0.0.1";
     std::string port = "8000";
     std::string oscMessage = "/ypr";

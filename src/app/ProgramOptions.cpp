@@ -59,6 +59,12 @@ std::string requireRate(const std::string& text) {
     return usable ? "" : "'" + text + "' is no rate: give messages a second, 1 or more";
 }
 
+std::string requireRotation(const std::string& text) {
+    const int degrees = decimal<int>(text).value_or(0);
+    const bool usable = degrees == 90 || degrees == 180 || degrees == 270;
+    return usable ? "" : "'" + text + "' is no turn of a picture: give 90, 180 or 270";
+}
+
 /// Only what is given is stored: the sources know their own defaults.
 void addSourceOptions(CLI::App& app, std::span<const SourceOption> sourceOptions,
                       Options& options) {
@@ -106,6 +112,19 @@ void addSources(CLI::App& app, std::span<const SourceOption> sourceOptions, Opti
                    "Record the headphones' motion into a new file")
         ->type_name("FILE");
     app.add_flag("--demo", options.demo, "Use the built-in demonstration clip as the camera");
+}
+
+void addOrientation(CLI::App& app, CameraOrientation& orientation) {
+    app.add_option_function<std::string>(
+           "--rotate",
+           [&orientation](const std::string& text) {
+               orientation.rotation = decimal<int>(text).value_or(0);
+           },
+           "Turn a camera's picture clockwise, since the camera hangs askew")
+        ->type_name("90|180|270")
+        ->check(requireRotation);
+    app.add_flag("--mirror", orientation.mirrored,
+                 "Exchange left and right of a camera's picture, since the camera mirrors it");
 }
 
 void addDestination(CLI::App& app, Options& options) {
@@ -178,6 +197,7 @@ void addConfiguration(CLI::App& app, Options& options, bool& isLeftAlone) {
 void addProgramOptions(CLI::App& app, std::span<const SourceOption> sourceOptions, Options& options,
                        bool& isConfigurationLeftAlone) {
     addSources(app, sourceOptions, options);
+    addOrientation(app, options.cameraOrientation);
     addDestination(app, options);
     addRest(app, options);
     addOutputOptions(app, options);

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 namespace velmaro {
@@ -21,6 +22,16 @@ struct ColorComponent {
     [[nodiscard]] const std::uint8_t* at(int x, int y) const {
         return base + (y >> rowShift) * rowStep + (x >> columnShift) * columnStep;
     }
+};
+
+/// What has to be done with a camera's pictures so that they stand upright and the right way round.
+struct CameraOrientation {
+    /// By how many degrees they are turned clockwise: 0, 90, 180 or 270.
+    int rotation = 0;
+    /// Whether left and right are then exchanged.
+    bool mirrored = false;
+
+    bool operator==(const CameraOrientation&) const = default;
 };
 
 /// Somebody else's picture in whatever format it has: three components, red, green and blue or
@@ -44,6 +55,20 @@ struct ImageView {
             return ColorComponent{base == nullptr ? nullptr : blue + offset, 4, bytesPerRow, 0, 0};
         };
         return {width, height, {component(2), component(1), component(0)}};
+    }
+
+    /// The same memory read in another order, which costs nothing whatever the format: in bytes a
+    /// packed or subsampled picture would have to be sorted anew. A last column or row that has a
+    /// colour of its own, in a format where two share one, is left out where the order is reversed.
+    [[nodiscard]] ImageView turned(CameraOrientation orientation) const;
+
+    /// Rows become columns. What reads along the memory looks at a picture that lies on its side
+    /// so.
+    [[nodiscard]] ImageView transposed() const;
+
+    /// Whether the rows run across the memory, as of a picture that was turned on its side.
+    [[nodiscard]] bool liesOnItsSide() const {
+        return std::abs(components[0].columnStep) > std::abs(components[0].rowStep);
     }
 };
 

@@ -117,6 +117,21 @@ TEST(CommandLine, ReadsEveryOption) {
     EXPECT_TRUE(options.listInputs);
 }
 
+TEST(CommandLine, ReadsHowTheCameraHangs) {
+    EXPECT_EQ(parsed({}).cameraOrientation, CameraOrientation());
+    EXPECT_EQ(parsed({"--rotate", "90"}).cameraOrientation, (CameraOrientation{90, false}));
+    EXPECT_EQ(parsed({"--rotate", "180"}).cameraOrientation, (CameraOrientation{180, false}));
+    EXPECT_EQ(parsed({"--mirror"}).cameraOrientation, (CameraOrientation{0, true}));
+    EXPECT_EQ(parsed({"--mirror", "--rotate=270"}).cameraOrientation,
+              (CameraOrientation{270, true}));
+    for (const char* const wrong : {"0", "45", "-90", "360", "90.5", "90x", "left", ""}) {
+        EXPECT_THAT(complaint({"--rotate", wrong}),
+                    AllOf(HasSubstr("--rotate"), HasSubstr("give 90, 180 or 270")))
+            << wrong;
+    }
+    EXPECT_THAT(complaint({"--rotate"}), HasSubstr("--rotate"));
+}
+
 TEST(CommandLine, ReadsTheOptionsThatSourcesBring) {
     const Options options = parsed({"--colour", "red", "--shade=dark"});
     EXPECT_EQ(options.sourceValues, (SourceValues{{"--colour", "red"}, {"--shade", "dark"}}));

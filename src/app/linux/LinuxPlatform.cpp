@@ -153,6 +153,7 @@ LinuxPlatform::LinuxPlatform(const Options& options, const WantedSources& wanted
       capture_(*dispatch_, notificationCenter_, telemetry, diagnostics,
                {.files = fileCameras(options),
                 .playback = options.once ? gstreamer::Playback::once : gstreamer::Playback::looped,
+                .orientation = options.cameraOrientation,
                 .cameras = makeLiveCameras(wanted.cameraSearch, notificationCenter_, diagnostics),
                 .playbackEnded = [this] { call(playbackEnded_); }}),
       portal_(needsPermission(options, wanted)

@@ -89,7 +89,7 @@ bool areInterleaved(const ColorComponent& a, const ColorComponent& b) {
 /// Whether one read of four numbers gives all components of a pixel.
 bool has32BitPixels(const ImageView& image) {
     return std::ranges::all_of(image.components, [&](const ColorComponent& each) {
-        return each.columnStep == 4 && each.columnShift == 0 &&
+        return std::abs(each.columnStep) == 4 && each.columnShift == 0 &&
                areInterleaved(image.components[0], each) &&
                std::abs(each.base - image.components[0].base) < 4;
     });
@@ -181,10 +181,10 @@ void Letterbox::sumColumns(const ColorComponent& component, std::size_t index) {
 }
 
 /// The same for all components of a picture of 32 bits a pixel.
-void Letterbox::sumPixels() {
+void Letterbox::sumPixels(std::ptrdiff_t step) {
     const std::ptrdiff_t first = *std::ranges::min_element(firstInLine_);
     for (std::size_t i = 0; i < side_; ++i) {
-        const auto sum = sumColumn<Float4>(columns_[0][i], line_.data() + first, 4);
+        const auto sum = sumColumn<Float4>(columns_[0][i], line_.data() + first, step);
         for (std::size_t k = 0; k < 3; ++k) {
             sums_[k][i] = sum[firstInLine_[k] - first];
         }
@@ -229,7 +229,7 @@ void Letterbox::color(const ImageView& image, double pixels, Extent rows,
 void Letterbox::sumCells(const ImageView& image, const Region& region, Extent rows) {
     if (has32BitPixels(image)) {
         sumRows(image, 0, region, rows);
-        sumPixels();
+        sumPixels(image.components[0].columnStep);
         return;
     }
     for (std::size_t k = 0; k < 3; ++k) {
@@ -240,8 +240,30 @@ void Letterbox::sumCells(const ImageView& image, const Region& region, Extent ro
     }
 }
 
+/// Along rows that run across the memory nearly the whole picture would be summed for each row.
 Letterbox::Placement Letterbox::fill(const ImageView& image, const Region& region,
                                      std::span<float> square) {
+    if (!image.liesOnItsSide()) {
+        return fillAlongRows(image, region, square);
+    }
+    const Placement placement = fillAlongRows(
+        image.transposed(), {region.y, region.x, region.height, region.width}, square);
+    transpose(square);
+    return {placement.originY, placement.originX, placement.pixelsPerCell};
+}
+
+void Letterbox::transpose(std::span<float> square) const {
+    for (std::size_t j = 0; j < side_; ++j) {
+        for (std::size_t i = 0; i < j; ++i) {
+            std::swap_ranges(square.begin() + static_cast<std::ptrdiff_t>(3 * (j * side_ + i)),
+                             square.begin() + static_cast<std::ptrdiff_t>(3 * (j * side_ + i) + 3),
+                             square.begin() + static_cast<std::ptrdiff_t>(3 * (i * side_ + j)));
+        }
+    }
+}
+
+Letterbox::Placement Letterbox::fillAlongRows(const ImageView& image, const Region& region,
+                                              std::span<float> square) {
     const auto cells = static_cast<double>(side_);
     const double pixels = std::max(region.width, region.height) / cells;
     const double left = region.x + (region.width - cells * pixels) / 2;

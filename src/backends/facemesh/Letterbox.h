@@ -56,11 +56,13 @@ private:
         float weightAfter = 0;
     };
 
+    Placement fillAlongRows(const ImageView& image, const Region& region, std::span<float> square);
+    void transpose(std::span<float> square) const;
     static Cover cover(Extent extent, int shift);
     static Column column(Extent extent, double pixels, int shift);
     void sumRows(const ImageView& image, std::size_t component, const Region& region, Extent rows);
     void sumColumns(const ColorComponent& component, std::size_t index);
-    void sumPixels();
+    void sumPixels(std::ptrdiff_t step);
     void sumCells(const ImageView& image, const Region& region, Extent rows);
     void color(const ImageView& image, double pixels, Extent rows, std::span<float> cells) const;
 

@@ -58,10 +58,23 @@ void place(const ImageView& image, PixelPoint at, PixelPoint step, Places& place
     }
 }
 
-/// How far the next line of cells is, in bytes: it lies across this one.
-std::ptrdiff_t toNextLine(const ColorComponent& component, PixelPoint step) {
-    return std::lround(step.x) * (component.rowStep >> component.rowShift) -
-           std::lround(step.y) * (component.columnStep >> component.columnShift);
+/// Where the cells of a line lie, and how much further those of the next.
+struct Line {
+    PixelPoint at;
+    PixelPoint step;
+    PixelPoint toNext;
+};
+
+/// The same seen on the transposed picture.
+Line transposed(const Line& line) {
+    const auto swapped = [](PixelPoint point) { return PixelPoint{point.y, point.x}; };
+    return {swapped(line.at), swapped(line.step), swapped(line.toNext)};
+}
+
+/// How far the next line of cells is, in bytes.
+std::ptrdiff_t toNextLine(const ColorComponent& component, const Line& line) {
+    return std::lround(line.toNext.y) * (component.rowStep >> component.rowShift) +
+           std::lround(line.toNext.x) * (component.columnStep >> component.columnShift);
 }
 
 /// Reads the values of a component, or a larger `Word` that begins with them.
@@ -162,27 +175,33 @@ void color(const ImageView& image, const std::array<Cells<float>, 3>& values,
 /// each, of which one read gives all. Nothing if it is not such a picture.
 std::optional<ColorComponent> wordsOf(const ImageView& image) {
     const auto& components = image.components;
-    ColorComponent word = *std::ranges::min_element(components, {}, &ColorComponent::base);
-    word.columnStep = 4;
-    word.columnShift = std::ranges::max(components, {}, &ColorComponent::columnShift).columnShift;
+    ColorComponent word = std::ranges::max(
+        components, {}, [](const ColorComponent& each) { return each.columnShift; });
+    const auto columns = [&](const ColorComponent& each) {
+        return std::ptrdiff_t{1} << (word.columnShift - each.columnShift);
+    };
+    // Columns that run backward begin with the last one of a word.
+    const auto begin = [&](const ColorComponent& each) {
+        return each.base + std::min<std::ptrdiff_t>((columns(each) - 1) * each.columnStep, 0);
+    };
+    word.base = begin(std::ranges::min(components, {}, begin));
     const bool fits = std::ranges::all_of(components, [&](const ColorComponent& each) {
-        return each.columnStep << (word.columnShift - each.columnShift) == 4 &&
-               each.rowStep == word.rowStep && each.rowShift == word.rowShift &&
-               each.base - word.base < 4;
+        return each.columnStep * columns(each) == word.columnStep && each.rowStep == word.rowStep &&
+               each.rowShift == word.rowShift && begin(each) - word.base < 4;
     });
-    return fits ? std::optional(word) : std::nullopt;
+    return fits && std::abs(word.columnStep) == 4 ? std::optional(word) : std::nullopt;
 }
 
 /// Up to kCells cells in a line.
-void sampleLine(const ImageView& image, PixelPoint at, PixelPoint step, std::span<float> out) {
+void sampleLine(const ImageView& image, const Line& line, std::span<float> out) {
     Places places;
     Corners corners;
     std::array<Cells<float>, 3> values;
     std::array<float, 3 * kCells> rgb;
-    place(image, at, step, places);
+    place(image, line.at, line.step, places);
     const auto words = wordsOf(image);
     if (words) {
-        gatherWords(*words, places, corners, toNextLine(*words, step));
+        gatherWords(*words, places, corners, toNextLine(*words, line));
     }
     for (std::size_t i = 0; i < 3; ++i) {
         const ColorComponent& component = image.components[i];
@@ -192,7 +211,7 @@ void sampleLine(const ImageView& image, PixelPoint at, PixelPoint step, std::spa
                    static_cast<std::int32_t>(8 * component.columnStep)},
                   places, corners, values[i]);
         } else {
-            gatherBytes(component, places, corners, toNextLine(component, step));
+            gatherBytes(component, places, corners, toNextLine(component, line));
             blend({}, places, corners, values[i]);
         }
     }
@@ -206,13 +225,17 @@ void warp(const ImageView& image, const TurnedSquare& square, std::size_t cells,
           std::span<float> out) {
     const float cell = square.side / static_cast<float>(cells);
     const PixelPoint step = {square.across.x * cell, square.across.y * cell};
+    // Where rows run along the memory one read can give all components.
+    const bool liesOnItsSide = image.liesOnItsSide();
+    const ImageView lying = liesOnItsSide ? image.transposed() : image;
     for (std::size_t j = 0; j < cells; ++j) {
         const float v = (static_cast<float>(j) + 0.5F) / static_cast<float>(cells);
         for (std::size_t i = 0; i < cells; i += kCells) {
             const float u = (static_cast<float>(i) + 0.5F) / static_cast<float>(cells);
             const PixelPoint at = square.toImage(u, v);
             // A pixel's value stands at its middle, hence the half.
-            sampleLine(image, {at.x - 0.5F, at.y - 0.5F}, step,
+            const Line line = {{at.x - 0.5F, at.y - 0.5F}, step, {-step.y, step.x}};
+            sampleLine(lying, liesOnItsSide ? transposed(line) : line,
                        out.subspan(3 * (j * cells + i), 3 * std::min(kCells, cells - i)));
         }
     }

@@ -19,8 +19,9 @@ bool isSlow(GstSample* sample) {
 
 }  // namespace
 
-FrameSink::FrameSink(Pace pace)
+FrameSink::FrameSink(Pace pace, CameraOrientation orientation)
     : pace_(pace),
+      orientation_(orientation),
       sink_(GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make("appsink", nullptr)))) {
     const CapsHandle caps = VideoFrame::readableCaps();
     // Frames are dropped only where every drop is told, which is not here.
@@ -71,7 +72,7 @@ GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
     const int discarded = frameSink.discarded_.exchange(0, std::memory_order_relaxed);
     const bool keepsBeat = frameSink.pace_ == Pace::asTheyCome && isSlow(sample.get());
     const std::uint64_t run = frameSink.runOf(sample.get());
-    if (auto image = VideoFrame::map(std::move(sample), run)) {
+    if (auto image = VideoFrame::map(std::move(sample), run, frameSink.orientation_)) {
         target->put(std::move(image), arrival, discarded, keepsBeat);
     }
     return GST_FLOW_OK;

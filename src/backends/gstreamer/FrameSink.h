@@ -7,6 +7,7 @@
 
 #include "backends/gstreamer/Handles.h"
 #include "backends/gstreamer/NewestFrame.h"
+#include "platform/PixelBuffer.h"
 
 namespace velmaro::gstreamer {
 
@@ -16,7 +17,8 @@ enum class Pace { asTheyCome, byTimestamp };
 /// The common end of every pipeline: takes pictures out of it, in whatever format they can be read.
 class FrameSink {
 public:
-    explicit FrameSink(Pace pace);
+    /// The pictures come out turned upright by `orientation`.
+    FrameSink(Pace pace, CameraOrientation orientation);
     FrameSink(const FrameSink&) = delete;
     FrameSink& operator=(const FrameSink&) = delete;
     ~FrameSink();
@@ -41,6 +43,7 @@ private:
     std::uint64_t runOf(GstSample* sample);
 
     const Pace pace_;
+    const CameraOrientation orientation_;
     ElementHandle sink_;
     // Atomic although set before any frame: ThreadSanitizer does not see GLib's locks.
     std::atomic<NewestFrame*> target_ = nullptr;

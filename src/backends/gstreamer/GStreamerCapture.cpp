@@ -21,9 +21,9 @@ GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notif
                                    Telemetry& telemetry, Diagnostics& diagnostics,
                                    CaptureOptions options)
     : messages_(diagnostics),
-      services_(std::make_shared<const SessionServices>(
-          SessionServices{dispatch, notificationCenter, telemetry, diagnostics,
-                          std::make_shared<Workers>(), std::move(options.playbackEnded)})),
+      services_(std::make_shared<const SessionServices>(SessionServices{
+          dispatch, notificationCenter, telemetry, diagnostics, std::make_shared<Workers>(),
+          options.orientation, std::move(options.playbackEnded)})),
       files_(makeFileDevices(options.files, options.playback)),
       cameras_(std::move(options.cameras)) {}
 

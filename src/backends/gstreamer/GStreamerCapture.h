@@ -8,6 +8,7 @@
 #include "backends/gstreamer/FileCamera.h"
 #include "backends/gstreamer/Library.h"
 #include "platform/Capture.h"
+#include "platform/PixelBuffer.h"
 #include "platform/Telemetry.h"
 
 namespace velmaro::gstreamer {
@@ -18,6 +19,8 @@ struct CaptureOptions {
     /// Videos and pictures that play cameras.
     std::vector<FileCamera> files;
     Playback playback = Playback::looped;
+    /// How each of the cameras hangs. A file is first turned by what it says about itself.
+    CameraOrientation orientation;
     /// Whoever knows the cameras of this computer, which are listed after the files; may be null.
     std::unique_ptr<DeviceProvider> cameras;
     /// Called on the main queue after the last frame of a file that is played once was handled.

@@ -54,7 +54,8 @@ std::optional<Error> GStreamerSession::begin() {
         return Error{text, text};
     }
     const VideoOutput::Target target = committed_.output->target();
-    auto pipeline = Pipeline::open(committed_.input->makeSource(), services_->workers);
+    auto pipeline =
+        Pipeline::open(committed_.input->makeSource(), services_->orientation, services_->workers);
     auto newestFrame = std::make_shared<NewestFrame>(
         target.delegate, target.queue, committed_.connection, services_->telemetry,
         [services = services_, object = static_cast<const CaptureSession*>(this)] {

@@ -22,6 +22,8 @@ struct SessionServices {
     Telemetry& telemetry;
     Diagnostics& diagnostics;
     const std::shared_ptr<Workers> workers;
+    /// How all cameras hang.
+    const CameraOrientation orientation;
     /// Called on the main queue when the frames ended and all were handled. May be empty.
     std::function<void()> playbackEnded;
 };

@@ -45,8 +45,9 @@ void Workers::closeAll(std::chrono::milliseconds limit) {
 }
 
 std::shared_ptr<Pipeline> Pipeline::open(std::unique_ptr<Source> source,
+                                         CameraOrientation orientation,
                                          const std::shared_ptr<Workers>& workers) {
-    auto pipeline = std::make_shared<Pipeline>(std::move(source));
+    auto pipeline = std::make_shared<Pipeline>(std::move(source), orientation);
     workers->add(pipeline);
     // Detached, because nobody may wait for a pipeline that hangs.
     std::thread([pipeline, workers]() mutable {
@@ -58,10 +59,10 @@ std::shared_ptr<Pipeline> Pipeline::open(std::unique_ptr<Source> source,
     return pipeline;
 }
 
-Pipeline::Pipeline(std::unique_ptr<Source> source)
+Pipeline::Pipeline(std::unique_ptr<Source> source, CameraOrientation orientation)
     : slowStart_(source->slowStart()),
       source_(std::move(source)),
-      sink_(source_->pace()),
+      sink_(source_->pace(), orientation),
       pipeline_(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr)))),
       bus_(gst_element_get_bus(pipeline_.get())) {
     gst_bin_add(GST_BIN(pipeline_.get()), sink_.element());

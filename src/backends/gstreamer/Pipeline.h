@@ -51,11 +51,13 @@ private:
 /// is asked to close while it hangs is left to itself. The thread ends when it has closed.
 class Pipeline : public std::enable_shared_from_this<Pipeline> {
 public:
-    /// Begins to open `source` and returns at once. The owner must call `close()`. Any thread.
+    /// Begins to open `source`, whose pictures come out turned by `orientation`, and returns at
+    /// once. The owner must call `close()`. Any thread.
     static std::shared_ptr<Pipeline> open(std::unique_ptr<Source> source,
+                                          CameraOrientation orientation,
                                           const std::shared_ptr<Workers>& workers);
 
-    explicit Pipeline(std::unique_ptr<Source> source);
+    Pipeline(std::unique_ptr<Source> source, CameraOrientation orientation);
 
     /// Asks to play to `target` as soon as possible and returns at once. Returns the reason if
     /// the pipeline has failed already; all later events are told to `listener`. Once. Any thread.

@@ -85,7 +85,8 @@ CapsHandle VideoFrame::readableCaps() {
     return CapsHandle(gst_video_make_raw_caps(kReadable.data(), kReadable.size()));
 }
 
-std::shared_ptr<const VideoFrame> VideoFrame::map(SampleHandle sample, std::uint64_t run) {
+std::shared_ptr<const VideoFrame> VideoFrame::map(SampleHandle sample, std::uint64_t run,
+                                                  CameraOrientation orientation) {
     GstBuffer* const buffer = gst_sample_get_buffer(sample.get());
     GstCaps* const caps = gst_sample_get_caps(sample.get());
     GstVideoInfo info;
@@ -101,7 +102,8 @@ std::shared_ptr<const VideoFrame> VideoFrame::map(SampleHandle sample, std::uint
     if (!frame->mapped_) {
         return nullptr;
     }
-    frame->view_ = viewOf(frame->frame_);
+    frame->view_ = viewOf(frame->frame_).turned(orientation);
+    frame->isTurned_ = orientation != CameraOrientation{};
     return frame;
 }
 
@@ -112,11 +114,12 @@ VideoFrame::~VideoFrame() {
 }
 
 std::ptrdiff_t VideoFrame::bytesPerRow() const {
-    return isBGRA() ? GST_VIDEO_FRAME_PLANE_STRIDE(&frame_, 0) : std::ptrdiff_t{4} * view_.width;
+    return isUprightBGRA() ? GST_VIDEO_FRAME_PLANE_STRIDE(&frame_, 0)
+                           : std::ptrdiff_t{4} * view_.width;
 }
 
 const std::byte* VideoFrame::baseAddress() const {
-    if (isBGRA()) {
+    if (isUprightBGRA()) {
         return static_cast<const std::byte*>(GST_VIDEO_FRAME_PLANE_DATA(&frame_, 0));
     }
     std::call_once(converted_, [this] { bgra_ = toBGRA(view_); });

@@ -66,6 +66,9 @@ public:
 
     ImageView view;
 
+    /// Makes it a picture that a camera gives which hangs so.
+    void turn(CameraOrientation orientation) { view = view.turned(orientation); }
+
     /// What the definition says, from 0 to 255 but for what is beyond.
     [[nodiscard]] double value(int x, int y, int channel) const {
         const auto& [a, b, c] = view.components;
@@ -90,5 +93,10 @@ inline constexpr std::array kLayouts = {
     Layout{"I420", {{{0, 0, 1, 0, 0}, {1, 0, 1, 1, 1}, {2, 0, 1, 1, 1}}}},
     Layout{"Y42B", {{{0, 0, 1, 0, 0}, {1, 0, 1, 1, 0}, {2, 0, 1, 1, 0}}}},
     Layout{"Y444", {{{0, 0, 1, 0, 0}, {1, 0, 1, 0, 0}, {2, 0, 1, 0, 0}}}}};
+
+inline constexpr std::array kOrientations = {
+    CameraOrientation{0, false},   CameraOrientation{90, false}, CameraOrientation{180, false},
+    CameraOrientation{270, false}, CameraOrientation{0, true},   CameraOrientation{90, true},
+    CameraOrientation{180, true},  CameraOrientation{270, true}};
 
 }  // namespace velmaro::testing

@@ -82,33 +82,54 @@ INSTANTIATE_TEST_SUITE_P(
                       // More rows a cell than a 16-bit sum can take.
                       Case{4, 9000, {0, 0, 4, 9000}}));
 
+void expectMeans(const LaidOut& picture, const Region& region) {
+    constexpr int side = 16;
+    facemesh::Letterbox letterbox(side);
+    std::vector<float> square(std::size_t{3} * side * side, 99);
+    const auto placement = letterbox.fill(picture.view, region, square);
+    const double pixels = placement.pixelsPerCell;
+    EXPECT_NEAR(pixels * side, std::max(region.width, region.height), 1e-9);
+    EXPECT_NEAR(placement.originX + pixels * side / 2, region.x + region.width / 2.0, 1e-9);
+    EXPECT_NEAR(placement.originY + pixels * side / 2, region.y + region.height / 2.0, 1e-9);
+    for (int i = 0; i < 3 * side * side; ++i) {
+        const double left = placement.originX + i / 3 % side * pixels;
+        const double top = placement.originY + i / 3 / side * pixels;
+        double sum = 0;
+        // Nothing else has a share.
+        const int firstRow = std::max(region.y, static_cast<int>(top) - 1);
+        const int firstColumn = std::max(region.x, static_cast<int>(left) - 1);
+        for (int y = firstRow; y < region.y + region.height && y <= top + pixels; ++y) {
+            for (int x = firstColumn; x < region.x + region.width && x <= left + pixels; ++x) {
+                sum += share(left, left + pixels, x) * share(top, top + pixels, y) *
+                       picture.value(x, y, i % 3);
+            }
+        }
+        const double expected = sum / (pixels * pixels) * 2 / 255 - 1;
+        ASSERT_NEAR(square[static_cast<std::size_t>(i)], std::clamp(expected, -1.0, 1.0), 5e-5)
+            << picture.view.width << " x " << picture.view.height << ": number " << i;
+    }
+}
+
 class AnyLayout : public ::testing::TestWithParam<Layout> {};
 
 TEST_P(AnyLayout, IsTheMeanOfTheAreaOfEachCell) {
-    constexpr int side = 16;
     for (const Case& each :
          {Case{96, 54, {0, 0, 96, 54}}, Case{97, 53, {0, 0, 97, 53}}, Case{53, 97, {0, 0, 53, 97}},
           Case{97, 53, {13, 7, 61, 40}}, Case{97, 53, {58, 14, 39, 39}}, Case{9, 5, {0, 0, 9, 5}},
           Case{1, 1, {0, 0, 1, 1}}}) {
-        const LaidOut picture(GetParam(), each.width, each.height, 12);
-        facemesh::Letterbox letterbox(side);
-        std::vector<float> square(std::size_t{3} * side * side, 99);
-        const Region& region = each.region;
-        const auto placement = letterbox.fill(picture.view, region, square);
-        const double pixels = placement.pixelsPerCell;
-        for (int i = 0; i < 3 * side * side; ++i) {
-            const double left = placement.originX + i / 3 % side * pixels;
-            const double top = placement.originY + i / 3 / side * pixels;
-            double sum = 0;
-            for (int y = region.y; y < region.y + region.height; ++y) {
-                for (int x = region.x; x < region.x + region.width; ++x) {
-                    sum += share(left, left + pixels, x) * share(top, top + pixels, y) *
-                           picture.value(x, y, i % 3);
-                }
-            }
-            const double expected = sum / (pixels * pixels) * 2 / 255 - 1;
-            ASSERT_NEAR(square[static_cast<std::size_t>(i)], std::clamp(expected, -1.0, 1.0), 5e-5)
-                << each.width << " x " << each.height << ": number " << i;
+        expectMeans(LaidOut(GetParam(), each.width, each.height, 12), each.region);
+    }
+}
+
+TEST_P(AnyLayout, IsTheSameHoweverTheCameraHangs) {
+    for (const CameraOrientation& orientation : kOrientations) {
+        SCOPED_TRACE(::testing::Message()
+                     << orientation.rotation << (orientation.mirrored ? " m" : ""));
+        for (const auto& [width, height] : {std::pair{96, 54}, {97, 53}}) {
+            LaidOut picture(GetParam(), width, height, 12);
+            picture.turn(orientation);
+            expectMeans(picture, {0, 0, picture.view.width, picture.view.height});
+            expectMeans(picture, {13, 7, 31, 40});
         }
     }
 }

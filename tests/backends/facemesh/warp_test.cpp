@@ -67,39 +67,57 @@ INSTANTIATE_TEST_SUITE_P(Squares, AnySquare,
                                            TurnedSquare{{-500, 900}, 20, {1, 0}},
                                            TurnedSquare{{45, 35}, 70, {1, 0}}));
 
+void expectBilinear(const LaidOut& picture, const TurnedSquare& square) {
+    constexpr std::size_t cells = 70;
+    const int width = picture.view.width;
+    const int height = picture.view.height;
+    std::vector<float> out(cells * cells * 3, 99);
+    facemesh::warp(picture.view, square, cells, out);
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const double u = (static_cast<double>(i / 3 % cells) + 0.5) / cells - 0.5;
+        const double v = (static_cast<double>(i / 3 / cells) + 0.5) / cells - 0.5;
+        const auto place = [&](double centre, double along, double across, int length) {
+            return std::clamp(centre + square.side * (along * u + across * v) - 0.5, 0.0,
+                              length - 1.0);
+        };
+        const double x = place(square.centre.x, square.across.x, -square.across.y, width);
+        const double y = place(square.centre.y, square.across.y, square.across.x, height);
+        const auto at = [&](int dx, int dy) {
+            return picture.value(std::min(static_cast<int>(x) + dx, width - 1),
+                                 std::min(static_cast<int>(y) + dy, height - 1),
+                                 static_cast<int>(i % 3));
+        };
+        const double fx = x - std::floor(x);
+        const double fy = y - std::floor(y);
+        const double value = (at(0, 0) * (1 - fx) + at(1, 0) * fx) * (1 - fy) +
+                             (at(0, 1) * (1 - fx) + at(1, 1) * fx) * fy;
+        ASSERT_NEAR(out[i], std::clamp(value / 255, 0.0, 1.0), 3e-4)
+            << width << " x " << height << ": number " << i;
+    }
+}
+
 class AnyLayoutWarped : public ::testing::TestWithParam<Layout> {};
 
 TEST_P(AnyLayoutWarped, IsBilinear) {
-    constexpr std::size_t cells = 70;
     for (const auto& [width, height, square] :
          {std::tuple{97, 71, TurnedSquare{{44, 36}, 35, {0.8F, 0.6F}}},
           {97, 71, TurnedSquare{{90, 64}, 40, {0.6F, -0.8F}}},
           {96, 70, TurnedSquare{{48, 35}, 120, {1, 0}}},
           {1, 1, TurnedSquare{{0.5F, 0.5F}, 3, {1, 0}}},
           {2, 3, TurnedSquare{{1, 1}, 3, {0.8F, 0.6F}}}}) {
-        const LaidOut picture(GetParam(), width, height, 4);
-        std::vector<float> out(cells * cells * 3, 99);
-        facemesh::warp(picture.view, square, cells, out);
-        for (std::size_t i = 0; i < out.size(); ++i) {
-            const double u = (static_cast<double>(i / 3 % cells) + 0.5) / cells - 0.5;
-            const double v = (static_cast<double>(i / 3 / cells) + 0.5) / cells - 0.5;
-            const auto place = [&](double centre, double along, double across, int length) {
-                return std::clamp(centre + square.side * (along * u + across * v) - 0.5, 0.0,
-                                  length - 1.0);
-            };
-            const double x = place(square.centre.x, square.across.x, -square.across.y, width);
-            const double y = place(square.centre.y, square.across.y, square.across.x, height);
-            const auto at = [&](int dx, int dy) {
-                return picture.value(std::min(static_cast<int>(x) + dx, width - 1),
-                                     std::min(static_cast<int>(y) + dy, height - 1),
-                                     static_cast<int>(i % 3));
-            };
-            const double fx = x - std::floor(x);
-            const double fy = y - std::floor(y);
-            const double value = (at(0, 0) * (1 - fx) + at(1, 0) * fx) * (1 - fy) +
-                                 (at(0, 1) * (1 - fx) + at(1, 1) * fx) * fy;
-            ASSERT_NEAR(out[i], std::clamp(value / 255, 0.0, 1.0), 3e-4)
-                << width << " x " << height << ": number " << i;
+        expectBilinear(LaidOut(GetParam(), width, height, 4), square);
+    }
+}
+
+TEST_P(AnyLayoutWarped, IsTheSameHoweverTheCameraHangs) {
+    for (const CameraOrientation& orientation : kOrientations) {
+        SCOPED_TRACE(::testing::Message()
+                     << orientation.rotation << (orientation.mirrored ? " m" : ""));
+        for (const auto& [width, height] : {std::pair{96, 70}, {97, 71}, {2, 3}}) {
+            LaidOut picture(GetParam(), width, height, 4);
+            picture.turn(orientation);
+            expectBilinear(picture, {{44, 36}, 35, {0.8F, 0.6F}});
+            expectBilinear(picture, {{66, 60}, 90, {1, 0}});
         }
     }
 }

@@ -117,7 +117,7 @@ private:
 class Rig {
 public:
     explicit Rig(const std::string& file, Playback playback = Playback::looped)
-        : Rig(CaptureOptions{{FileCamera::fromPath(file)}, playback, nullptr, {}}) {}
+        : Rig(CaptureOptions{{FileCamera::fromPath(file)}, playback, {}, nullptr, {}}) {}
     explicit Rig(CaptureOptions options)
         : Rig([&](NotificationCenter&, Diagnostics&) { return std::move(options); }) {}
     /// For cameras that post to the rig's notification centre.

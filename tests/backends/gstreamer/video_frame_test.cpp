@@ -132,6 +132,50 @@ TEST_P(AnyFormat, LiesWhereTheCameraLeftIt) {
     }
 }
 
+TEST_P(AnyFormat, TurnedIsThePictureTurned) {
+    constexpr int kWidth = 32;
+    constexpr int kHeight = 16;
+    Picture painted("ARGB64", kWidth, kHeight, "");
+    paint(painted);
+    Picture given(GetParam().name, kWidth, kHeight, GetParam().colorimetry, 24);
+    painted.convertTo(given);
+    const auto upright = VideoFrame::map(given.sample(), 7);
+    ASSERT_NE(upright, nullptr);
+    const auto pixel = [](const VideoFrame& frame, int x, int y) {
+        const std::byte* const at = frame.baseAddress() + y * frame.bytesPerRow() + 4 * x;
+        return std::array{at[0], at[1], at[2]};
+    };
+    struct Turn {
+        CameraOrientation orientation;
+        /// Where the first pixel of the turned picture was, and the one right of it.
+        int x;
+        int y;
+        int nextX;
+        int nextY;
+    };
+    for (const auto& [orientation, x, y, nextX, nextY] :
+         {Turn{{90, false}, 0, kHeight - 1, 0, kHeight - 2},
+          {{180, false}, kWidth - 1, kHeight - 1, kWidth - 2, kHeight - 1},
+          {{270, false}, kWidth - 1, 0, kWidth - 1, 1},
+          {{0, true}, kWidth - 1, 0, kWidth - 2, 0},
+          {{90, true}, 0, 0, 0, 1}}) {
+        SCOPED_TRACE(testing::Message()
+                     << orientation.rotation << (orientation.mirrored ? ", mirrored" : ""));
+        const auto turned = VideoFrame::map(given.sample(), 7, orientation);
+        ASSERT_NE(turned, nullptr);
+        const bool exchanges = orientation.rotation % 180 == 90;
+        ASSERT_EQ(turned->width(), exchanges ? kHeight : kWidth);
+        ASSERT_EQ(turned->height(), exchanges ? kWidth : kHeight);
+        ASSERT_EQ(turned->view().width, turned->width());
+        ASSERT_EQ(turned->view().height, turned->height());
+        ASSERT_GE(turned->bytesPerRow(), 4 * turned->width());
+        EXPECT_EQ(pixel(*turned, 0, 0), pixel(*upright, x, y));
+        EXPECT_EQ(pixel(*turned, 1, 0), pixel(*upright, nextX, nextY));
+        EXPECT_EQ(pixel(*turned, turned->width() - 1, turned->height() - 1),
+                  pixel(*upright, kWidth - 1 - x, kHeight - 1 - y));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Formats, AnyFormat,
     testing::Values(Format{"BGRA", ""}, Format{"BGRx", ""}, Format{"RGBA", ""}, Format{"RGBx", ""},

@@ -1,6 +1,9 @@
 #include <array>
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
+#include <string>
+#include <string_view>
 
 #include "LiveCamera.h"
 #include "integration/support/Receiver.h"
@@ -48,6 +51,33 @@ TEST_P(LiveCameraFormat, TurnsAHeadIntoDatagrams) {
 
 INSTANTIATE_TEST_SUITE_P(Each, LiveCameraFormat, testing::Values("YUY2", "NV12", "JPEG"),
                          [](const auto& format) { return std::string(format.param); });
+
+/// The last pan that was calculated of a face, before anything is smoothed.
+double lastPan(const std::string& output) {
+    constexpr std::string_view kBefore = "🎯 Calculated: Pan=";
+    const auto at = output.rfind(kBefore);
+    return at == std::string::npos ? NAN
+                                   : std::strtod(output.c_str() + at + kBefore.size(), nullptr);
+}
+
+/// One that hangs on its side gives the pan of the upright one.
+TEST_P(LiveCameraFormat, HangsOnItsSide) {
+    const std::string face = PipeWireSession::kFace;
+    ASSERT_TRUE(session->plugIn("upright", GetParam(), face));
+    ASSERT_TRUE(session->plugIn("hanging", GetParam(),
+                                face + " ! videoconvert ! videoflip video-direction=90l"));
+    const auto panOf = [&](std::vector<std::string> arguments) {
+        const Receiver receiver;
+        arguments.insert(arguments.end(), {"--port", receiver.port()});
+        const Program program(arguments, session->environment());
+        EXPECT_TRUE(receiver.waitFor(10)) << program.output() << program.errors();
+        return lastPan(program.output());
+    };
+    // Degrees: what is compressed or shares colours differs when it is turned.
+    constexpr double kTolerance = 1;
+    const double pan = panOf({"--input", "camera_upright"});
+    EXPECT_NEAR(panOf({"--input", "camera_hanging", "--rotate", "90"}), pan, kTolerance);
+}
 
 TEST_F(LiveCamera, ThreeProgramsReadOneAtATime) {
     ASSERT_TRUE(session->plugIn("clip", "YUY2", PipeWireSession::kFace));

@@ -83,6 +83,7 @@ class OptionsTest(unittest.TestCase):
             self.assertEqual(bash("velmaro-cli", "--camera-file", "my", folder=folder),
                              ["my clip.webm"])
         self.assertEqual(bash("velmaro-cli", "--rate", ""), ["30", "60"])
+        self.assertEqual(bash("velmaro-cli", "--rotate", ""), ["90", "180", "270"])
         self.assertEqual(bash("velmaro-cli", "--receiver", "s"), ["sparta", "supercollider"])
         self.assertEqual(bash("velmaro-cli", "--port", ""), [])
 
