@@ -7,12 +7,18 @@
 
 #include <cerrno>
 #include <csignal>
+#include <latch>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 namespace velmaro {
 namespace {
+
+/// A run with a live camera has 19 at once, those of the libraries included, and while it changes
+/// the camera a few more.
+constexpr std::size_t kThreads = 24;
 
 void openStandardDescriptors() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
@@ -42,13 +48,23 @@ void prepareProcess() {
 }
 
 Result<void> requireThreads() {
+    std::latch isOver{1};
+    std::vector<std::jthread> threads;
+    Result<void> answer;
     try {
-        std::thread([] {}).join();
+        while (threads.size() < kThreads) {
+            threads.emplace_back([&isOver] { isOver.wait(); });
+        }
     } catch (const std::system_error& error) {
-        return failure("the system has no thread to spare for this program (" +
-                       error.code().message() + "): end other programs or raise their limit");
+        const std::string had = threads.empty()
+                                    ? "no thread"
+                                    : "only " + std::to_string(threads.size()) + " of " +
+                                          std::to_string(kThreads) + " threads";
+        answer = failure("the system has " + had + " to spare for this program (" +
+                         error.code().message() + "): end other programs or raise their limit");
     }
-    return {};
+    isOver.count_down();
+    return answer;
 }
 
 }  // namespace velmaro

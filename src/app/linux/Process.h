@@ -11,7 +11,8 @@ namespace velmaro {
 /// the heap in one piece, so that memory does not grow with threads that come and go.
 void prepareProcess();
 
-/// Says why if the system has no thread to spare, which libraries answer by ending the process.
+/// Says why if the system has not as many threads to spare as a run may need: GLib and the decoders
+/// of videos answer that by ending the process.
 [[nodiscard]] Result<void> requireThreads();
 
 }  // namespace velmaro

@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -49,13 +50,18 @@ std::shared_ptr<Pipeline> Pipeline::open(std::unique_ptr<Source> source,
                                          const std::shared_ptr<Workers>& workers) {
     auto pipeline = std::make_shared<Pipeline>(std::move(source), orientation);
     workers->add(pipeline);
-    // Detached, because nobody may wait for a pipeline that hangs.
-    std::thread([pipeline, workers]() mutable {
-        pthread_setname_np(pthread_self(), "capture");
-        pipeline->run();
-        pipeline.reset();
+    try {
+        // Detached, because nobody may wait for a pipeline that hangs.
+        std::thread([pipeline, workers]() mutable {
+            pthread_setname_np(pthread_self(), "capture");
+            pipeline->run();
+            pipeline.reset();
+            workers->remove();
+        }).detach();
+    } catch (const std::system_error&) {
         workers->remove();
-    }).detach();
+        pipeline->fail(pipeline->source_->error("the system has no thread to spare"));
+    }
     return pipeline;
 }
 

@@ -52,7 +52,8 @@ private:
 class Pipeline : public std::enable_shared_from_this<Pipeline> {
 public:
     /// Begins to open `source`, whose pictures come out turned by `orientation`, and returns at
-    /// once. The owner must call `close()`. Any thread.
+    /// once. Where the system has no thread to spare it has failed. The owner must call `close()`.
+    /// Any thread.
     static std::shared_ptr<Pipeline> open(std::unique_ptr<Source> source,
                                           CameraOrientation orientation,
                                           const std::shared_ptr<Workers>& workers);

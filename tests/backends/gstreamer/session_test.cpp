@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "Rig.h"
+#include "ThreadShortage.h"
 
 namespace velmaro::gstreamer {
 namespace {
@@ -89,13 +90,33 @@ TEST_F(SessionTest, StartIsToldAndFramesFlow) {
     EXPECT_TRUE(rig.errors().empty());
 }
 
-TEST_F(SessionTest, StartWithoutAnInputFailsWithAReason) {
+TEST_F(SessionTest, StartWithoutAnInputOrAnOutputFailsWithAReason) {
     Rig rig(video);
     rig.session->startRunning();
     EXPECT_FALSE(rig.session->isRunning());
     EXPECT_EQ(rig.didStart, 0);
     ASSERT_EQ(rig.errors().size(), 1U);
     EXPECT_EQ(rig.errors()[0].description, "the capture session has no input");
+    rig.session->addInput(*rig.capture->makeDeviceInput(rig.device()));
+    rig.session->startRunning();
+    EXPECT_FALSE(rig.session->isRunning());
+    ASSERT_EQ(rig.errors().size(), 2U);
+    EXPECT_EQ(rig.errors()[1].description, "the capture session has no output");
+}
+
+TEST_F(SessionTest, StartWithoutAThreadToBeHadFailsWithAReasonAndALaterOneWorks) {
+    Rig rig(video);
+    ASSERT_EQ(rig.setUp(), "");
+    {
+        const ThreadShortage shortage;
+        rig.session->startRunning();
+    }
+    EXPECT_FALSE(rig.session->isRunning());
+    EXPECT_EQ(rig.didStart, 0);
+    ASSERT_EQ(rig.errors().size(), 1U);
+    EXPECT_EQ(rig.errors()[0].localizedDescription, "the system has no thread to spare");
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() > 0; }));
 }
 
 TEST_F(SessionTest, RestartBeginsAtTheFirstFrame) {
@@ -144,6 +165,55 @@ TEST_F(SessionTest, ChangesTakeEffectAtTheCommit) {
     EXPECT_FALSE(rig.session->isRunning());
     ASSERT_EQ(rig.errors().size(), 1U);
     EXPECT_EQ(rig.errors()[0].description, "the capture session has no input");
+}
+
+// As when keys run through the list of sources: a start that is queued meets the next change.
+TEST_F(SessionTest, StartsThatMeetChangesOfTheCameraUseWhatWasCommitted) {
+    const std::string other = directory.file("other.webm");
+    std::filesystem::copy_file(video, other);
+    CaptureOptions options;
+    options.files = {FileCamera::fromPath(video), FileCamera::fromPath(other)};
+    Rig rig(std::move(options));
+    const auto cameras = rig.devices();
+    ASSERT_EQ(rig.setUp(cameras.at(0)), "");
+    std::atomic<bool> isOver = false;
+    std::thread starts([&] {
+        while (!isOver) {
+            rig.session->startRunning();
+        }
+    });
+    for (std::size_t change = 0; change < 100; ++change) {
+        EXPECT_EQ(rig.setUp(cameras.at(change % 2)), "");
+        // Some meet a start that is under way, others a session that runs.
+        std::this_thread::sleep_for(change % 5 * 2ms);
+    }
+    isOver = true;
+    starts.join();
+    EXPECT_TRUE(rig.errors().empty());
+    EXPECT_TRUE(rig.session->isRunning());
+    const std::size_t before = rig.recorder->count();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() > before; }));
+}
+
+TEST_F(SessionTest, AStartThatIsUnderWayEndsWithTheChangeOfTheCamera) {
+    const std::string white = directory.file("white.png");
+    ASSERT_TRUE(writePicture(white, "pngenc", 64, 48, 0xffffffff));
+    CaptureOptions options;
+    options.files = {FileCamera::fromPath(video), FileCamera::fromPath(white)};
+    Rig rig(std::move(options));
+    const auto cameras = rig.devices();
+    for (int round = 0; round < 20; ++round) {
+        ASSERT_EQ(rig.setUp(cameras.at(0)), "");
+        std::thread start([&] { rig.session->startRunning(); });
+        std::this_thread::sleep_for(round * 200us);
+        ASSERT_EQ(rig.setUp(cameras.at(1)), "");
+        start.join();
+        const std::size_t before = rig.recorder->count();
+        rig.session->startRunning();
+        ASSERT_TRUE(eventually([&] { return rig.recorder->count() > before; }));
+        EXPECT_EQ(rig.recorder->numbers().back(), 15) << "white, in round " << round;
+    }
+    EXPECT_TRUE(rig.errors().empty());
 }
 
 TEST_F(SessionTest, AnInputReplacedWithinOneChangeKeepsItsOutput) {

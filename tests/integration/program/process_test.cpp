@@ -55,14 +55,20 @@ protected:
     const Program::Environment variables{{"QT_QPA_PLATFORM", "offscreen"}};
 };
 
+/// The descriptor becomes a pipe whose reader has left.
+void leaveWithoutReader(int descriptor) {
+    int ends[2];
+    if (::pipe(ends) == 0) {
+        ::dup2(ends[1], descriptor);
+        ::close(ends[0]);
+        ::close(ends[1]);
+    }
+}
+
 TEST_P(ProgramProcess, AReaderThatLeavesEndsNothing) {
     Program program(tracking(), variables, {}, with([] {
-                        int ends[2];
-                        if (::pipe(ends) == 0) {
-                            ::dup2(ends[1], STDOUT_FILENO);
-                            ::close(ends[0]);
-                            ::close(ends[1]);
-                        }
+                        leaveWithoutReader(STDOUT_FILENO);
+                        leaveWithoutReader(STDERR_FILENO);
                     }));
     EXPECT_TRUE(receiver.waitFor(kSome)) << program.errors();
     program.signal(SIGTERM);
@@ -108,6 +114,15 @@ TEST_P(ProgramProcess, AnAnswerThatCannotBeWrittenIsAFailure) {
     }
 }
 
+TEST_P(ProgramProcess, AnAnswerWhoseReaderHasLeftIsAFailure) {
+    for (const char* const question : {"--help", "--version", "--list-inputs"}) {
+        Program program({question, "--demo"}, variables, {},
+                        with([] { leaveWithoutReader(STDOUT_FILENO); }));
+        EXPECT_EQ(program.wait(), 1) << question;
+        EXPECT_THAT(program.errors(), HasSubstr("could not be written\n")) << question;
+    }
+}
+
 /// Whether the process ignores the signal, as the kernel shows it.
 bool ignores(pid_t pid, int signal) {
     std::ifstream status("/proc/" + std::to_string(pid) + "/status");
@@ -139,28 +154,33 @@ TEST_P(ProgramProcess, SignalsToRecentreAreHarmlessFromTheFirstLineToTheLast) {
     EXPECT_EQ(program.wait(), 0);
 }
 
-// Started as somebody who may have no more than the one thread.
-TEST_P(ProgramProcess, WithoutAThreadToBeHadItSaysSo) {
+// Started as somebody who may have no more than these threads.
+TEST_P(ProgramProcess, WithoutThreadsToBeHadItSaysSo) {
     if (::access(GetParam(), X_OK) != 0 || ::geteuid() != 0) {
         GTEST_SKIP() << "only root can become somebody else";
     }
-    // Whoever that is may not read the settings of this test.
-    Program program(tracking({"--no-config"}), variables, {}, with([] {
-                        const rlimit one{1, 1};
-                        ::setrlimit(RLIMIT_NPROC, &one);
-                        // Nobody has this number.
-                        const auto somebody = static_cast<uid_t>(1'000'000 + ::getpid());
-                        if (::setgroups(0, nullptr) != 0 || ::setgid(somebody) != 0 ||
-                            ::setuid(somebody) != 0) {
-                            ::_exit(126);
-                        }
-                    }));
-    const int status = program.wait();
-    if (status == 126 || status == 127) {
-        GTEST_SKIP() << "somebody else cannot start the program where it lies";
+    for (const rlim_t threads : {1, 2, 6, 12, 20}) {
+        // Whoever that is may not read the settings of this test.
+        Program program(tracking({"--no-config"}), variables, {}, with([threads] {
+                            const rlimit limit{threads, threads};
+                            ::setrlimit(RLIMIT_NPROC, &limit);
+                            // Nobody has this number.
+                            const auto somebody = static_cast<uid_t>(1'000'000 + ::getpid());
+                            if (::setgroups(0, nullptr) != 0 || ::setgid(somebody) != 0 ||
+                                ::setuid(somebody) != 0) {
+                                ::_exit(126);
+                            }
+                        }));
+        const int status = program.wait();
+        if (status == 126 || status == 127) {
+            GTEST_SKIP() << "somebody else cannot start the program where it lies";
+        }
+        EXPECT_EQ(status, 1) << threads;
+        EXPECT_THAT(program.errors(),
+                    HasSubstr(threads == 1
+                                  ? "the system has no thread to spare"
+                                  : "the system has only " + std::to_string(threads - 1) + " of "));
     }
-    EXPECT_EQ(status, 1);
-    EXPECT_THAT(program.errors(), HasSubstr("the system has no thread to spare"));
 }
 
 std::vector<const char*> programs() {
