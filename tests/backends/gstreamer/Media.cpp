@@ -127,8 +127,18 @@ std::string chunkOfRIFF(const std::string& kind, const std::string& content) {
 
 }  // namespace
 
+/// Dark but for its upper left quarter.
+void writeCorner(const std::string& file, const std::string& encoder, int width, int height) {
+    const std::string halfWidth = std::to_string(width / 2);
+    const std::string halfHeight = std::to_string(height / 2);
+    runPipeline(
+        "videotestsrc num-buffers=1 pattern=white ! video/x-raw,format=BGRA,width=" + halfWidth +
+        ",height=" + halfHeight + " ! videobox fill=black right=-" + halfWidth + " bottom=-" +
+        halfHeight + " ! videoconvert ! " + encoder + " ! filesink location=" + file);
+}
+
 void writeTurnedJPEG(const std::string& file, int width, int height, int orientation) {
-    writePicture(file, "jpegenc", width, height, 0xff808080);
+    writeCorner(file, "jpegenc", width, height);
     const std::string picture = readFile(file);
     const std::string exif = std::string("Exif\0\0", 6) + exifOf(orientation);
     writeFile(file, picture.substr(0, 2) + "\xff\xe1" +
@@ -137,7 +147,7 @@ void writeTurnedJPEG(const std::string& file, int width, int height, int orienta
 }
 
 void writeTurnedPNG(const std::string& file, int width, int height, int orientation) {
-    writePicture(file, "pngenc", width, height, 0xff808080);
+    writeCorner(file, "pngenc", width, height);
     const std::string picture = readFile(file);
     const std::string chunk = "eXIf" + exifOf(orientation);
     std::uint32_t checksum = ~0U;

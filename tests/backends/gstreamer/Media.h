@@ -47,7 +47,8 @@ bool writeNumberedVideo(const std::string& file, const std::string& encoderAndMu
 bool writePicture(const std::string& file, const std::string& encoder, int width, int height,
                   std::uint32_t argb);
 
-/// A picture of `width` x `height` grey pixels that says by EXIF how it is to be turned.
+/// A picture of `width` x `height` pixels that says by EXIF how it is to be turned. That of the
+/// first two is dark but for its upper left quarter before it is turned, and its sides are even.
 void writeTurnedJPEG(const std::string& file, int width, int height, int orientation);
 void writeTurnedPNG(const std::string& file, int width, int height, int orientation);
 void writeTurnedWebP(const std::string& file, int width, int height, int orientation);

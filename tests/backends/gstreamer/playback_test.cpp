@@ -238,13 +238,29 @@ TEST_F(PlaybackTest, AnIVFFileThatCannotBeReadWellIsRefusedAtOnce) {
     EXPECT_EQ(rig.setUp(), "no decoder for IVF files is installed");
 }
 
+/// Which quarters of the picture are bright: upper left, upper right, lower left, lower right.
+std::string brightQuarters(const PixelBuffer& picture) {
+    std::string quarters;
+    for (const int y : {1, 3}) {
+        for (const int x : {1, 3}) {
+            const std::byte* const pixel = picture.baseAddress() +
+                                           picture.height() * y / 4 * picture.bytesPerRow() +
+                                           picture.width() * x / 4 * std::ptrdiff_t{4};
+            quarters.push_back(std::to_integer<int>(pixel[1]) > 128 ? '#' : '.');
+        }
+    }
+    return quarters;
+}
+
 /// The parameter says what writes the picture.
 class TurnedPictureTest : public PlaybackTest,
                           public testing::WithParamInterface<decltype(&writeTurnedJPEG)> {};
 
 TEST_P(TurnedPictureTest, IsTurnedAsItsEXIFSays) {
-    for (const auto& [orientation, width, height] :
-         {std::tuple{1, 96, 64}, {3, 96, 64}, {6, 64, 96}, {8, 64, 96}}) {
+    for (const auto& [orientation, width, height, bright] : {std::tuple{1, 96, 64, "#..."},
+                                                             {3, 96, 64, "...#"},
+                                                             {6, 64, 96, ".#.."},
+                                                             {8, 64, 96, "..#."}}) {
         const std::string file = directory.file("turned");
         GetParam()(file, 96, 64, orientation);
         Rig rig(file);
@@ -255,6 +271,7 @@ TEST_P(TurnedPictureTest, IsTurnedAsItsEXIFSays) {
         rig.session->stopRunning();
         EXPECT_EQ(rig.recorder->kept().at(0)->width(), width) << orientation;
         EXPECT_EQ(rig.recorder->kept().at(0)->height(), height) << orientation;
+        EXPECT_EQ(brightQuarters(*rig.recorder->kept().at(0)), bright) << orientation;
     }
 }
 
