@@ -22,17 +22,6 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-/// The same file twice is one camera.
-void forgetRepeatedFiles(std::vector<std::string>& files) {
-    std::vector<std::string> once;
-    for (std::string& file : files) {
-        if (std::ranges::find(once, file) == once.end()) {
-            once.push_back(std::move(file));
-        }
-    }
-    files = std::move(once);
-}
-
 /// Whether all of standard output has been written, such as the help.
 ExitStatus written(Program program) {
     if (std::cout.flush()) {
@@ -62,7 +51,6 @@ struct CommandLine {
         // The library's own order.
         std::ranges::reverse(arguments);
         app.parse(std::move(arguments));
-        forgetRepeatedFiles(options.cameraFiles);
     }
 
     /// Whether it says something else than what is kept under that name.
