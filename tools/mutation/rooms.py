@@ -8,9 +8,10 @@ import pathlib
 import re
 import shlex
 import shutil
+import signal
 import subprocess
 
-from . import changes, together
+from . import together
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 # Everything but what is changed is that of the release build.
@@ -28,8 +29,7 @@ SOURCES = {
 TEST_SECONDS_OF_CORE = 5
 TEST_SECONDS = 120
 TEST_BYTES = 4 << 30
-# So many changes of a file are not worth a program that holds them all.
-FEW = 4
+PASSED = "passed"
 
 
 def run(command, **options):
@@ -46,11 +46,20 @@ def must(command, **options):
 def configure():
     """How each source is compiled: {source: (command, object)}."""
     WORK.mkdir(exist_ok=True)
-    must(["cmake", "--preset", "release"], cwd=ROOT)
+    if (BUILD / "build.ninja").exists():
+        must(["ninja", "-C", BUILD, "build.ninja"])
+    else:
+        must(["cmake", "--preset", "release"], cwd=ROOT)
     entries = json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))
     commands = {entry["file"]: shlex.split(entry["command"]) for entry in entries}
     return {source: (command, command[command.index("-o") + 1])
             for source, command in commands.items() if "-o" in command}
+
+
+def fingerprint(paths):
+    """Another text as soon as one of the files is another."""
+    return hashlib.sha256(b"".join(pathlib.Path(path).read_bytes()
+                                   for path in sorted(paths))).hexdigest()
 
 
 class Room:
@@ -66,6 +75,8 @@ class Room:
         self.sources = [path for pattern in SOURCES[name] for path in sorted(ROOT.glob(pattern))
                         if path.suffix in (".cpp", ".h")]
         self.compile = compile_commands
+        # The code that the optimiser makes of a source as it is: {(source, file with changes): code}.
+        self.unchanged = {}
         # Which objects a changed header is compiled into: the room's own and its tests'.
         self.readers, files = collections.defaultdict(list), set()
         for source, (_, output) in compile_commands.items():
@@ -75,9 +86,9 @@ class Room:
                 for path in {os.path.realpath(BUILD / line.strip()) for line in read[1:]}:
                     self.readers[pathlib.Path(path)].append(source)
                     files.add(path)
-        self.fingerprint = hashlib.sha256(b"".join(
-            pathlib.Path(path).read_bytes() for path in sorted(files)
-            if path.startswith((f"{ROOT}/src", f"{ROOT}/tests")))).hexdigest()
+        self.logic = fingerprint(path for path in files if path.startswith(f"{ROOT}/src"))
+        self.fingerprint = self.logic + fingerprint(path for path in files
+                                                    if path.startswith(f"{ROOT}/tests"))
 
     def _command(self, source, made, level="-O0"):
         """The command that compiles one of the room's own sources into `made`.
@@ -89,7 +100,7 @@ class Room:
                 if not re.match(r"-O\d|-Werror$|-W|-D_FORTIFY_SOURCE|-fstack|-fcf", part)]
         return ["clang++", level, *kept]
 
-    def _compile(self, source, path, changed, made, level="-O0", more=()):
+    def compile_with(self, source, path, changed, made, level="-O0", more=()):
         """The compiler's answer to `source` made into `made`, with `changed` in the place of `path`."""
         if source in map(str, self.sources):
             command = self._command(source, str(made), level)
@@ -102,13 +113,13 @@ class Room:
         command = [str(changed) if part == str(path) else part for part in command]
         return run([*command, "-iquote", str(changed.parent.parent)], cwd=BUILD)
 
-    def _sources_with(self, path):
+    def sources_with(self, path):
         """What `path` is compiled into, the room's own first."""
         return sorted([str(path)] if path.suffix == ".cpp" else self.readers[path],
                       key=lambda source: not source.startswith(f"{ROOT}/src"))
 
-    def _linked(self, path, objects, folder):
-        """The command that links the tests with `objects` in the place of what `path` is in."""
+    def linked(self, objects, folder):
+        """The command that links the tests with `objects`, {source: object}, in the place of theirs."""
         link = list(self.link)
         link[link.index("-o") + 1] = str(folder / "test")
         first = next(index for index, part in enumerate(link) if part.endswith(".o"))
@@ -118,86 +129,62 @@ class Room:
             link.insert(first, made)
         return link
 
-    def together(self, path, mutants, folder):
-        """A program in `folder` that holds many of the changes of `path`.
-
-        The result is {mutant: number in the program, None if it does not compile}, and lacks those
-        that must be compiled apart.
-        """
-        text = path.read_text(encoding="utf-8")
-        changed = folder / path.relative_to(ROOT)
-        changed.parent.mkdir(parents=True, exist_ok=True)
-        found = together.suitable(text, mutants)
-        if len(found) < FEW:
-            return {}
-        held, sources = dict(found), self._sources_with(path)
-        bodies = changes.function_bodies(text)
-        flags = ["-ferror-limit=0", "-Wno-error=return-type"]
-        while held:
-            changed.write_text(together.source(path, text, held), encoding="utf-8")
-            answer = self._compile(sources[0], path, changed, folder / "0.o", "-O0", flags)
-            if answer.returncode == 0:
-                break
-            wrong = together.refused(answer.stderr)
-            if not wrong:
-                # The compiler must know some number.
-                wrong = {number for number, (_, span) in held.items() if span not in bodies}
-                found = {number: found[number] for number in found if number not in wrong}
-            if not wrong:
-                return {}
-            held = {number: each for number, each in held.items() if number not in wrong}
-        objects = {source: str(folder / f"{index}.o") for index, source in enumerate(sources)}
-        if any(self._compile(source, path, changed, made, "-O0", flags).returncode
-               for source, made in list(objects.items())[1:]):
-            return {}
-        selector = folder / "selector.cpp"
-        selector.write_text(together.SELECTOR, encoding="utf-8")
-        must(["clang++", "-c", "-fPIC", selector, "-o", folder / "selector.o"])
-        link = self._linked(path, objects, folder) + [str(folder / "selector.o")]
-        # Nothing chosen, it is what it was.
-        if run(link, cwd=BUILD).returncode or not passes(folder):
-            return {}
-        return {mutant: number if number in held else None
-                for number, (mutant, _) in found.items()}
-
-    def outcome(self, path, mutant, folder):
-        """'killed', 'survived', 'same code' or 'does not compile'."""
+    def end_apart(self, path, mutant, folder):
+        """How the tests end with the change compiled by itself, or 'does not compile'."""
+        folder = pathlib.Path(folder)
         text = path.read_text(encoding="utf-8")
         changed = folder / path.relative_to(ROOT)
         changed.parent.mkdir(parents=True, exist_ok=True)
         changed.write_text(mutant.of(text), encoding="utf-8")
         # A changed header goes into one object after the other: unoptimised, an inline function is
         # taken from the first object that holds it, so the first one often tells.
-        sources, objects = self._sources_with(path), {}
+        sources, objects = self.sources_with(path), {}
         for number, source in enumerate(sources):
             objects[source] = str(folder / f"{number}.o")
-            if self._compile(source, path, changed, objects[source]).returncode:
+            if self.compile_with(source, path, changed, objects[source]).returncode:
                 return "does not compile"
-            if run(self._linked(path, objects, folder), cwd=BUILD).returncode:
+            if run(self.linked(objects, folder), cwd=BUILD).returncode:
                 return "does not compile"
-            if not passes(folder):
-                return "killed"
-        same = all(self._same_code(source, path, changed, mutant, text) for source in sources)
-        return "same code" if same else "survived"
+            end = end_of_tests(folder)
+            if end != PASSED:
+                return end
+        return PASSED
+
+    def is_same_code(self, path, mutant, folder):
+        """Whether the optimiser makes the same of the change, so that no test could tell."""
+        folder = pathlib.Path(folder)
+        text = path.read_text(encoding="utf-8")
+        changed = folder / path.relative_to(ROOT)
+        changed.parent.mkdir(parents=True, exist_ok=True)
+        return all(self._same_code(source, path, changed, mutant, text)
+                   for source in self.sources_with(path))
 
     def _same_code(self, source, path, changed, mutant, text):
-        """Whether the optimiser makes the same of both, so that no test could tell."""
         made = changed.with_suffix(".o")
-        objects = []
-        for each in (text, mutant.of(text)):
-            changed.write_text(each, encoding="utf-8")
-            if self._compile(source, path, changed, made, "-O2").returncode:
+
+        def optimised(content):
+            changed.write_text(content, encoding="utf-8")
+            if self.compile_with(source, path, changed, made, "-O2").returncode:
                 raise SystemExit(f"{source} compiles unoptimised only, with {mutant}")
-            objects.append(made.read_bytes())
-        return objects[0] == objects[1]
+            return made.read_bytes()
+
+        if (source, path) not in self.unchanged:
+            self.unchanged[source, path] = optimised(text)
+        return optimised(mutant.of(text)) == self.unchanged[source, path]
 
 
-def passes(folder, number=0):
-    """Whether the program in `folder` passes, with the change of that number if it holds many."""
+def end_of_tests(folder, number=0):
+    """How the program in `folder` ends, with the change of that number if it holds many.
+
+    PASSED, 'killed' by a test that failed, or 'no end' if it took all the time that it was given.
+    """
     command = ["prlimit", f"--cpu={TEST_SECONDS_OF_CORE}", f"--as={TEST_BYTES}", "--core=0",
                folder / "test", "--gtest_brief=1", "--gtest_fail_fast"]
     try:
-        return run(command, cwd=folder, timeout=TEST_SECONDS,
-                   env={**os.environ, together.VARIABLE: str(number)}).returncode == 0
+        status = run(command, cwd=folder, timeout=TEST_SECONDS,
+                     env={**os.environ, together.VARIABLE: str(number)}).returncode
     except subprocess.TimeoutExpired:
-        return False
+        return "no end"
+    if status in (-signal.SIGXCPU, -signal.SIGKILL):
+        return "no end"
+    return "killed" if status else PASSED
