@@ -36,5 +36,14 @@ TEST(InputSource, HashesLikeItsEquality) {
     EXPECT_EQ(sources.size(), 3U);
 }
 
+TEST(InputSource, HashesTellSourcesApart) {
+    const std::hash<InputSource> hash;
+    const InputSource camera = InputSource::camera(fakes::makeDevice("X", "Camera"));
+    const InputSource other = InputSource::camera(fakes::makeDevice("Y", "Camera"));
+    EXPECT_EQ(hash(camera), hash(InputSource(camera)));
+    EXPECT_NE(hash(camera), hash(other));
+    EXPECT_NE(hash(camera), hash(InputSource::airpods()));
+}
+
 }  // namespace
 }  // namespace velmaro

@@ -13,6 +13,14 @@ std::uint32_t bits(float value) {
     return std::bit_cast<std::uint32_t>(value);
 }
 
+TEST(OrientationQuaternion, BeginsAtTheIdentity) {
+    const OrientationQuaternion q;
+    EXPECT_EQ(q.w, 1.0F);
+    EXPECT_EQ(q.x, 0.0F);
+    EXPECT_EQ(q.y, 0.0F);
+    EXPECT_EQ(q.z, 0.0F);
+}
+
 TEST(OrientationQuaternion, OfNothingIsTheIdentity) {
     const OrientationQuaternion q = orientationQuaternion(0, 0);
     EXPECT_EQ(q.w, 1.0F);

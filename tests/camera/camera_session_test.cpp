@@ -29,6 +29,7 @@ TEST_F(CameraSessionTest, DeniedOrRestrictedStops) {
         EXPECT_THAT(std::exchange(statuses, {}),
                     ElementsAre("Camera access denied - check System Preferences"));
         EXPECT_THAT(capture.trace, IsEmpty());
+        EXPECT_FALSE(capture.pendingRequest) << "asked again after a refusal";
     }
 }
 

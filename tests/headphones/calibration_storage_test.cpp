@@ -161,7 +161,10 @@ TEST(CalibrationStorage, TakesTheLastOfAKeyThatComesTwice) {
                             R"(8.5,"a":[{"k":1,"k":1}]})", R"(8.5,"idleZ":8.5})"}) {
         EXPECT_EQ(decode(withEnd(end)), kRecord) << end;
     }
-    for (const char* end : {R"(8.5,"idleZ":null})", R"("x","idleZ":8.5})"}) {
+    for (const char* end :
+         {R"(8.5,"idleZ":null})", R"("x","idleZ":8.5})", R"(8.5,"idleZ":[8.5]})",
+          R"([8.5],"idleZ":8.5})", R"(8.5,"idleZ":[]})", R"(8.5,"idleZ":{"idleZ":8.5}})",
+          R"({"idleZ":8.5},"idleZ":8.5})", R"(8.5,"idleZ":{}})"}) {
         EXPECT_EQ(decode(withEnd(end)), std::nullopt) << "neither may be anything else: " << end;
     }
 }
