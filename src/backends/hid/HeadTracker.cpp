@@ -21,6 +21,12 @@ constexpr std::size_t kLongestReport = 4096;
 /// So that a device that never pauses cannot keep the thread from its other duties.
 constexpr int kMostAtOnce = 64;
 
+/// Nothing if the node `name` is of another kind of device.
+std::optional<HeadTrackerLayout> layoutOf(HidSystem& system, const std::string& name) {
+    auto descriptor = parseHidReportDescriptor(system.reportDescriptor(name));
+    return descriptor ? HeadTrackerLayout::of(std::move(*descriptor)) : std::nullopt;
+}
+
 }  // namespace
 
 HeadTracker::HeadTracker(std::unique_ptr<HidSystem> system, Diagnostics& diagnostics,
@@ -87,11 +93,7 @@ void HeadTracker::consider(const std::string& name, MotionThread& thread) {
     if (tracker_ || !system_->isNode(name)) {
         return;
     }
-    auto descriptor = parseHidReportDescriptor(system_->reportDescriptor(name));
-    if (!descriptor) {
-        return;
-    }
-    auto layout = HeadTrackerLayout::of(std::move(*descriptor));
+    auto layout = layoutOf(*system_, name);
     if (!layout) {
         return;
     }
