@@ -156,6 +156,31 @@ def _texture(portrait, inside):
     return texture + (skin * _smooth(outside, -1, 4))[..., None] * (soft - texture)
 
 
+def _triangles(rings, spokes):
+    """Of a closed band of points, `spokes` in each of the rings."""
+    i, j = np.mgrid[:rings - 1, :spokes]
+    corner = [a * spokes + b % spokes for a, b in ((i, j), (i + 1, j), (i + 1, j + 1), (i, j + 1))]
+    return np.concatenate([np.stack([corner[0], corner[1], corner[2]], -1).reshape(-1, 3),
+                           np.stack([corner[0], corner[2], corner[3]], -1).reshape(-1, 3)])
+
+
+def _angles(turn):
+    return (np.degrees(np.arctan2(turn[0, 2], turn[2, 2])), np.degrees(np.arcsin(turn[1, 2])),
+            np.degrees(np.arctan2(turn[1, 0], turn[1, 1])))
+
+
+def _hair(share, turn_back, along, is_back):
+    """How far out from the middle each point's colour is taken. `along` is the outline's height."""
+    # What no portrait shows, the back, mirrors what lies along the outline. The outline itself
+    # faces sideways, where one column of hair would smear over a broad band: spread it evenly.
+    hair = 1 - _smooth(along, 106, 128)
+    even = np.sin(HAIR_TURN) + (turn_back - HAIR_TURN) * (
+        (HAIR_RIM - np.sin(HAIR_TURN)) / (np.pi / 2 - HAIR_TURN))
+    spread_hair = np.where(turn_back < HAIR_TURN, share, even)
+    skin = np.where(is_back[:, None], 1 + 0.15 * (1 - share), share)
+    return hair * spread_hair + (1 - hair) * skin
+
+
 def build(portrait, landmarks, canonical, weights, rings=64, spokes=400):
     """The head of an RGB portrait whose 468 landmarks are given in this tool's axes."""
     portrait = portrait.astype(float)
@@ -196,24 +221,10 @@ def build(portrait, landmarks, canonical, weights, rings=64, spokes=400):
     out = np.sqrt(np.maximum(squared, 0)) * np.where(is_back, -1, 1)[:, None]
     flat = np.stack([where[..., 0], -where[..., 1]], -1)
     points = np.dstack([flat, plane(flat) + out])
-    # What no portrait shows, the back, mirrors what lies along the outline. The outline itself
-    # faces sideways, where one column of hair would smear over a broad band: spread it evenly.
-    hair = 1 - _smooth(where[rings - 1, :, 1], 106, 128)
-    even = np.sin(HAIR_TURN) + (turn_back - HAIR_TURN) * (
-        (HAIR_RIM - np.sin(HAIR_TURN)) / (np.pi / 2 - HAIR_TURN))
-    spread_hair = np.where(turn_back < HAIR_TURN, share, even)
-    skin = np.where(is_back[:, None], 1 + 0.15 * (1 - share), share)
-    texture_points = spread(hair * spread_hair + (1 - hair) * skin)
+    texture_points = spread(_hair(share, turn_back, where[rings - 1, :, 1], is_back))
     behind = plane(flat) + 4 - points[..., 2]
     shade = 1 - SHADOW * _smooth(behind, 0, 22) * _smooth(where[..., 1], 112, 130)
-
-    i, j = np.mgrid[:len(turn_back) - 1, :spokes]
-    corner = [a * spokes + b % spokes for a, b in ((i, j), (i + 1, j), (i + 1, j + 1), (i, j + 1))]
-    triangles = np.concatenate([np.stack([corner[0], corner[1], corner[2]], -1).reshape(-1, 3),
-                                np.stack([corner[0], corner[2], corner[3]], -1).reshape(-1, 3)])
     follow = 1 - _smooth(where[..., 1], outline.CHIN, outline.COLLAR)
-    pose = (np.degrees(np.arctan2(turn[0, 2], turn[2, 2])), np.degrees(np.arcsin(turn[1, 2])),
-            np.degrees(np.arctan2(turn[1, 0], turn[1, 1])))
-    return Head(points.reshape(-1, 3), texture_points.reshape(-1, 2), shade.ravel(), triangles,
-                follow.ravel(), scale * turn @ PIVOT_CM + shift, pose,
-                _texture(portrait, inside), _without_head(portrait, inside))
+    return Head(points.reshape(-1, 3), texture_points.reshape(-1, 2), shade.ravel(),
+                _triangles(len(turn_back), spokes), follow.ravel(), scale * turn @ PIVOT_CM + shift,
+                _angles(turn), _texture(portrait, inside), _without_head(portrait, inside))

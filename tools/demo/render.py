@@ -22,6 +22,18 @@ def turned(head, yaw, pitch, roll):
     return np.einsum("nij,nj->ni", towards, arms) + head.pivot
 
 
+def _soften(colour, cover):
+    """Hair has no hard edge: softens the outline of what covers the picture, and nothing else."""
+    soft = ndimage.gaussian_filter(cover, (EDGE, EDGE, 0))
+    edge = np.clip(8 * soft * (1 - soft), 0, 1)
+    colour += edge * (ndimage.gaussian_filter(colour, (EDGE, EDGE, 0)) - colour)
+    cover += edge * (soft - cover)
+
+
+def _coarse(image):
+    return image.reshape(HEIGHT, FINE, WIDTH, FINE, -1).mean((1, 3))
+
+
 class Camera:
     def __init__(self, head, scale):
         self.head = head
@@ -90,14 +102,6 @@ class Camera:
             colour[seen, channel] = shade * ndimage.map_coordinates(
                 self.texture[..., channel], at, order=1, mode="nearest")
 
-        # Hair has no hard edge: soften the outline, and nothing else.
         colour, cover = colour.reshape(height, width, 3), seen.reshape(height, width, 1) * 1.0
-        soft = ndimage.gaussian_filter(cover, (EDGE, EDGE, 0))
-        edge = np.clip(8 * soft * (1 - soft), 0, 1)
-        colour += edge * (ndimage.gaussian_filter(colour, (EDGE, EDGE, 0)) - colour)
-        cover += edge * (soft - cover)
-
-        def coarse(image):
-            return image.reshape(HEIGHT, FINE, WIDTH, FINE, -1).mean((1, 3))
-
-        return coarse(colour), coarse(cover)
+        _soften(colour, cover)
+        return _coarse(colour), _coarse(cover)
