@@ -140,6 +140,22 @@ def _conditions(masked):
         yield start, match.start()
 
 
+def _change_statements(text, masked, add):
+    """Removes each, and swaps each with the next."""
+    for run in _statements(masked):
+        plain = [span for span in run if not DECLARATION.match(masked[slice(*span)])
+                 or masked[slice(*span)].startswith(("return", "break"))]
+        for start, end in plain:
+            if not masked[start:end].startswith("assert"):
+                add("statement removed", start, end, ";")
+        ordered = [span for span in run if not masked[slice(*span)].startswith("return")]
+        for first, second in zip(ordered, ordered[1:]):
+            declared = [DECLARATION.match(masked[slice(*span)]) for span in (first, second)]
+            if not any(declared) and masked[first[1]:second[0]].strip() == "":
+                add("order swapped", first[0], second[1],
+                    text[slice(*second)] + text[first[1]:second[0]] + text[slice(*first)])
+
+
 def mutants(text):
     """Every change of `text`, in the order of its lines."""
     masked = mask(text)
@@ -178,16 +194,5 @@ def mutants(text):
     for start, end in _conditions(masked):
         for value in ("true", "false"):
             add("condition", start, end, value)
-    for run in _statements(masked):
-        plain = [span for span in run if not DECLARATION.match(masked[slice(*span)])
-                 or masked[slice(*span)].startswith(("return", "break"))]
-        for start, end in plain:
-            if not masked[start:end].startswith("assert"):
-                add("statement removed", start, end, ";")
-        ordered = [span for span in run if not masked[slice(*span)].startswith("return")]
-        for first, second in zip(ordered, ordered[1:]):
-            declared = [DECLARATION.match(masked[slice(*span)]) for span in (first, second)]
-            if not any(declared) and masked[first[1]:second[0]].strip() == "":
-                add("order swapped", first[0], second[1],
-                    text[slice(*second)] + text[first[1]:second[0]] + text[slice(*first)])
+    _change_statements(text, masked, add)
     return sorted(found.values(), key=lambda mutant: (mutant.line, mutant.start))
