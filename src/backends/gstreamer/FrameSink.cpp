@@ -9,11 +9,11 @@ namespace velmaro::gstreamer {
 namespace {
 
 /// At most 30 frames a second. Every frame of a faster camera is handed over.
-bool isSlow(GstSample* sample) {
+bool isSlow(const GstCaps* caps) {
     int frames = 0;
     int seconds = 0;
-    return gst_structure_get_fraction(gst_caps_get_structure(gst_sample_get_caps(sample), 0),
-                                      "framerate", &frames, &seconds) != FALSE &&
+    return gst_structure_get_fraction(gst_caps_get_structure(caps, 0), "framerate", &frames,
+                                      &seconds) != FALSE &&
            frames > 0 && frames <= 30 * seconds;
 }
 
@@ -46,6 +46,13 @@ bool FrameSink::isAtEnd() const {
     return gst_app_sink_is_eos(GST_APP_SINK(sink_.get())) != FALSE;
 }
 
+bool FrameSink::passesOver(const GstCaps* caps) {
+    begun_ = Telemetry::Clock::now();
+    NewestFrame* const target = target_.load();
+    return target != nullptr && pace_ == Pace::asTheyCome && isSlow(caps) &&
+           target->passesOver(begun_ + way_);
+}
+
 /// A run ends with its pipeline, and in a file where time begins again.
 std::uint64_t FrameSink::runOf(GstSample* sample) {
     static std::atomic<std::uint64_t> runs = 0;
@@ -65,12 +72,16 @@ GstFlowReturn FrameSink::newSample(GstAppSink* sink, gpointer self) {
     SampleHandle sample(gst_app_sink_pull_sample(sink));
     auto& frameSink = *static_cast<FrameSink*>(self);
     frameSink.frames_.fetch_add(1, std::memory_order_relaxed);
+    if (frameSink.begun_ != Telemetry::Clock::time_point{}) {
+        frameSink.way_ = arrival - frameSink.begun_;
+    }
     NewestFrame* const target = frameSink.target_.load();
     if (!sample || target == nullptr) {
         return GST_FLOW_OK;
     }
     const int discarded = frameSink.discarded_.exchange(0, std::memory_order_relaxed);
-    const bool keepsBeat = frameSink.pace_ == Pace::asTheyCome && isSlow(sample.get());
+    const bool keepsBeat =
+        frameSink.pace_ == Pace::asTheyCome && isSlow(gst_sample_get_caps(sample.get()));
     const std::uint64_t run = frameSink.runOf(sample.get());
     if (auto image = VideoFrame::map(std::move(sample), run, frameSink.orientation_)) {
         target->put(std::move(image), arrival, discarded, keepsBeat);

@@ -35,6 +35,10 @@ public:
     /// thread.
     void addDiscarded(int count) { discarded_.fetch_add(count, std::memory_order_relaxed); }
 
+    /// Whether a picture of `caps` that begins its way to here now, by way of a decoder say, would
+    /// only be passed over at its end. Streaming thread.
+    [[nodiscard]] bool passesOver(const GstCaps* caps);
+
     /// How many frames came out so far. Any thread.
     [[nodiscard]] std::uint64_t frames() const { return frames_.load(std::memory_order_relaxed); }
 
@@ -50,6 +54,9 @@ private:
     std::atomic<std::uint64_t> frames_ = 0;
     std::atomic<int> discarded_ = 0;
     // Streaming thread.
+    Telemetry::Clock::time_point begun_{};
+    /// How long the last one was on its way.
+    Telemetry::Clock::duration way_{};
     std::uint64_t run_ = 0;
     GstClockTime lastTime_ = GST_CLOCK_TIME_NONE;
 };

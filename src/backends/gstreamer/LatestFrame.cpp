@@ -28,14 +28,15 @@ GstPadProbeReturn LatestFrame::arrives(GstPad* /*pad*/, GstPadProbeInfo* info, g
     return GST_PAD_PROBE_OK;
 }
 
-GstPadProbeReturn LatestFrame::leaves(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer self) {
+GstPadProbeReturn LatestFrame::leaves(GstPad* pad, GstPadProbeInfo* info, gpointer self) {
     auto& latest = *static_cast<LatestFrame*>(self);
     (void)latest.arrived_.load(std::memory_order_acquire);
     const std::uint64_t expected = latest.accounted_.load(std::memory_order_relaxed);
     const std::uint64_t number = GST_BUFFER_OFFSET(GST_PAD_PROBE_INFO_BUFFER(info));
     latest.sink_.addDiscarded(static_cast<int>(number - expected));
     latest.accounted_.store(number + 1, std::memory_order_release);
-    return GST_PAD_PROBE_OK;
+    const CapsHandle caps(gst_pad_get_current_caps(pad));
+    return caps && latest.sink_.passesOver(caps.get()) ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
 }
 
 }  // namespace velmaro::gstreamer

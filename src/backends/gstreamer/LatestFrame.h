@@ -10,7 +10,8 @@ namespace velmaro::gstreamer {
 
 /// A place for one frame between a camera and the decoding and conversion of its frames. While
 /// these are slow, a new frame takes the place of the one that waits. Without it the frames would
-/// wait in the camera's own buffers, a dozen late ones, and then be lost where nobody counts.
+/// wait in the camera's own buffers, a dozen late ones, and then be lost where nobody counts. A
+/// frame that the beat passes over ends here too, before anybody decodes it.
 class LatestFrame {
 public:
     /// Tells `sink`, which outlives the pipeline, of what is discarded.

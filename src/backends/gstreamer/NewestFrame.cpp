@@ -63,6 +63,18 @@ void NewestFrame::put(std::shared_ptr<const PixelBuffer> image,
     }
 }
 
+bool NewestFrame::passesOver(Telemetry::Clock::time_point arrival) {
+    if (!queue_ || !connection_->isEnabled()) {
+        return false;
+    }
+    const std::lock_guard lock(mutex_);
+    if (closed_ || waiting_ || beat_.wait(arrival)) {
+        return false;
+    }
+    count(telemetry_.framesPassedOver, 1);
+    return true;
+}
+
 void NewestFrame::afterFrames(Work work) {
     if (queue_) {
         queue_->async([self = shared_from_this(), work = std::move(work)] {

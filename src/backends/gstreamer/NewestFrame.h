@@ -30,6 +30,10 @@ public:
     void put(std::shared_ptr<const PixelBuffer> image, Telemetry::Clock::time_point arrival,
              int discardedBefore = 0, bool keepsBeat = false);
 
+    /// Whether a picture that would come at `arrival` is passed over for the beat, and then counts
+    /// it, so that it need not be decoded. Streaming thread.
+    [[nodiscard]] bool passesOver(Telemetry::Clock::time_point arrival);
+
     /// Queues `work` behind every frame put so far; it is skipped once this is closed. Any thread.
     void afterFrames(Work work);
 

@@ -196,6 +196,26 @@ TEST_F(NewestFrameTest, KeepingTheBeatAFrameWaitsOrIsPassedOverButIsNoDrop) {
     EXPECT_EQ(telemetry.framesDropped, 1U);
 }
 
+TEST_F(NewestFrameTest, SaysAheadWhatTheBeatWillPassOver) {
+    EXPECT_FALSE(newest->passesOver(Telemetry::Clock::now())) << "the first one";
+    newest->put(std::make_shared<Picture>(1), Telemetry::Clock::now(), 0, true);
+    const auto before = Telemetry::Clock::now();
+    deliver();
+    EXPECT_FALSE(newest->passesOver(Telemetry::Clock::now() + 30ms));
+    EXPECT_EQ(telemetry.framesPassedOver, 0U);
+    EXPECT_TRUE(newest->passesOver(before));
+    EXPECT_EQ(telemetry.framesPassedOver, 1U);
+    connection->setEnabled(false);
+    EXPECT_FALSE(newest->passesOver(before)) << "ignored, as every frame is";
+    connection->setEnabled(true);
+    newest->put(std::make_shared<Picture>(2), Telemetry::Clock::now() + 100ms, 0, true);
+    EXPECT_FALSE(newest->passesOver(before)) << "it takes the place of one";
+    deliver();
+    newest->close();
+    EXPECT_FALSE(newest->passesOver(before));
+    EXPECT_EQ(telemetry.framesPassedOver, 1U);
+}
+
 TEST_F(NewestFrameTest, TheBeatCountsFromAFrameThatIsStillHandled) {
     const auto begin = Telemetry::Clock::now();
     delegate->onFrame = [&] {
