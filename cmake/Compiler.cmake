@@ -15,6 +15,12 @@ if(VELMARO_SANITIZE)
   target_link_options(velmaro_flags INTERFACE -fsanitize=${VELMARO_SANITIZE})
 endif()
 
+if(VELMARO_COVERAGE)
+  # Programs of several threads count too, if slowly.
+  target_compile_options(velmaro_flags INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(velmaro_flags INTERFACE --coverage)
+endif()
+
 # What works on whole frames, which would take too long unoptimised under the sanitizers. Linked after
 # velmaro_flags, so that this level holds.
 add_library(velmaro_frame_flags INTERFACE)
