@@ -178,6 +178,20 @@ TEST_F(FurtherReceiverTest, ADeadOneHoldsUpNone) {
     EXPECT_THAT(first->sent, SizeIs(5));
 }
 
+TEST_F(FurtherReceiverTest, OneWithARefusedPortIsLeftOut) {
+    made->cancel();
+    inner.connections.clear();
+    inner.refusedPort = 9001;
+    made = start();
+    becomeReady();
+    send(*made, angles);
+    EXPECT_EQ(madeTo("dead"), 0U);
+    for (const auto& each : inner.connections) {
+        EXPECT_THAT(each->sent, ElementsAre(angles)) << each->host;
+    }
+    EXPECT_EQ(madeTo("alive"), 1U);
+}
+
 TEST_F(FurtherReceiverTest, HasALineOfItsOwn) {
     becomeReady();
     send(*made, angles);
