@@ -52,6 +52,20 @@ case='another package arrives'
 npm 'echo something else >package.tgz; echo package.tgz'
 expect 1 'is not the package that was published: its checksum differs$' "$work/empty"
 
+# npm waits for what it causes.
+case='on a terminal the seconds are counted'
+for tool in sleep timeout; do ln -s "$(command -v $tool)" "$work/bin/$tool"; done
+npm "timeout 120 sh -c 'until grep -q \"fetch-models: 1 s\" $work/terminal; do sleep 0.1; done' || exit 0
+    exit 1"
+PATH="$work/bin" "$(command -v script)" --quiet --flush --return \
+    --command "$script $work/empty" "$work/terminal" >/dev/null </dev/null
+status=$?
+if [ $status -ne 1 ] || ! grep -q 'npm could not get' "$work/terminal"; then
+    echo "FAILED: $case: status $status"
+    cat "$work/terminal"
+    failures=$((failures + 1))
+fi
+
 [ -z "$(ls -A "$work/empty")" ] || {
     echo "FAILED: something was left in the destination"
     failures=$((failures + 1))
