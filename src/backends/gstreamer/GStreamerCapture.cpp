@@ -23,7 +23,7 @@ GStreamerCapture::GStreamerCapture(Dispatch& dispatch, NotificationCenter& notif
     : messages_(diagnostics),
       services_(std::make_shared<const SessionServices>(SessionServices{
           dispatch, notificationCenter, telemetry, diagnostics, std::make_shared<Workers>(),
-          options.orientation, std::move(options.playbackEnded)})),
+          options.orientation, std::move(options.playbackEnded), options.longestStart})),
       files_(makeFileDevices(options.files, options.playback)),
       cameras_(std::move(options.cameras)) {}
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -25,6 +26,9 @@ struct CaptureOptions {
     std::unique_ptr<DeviceProvider> cameras;
     /// Called on the main queue after the last frame of a file that is played once was handled.
     std::function<void()> playbackEnded;
+    /// How long a start may take after it has been said to be slow. PipeWire gives a camera half a
+    /// minute, a loaded computer may need a while, and a library that hangs never ends.
+    std::chrono::seconds longestStart{90};
 };
 
 /// Files and the cameras of this computer, played by GStreamer.

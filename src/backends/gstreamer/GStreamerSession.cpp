@@ -37,6 +37,11 @@ void GStreamerSession::startRunning() {
             services_->diagnostics.report(*slow);
         }
         lock.lock();
+        if (!stateChanged_.wait_for(lock, services_->longestStart, decided)) {
+            lock.unlock();
+            pipeline->giveUp();
+            lock.lock();
+        }
         stateChanged_.wait(lock, decided);
     }
     const bool started = pipeline_ == pipeline;

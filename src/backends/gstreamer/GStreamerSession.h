@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -26,6 +27,8 @@ struct SessionServices {
     const CameraOrientation orientation;
     /// Called on the main queue when the frames ended and all were handled. May be empty.
     std::function<void()> playbackEnded;
+    /// After it has been said to be slow.
+    const std::chrono::seconds longestStart;
 };
 
 /// One input, one output and, while it runs, one pipeline between them.

@@ -67,6 +67,7 @@ std::shared_ptr<Pipeline> Pipeline::open(std::unique_ptr<Source> source,
 
 Pipeline::Pipeline(std::unique_ptr<Source> source, CameraOrientation orientation)
     : slowStart_(source->slowStart()),
+      noAnswer_(source->error("it does not answer")),
       source_(std::move(source)),
       sink_(source_->pace(), orientation),
       pipeline_(GST_ELEMENT(gst_object_ref_sink(gst_pipeline_new(nullptr)))),
@@ -88,6 +89,10 @@ std::optional<Error> Pipeline::play(std::shared_ptr<NewestFrame> target,
     }
     wake();
     return std::nullopt;
+}
+
+void Pipeline::giveUp() {
+    fail(noAnswer_);
 }
 
 void Pipeline::close() {

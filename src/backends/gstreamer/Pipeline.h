@@ -68,6 +68,9 @@ public:
     /// What to tell people while the start takes long, if it may. Any thread.
     [[nodiscard]] const std::optional<Diagnostic>& slowStart() const { return slowStart_; }
 
+    /// Fails for want of an answer, and leaves a worker that hangs to itself. Any thread.
+    void giveUp();
+
     /// Asks to close and returns at once. Any thread, any number of times.
     void close();
 
@@ -94,6 +97,7 @@ private:
     [[nodiscard]] std::shared_ptr<PipelineListener> listener();
 
     const std::optional<Diagnostic> slowStart_;
+    const Error noAnswer_;
 
     // The worker's own, except that anybody may post to the bus.
     std::unique_ptr<Source> source_;

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <future>
 
 #include "Rig.h"
 #include "ThreadShortage.h"
+#include "backends/gstreamer/PlayableDevice.h"
 
 namespace velmaro::gstreamer {
 namespace {
@@ -102,6 +104,67 @@ TEST_F(SessionTest, StartWithoutAnInputOrAnOutputFailsWithAReason) {
     EXPECT_FALSE(rig.session->isRunning());
     ASSERT_EQ(rig.errors().size(), 2U);
     EXPECT_EQ(rig.errors()[1].description, "the capture session has no output");
+}
+
+/// Hangs while it is opened, as a library may, until the test lets it go.
+class HangingSource : public Source {
+public:
+    explicit HangingSource(std::shared_future<void> end) : end_(std::move(end)) {}
+
+    [[nodiscard]] Pace pace() const override { return Pace::asTheyCome; }
+    std::optional<Error> build(GstBin* /*pipeline*/, FrameSink& /*sink*/,
+                               const Lost& /*lost*/) override {
+        end_.wait();
+        return error("it hung");
+    }
+    bool preroll(GstElement* /*pipeline*/) override { return true; }
+    bool goOn(GstElement* /*pipeline*/, GstMessageType /*end*/, bool /*hasStalled*/) override {
+        return false;
+    }
+    [[nodiscard]] Error error(const std::string& reason) const override {
+        return {"hanging: " + reason, reason};
+    }
+    [[nodiscard]] Error explain(const GError& reason) const override {
+        return error(reason.message);
+    }
+
+private:
+    const std::shared_future<void> end_;
+};
+
+class HangingDevice : public PlayableDevice {
+public:
+    explicit HangingDevice(std::shared_future<void> end) : end_(std::move(end)) {}
+
+    [[nodiscard]] const std::string& uniqueID() const override { return name_; }
+    [[nodiscard]] const std::string& localizedName() const override { return name_; }
+    [[nodiscard]] Result<std::shared_ptr<CaptureDeviceInput>> makeInput() const override {
+        return std::make_shared<DeviceInput>(
+            [end = end_] { return std::make_unique<HangingSource>(end); });
+    }
+
+private:
+    const std::shared_future<void> end_;
+    const std::string name_ = "hanging";
+};
+
+TEST_F(SessionTest, AStartThatNeverEndsFailsInTheEndAndALaterOneWorks) {
+    CaptureOptions options;
+    options.files = {FileCamera::fromPath(video)};
+    options.longestStart = 0s;
+    Rig rig(std::move(options));
+    std::promise<void> end;
+    ASSERT_EQ(rig.setUp(std::make_shared<HangingDevice>(end.get_future().share())), "");
+    rig.session->startRunning();
+    EXPECT_FALSE(rig.session->isRunning());
+    EXPECT_EQ(rig.didStart, 0);
+    ASSERT_EQ(rig.errors().size(), 1U);
+    EXPECT_EQ(rig.errors()[0].description, "hanging: it does not answer");
+    ASSERT_EQ(rig.setUp(), "");
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() > 0; }));
+    end.set_value();
+    EXPECT_EQ(rig.errors().size(), 1U);
 }
 
 TEST_F(SessionTest, StartWithoutAThreadToBeHadFailsWithAReasonAndALaterOneWorks) {
