@@ -110,6 +110,8 @@ TEST(CalibrationStorage, PassesOverOtherMembers) {
           R"("a":{"idleZ":"x","b":{"idleZ":1}})", R"("a":{},"b":[],"idlez":0,"":0)",
           R"("a":[{"k":1},{"k":2}])", R"("a":{"x":{"k":1},"k":2})"}) {
         EXPECT_EQ(decode(withEnd(std::string("8.5,") + extra + "}")), kRecord) << extra;
+        EXPECT_EQ(decode("{" + std::string(extra) + "," + withEnd("8.5}").substr(1)), kRecord)
+            << "before the others: " << extra;
     }
 }
 

@@ -288,6 +288,16 @@ TEST_F(MotionManager, IsMadeStartedAndStoppedInOrder) {
     EXPECT_EQ(trace, (std::vector<std::string>{"stopDeviceMotionUpdates"}));
 }
 
+TEST_F(MotionManager, AsksForAvailabilityFirstAndForTheConnectionThen) {
+    struct GoneAtOnce : fakes::ScriptedHeadphoneMotion {
+        [[nodiscard]] bool isDeviceMotionAvailable() const override { return asked++ == 0; }
+        mutable int asked = 0;
+    } goneAtOnce;
+    const auto tracker = HeadphoneMotionManager::create(goneAtOnce, settings, dispatch, log);
+    EXPECT_TRUE(tracker->isAvailable.get());
+    EXPECT_FALSE(tracker->isConnected.get());
+}
+
 TEST_F(MotionManager, PublishesAvailabilityThenConnectionBeforeAnyCallback) {
     const auto tracker = make();
     motion.available = true;

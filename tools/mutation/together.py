@@ -68,7 +68,9 @@ def source(path, text, chosen):
 
 def _without_constexpr(text):
     """What is chosen at run time is not known to the compiler."""
-    text = re.sub(r"^(\s*(?:inline )?)constexpr (?=[^()\n]*[={])", r"\1const ", text, flags=re.M)
+    # The = of an operator's name begins no value.
+    text = re.sub(r"^(\s*(?:inline )?)constexpr (?!.*\boperator)(?=[^()\n]*[={])", r"\1const ", text,
+                  flags=re.M)
     return re.sub(r"^(\s*)(?:inline )?constexpr (?=.*\()", r"\1inline ", text, flags=re.M)
 
 
