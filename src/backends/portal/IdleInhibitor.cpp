@@ -14,7 +14,7 @@ constexpr guint32 kIdle = 8;
 }  // namespace
 
 IdleInhibitor::IdleInhibitor()
-    : thread_("idle", glib::BusThread::Bus::session,
+    : thread_("inhibitor", glib::BusThread::Bus::session,
               {.begin = [] {}, .end = [this] { closeRequest(); }}) {}
 
 IdleInhibitor::~IdleInhibitor() = default;
