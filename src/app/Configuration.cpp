@@ -119,11 +119,6 @@ std::string line(const KeptOption& option) {
     return option.name + " = " + (kind.isRepeatable ? "[" + values + "]" : values) + "\n";
 }
 
-/// Of files and the demonstration, which other options bring and which are not kept.
-bool lastsForARun(const std::string& input) {
-    return input == "camera_demo" || input.starts_with("camera_file:");
-}
-
 /// What differs from what a start has by itself.
 std::vector<KeptOption> keptOptions(const Options& options) {
     const Options byItself;
@@ -148,7 +143,7 @@ std::vector<KeptOption> keptOptions(const Options& options) {
         std::ranges::transform(options.output.further, std::back_inserter(kept.back().values),
                                describe);
     }
-    if (options.input && !lastsForARun(*options.input)) {
+    if (options.input && !isFileInput(*options.input)) {
         keep("input", *options.input, "");
     }
     keep("no-tilt", options.tiltEnabled ? "false" : kOn, "false");
@@ -208,6 +203,10 @@ Result<std::string> configurationText(const Options& options) {
         text += line(option);
     }
     return text;
+}
+
+bool isFileInput(const std::string& inputId) {
+    return inputId == "camera_demo" || inputId.starts_with("camera_file:");
 }
 
 }  // namespace velmaro

@@ -30,4 +30,8 @@ struct KeptOption {
 /// naming the option if a value could not be read again.
 [[nodiscard]] Result<std::string> configurationText(const Options& options);
 
+/// Whether that source is a file that plays a camera, or the demonstration. Other options bring
+/// these, so that they are not kept.
+[[nodiscard]] bool isFileInput(const std::string& inputId);
+
 }  // namespace velmaro

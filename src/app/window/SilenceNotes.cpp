@@ -22,6 +22,11 @@ QString noteOnSilence(Silence silence, const QString& source) {
                        "The camera “%1” gives no pictures: see whether it is plugged in and "
                        "whether another program uses it.")
                 .arg(source);
+        case Silence::noPicturesOfFile:
+            return Texts::
+                tr("The file “%1” gives no pictures: see whether it is whole and plays elsewhere, "
+                   "or choose another.")
+                    .arg(source);
         case Silence::noMotion:
             return Texts::tr(
                 "The headphones send no motion: see whether they are worn and "

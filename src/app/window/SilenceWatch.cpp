@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "app/Configuration.h"
+
 namespace velmaro {
 namespace {
 
@@ -40,7 +42,10 @@ Silence SilenceWatch::silence() {
     if (*source == InputSource::airpods().id()) {
         return Silence::noMotion;
     }
-    return now - lastFrame_ < kPatience ? Silence::noFace : Silence::noPictures;
+    if (now - lastFrame_ < kPatience) {
+        return Silence::noFace;
+    }
+    return isFileInput(*source) ? Silence::noPicturesOfFile : Silence::noPictures;
 }
 
 }  // namespace velmaro

@@ -16,6 +16,8 @@ enum class Silence {
     /// The camera delivers, and nobody is found in its pictures.
     noFace,
     noPictures,
+    /// The same of a file that plays a camera.
+    noPicturesOfFile,
     /// The headphones send nothing.
     noMotion,
 };

@@ -45,6 +45,19 @@ TEST_F(SilenceTest, OfASecondIsExplained) {
     EXPECT_EQ(status(), "Starting camera...");
 }
 
+TEST_F(SilenceTest, OfAFileSaysWhatHelpsWithAFile) {
+    for (const char* const id : {"file:/tmp/clip.webm", "demo"}) {
+        capture.setLocal({fakes::makeDevice(id, "clip.webm")});
+        makePanel();
+        view->toggleTracking();
+        panel->refresh();
+        pass(1s);
+        EXPECT_EQ(reason(),
+                  ": The file “clip.webm” gives no pictures: see whether it is whole and plays "
+                  "elsewhere, or choose another.");
+    }
+}
+
 TEST_F(SilenceTest, PicturesOfNobodyAreSaidToBe) {
     begin();
     pass(900ms);

@@ -249,6 +249,10 @@ MIT-Lizenz. Die Gesichtsmodelle stehen unter Apache-2.0, die Schrift unter OFL.<
         <translation>Die Kamera „%1“ liefert keine Bilder: nachsehen, ob sie angeschlossen ist und ob ein anderes Programm sie benutzt.</translation>
     </message>
     <message>
+        <source>The file “%1” gives no pictures: see whether it is whole and plays elsewhere, or choose another.</source>
+        <translation>Die Datei „%1“ liefert keine Bilder: nachsehen, ob sie vollständig ist und anderswo läuft, oder eine andere wählen.</translation>
+    </message>
+    <message>
         <source>The headphones send no motion: see whether they are worn and connected.</source>
         <translation>Der Kopfhörer sendet keine Bewegung: nachsehen, ob er getragen wird und verbunden ist.</translation>
     </message>

@@ -249,6 +249,10 @@ Licence MIT. Les modèles de visage sont sous Apache-2.0, la police sous OFL.</t
         <translation>La caméra « %1 » ne donne pas d’images : vérifiez qu’elle est branchée et qu’aucun autre programme ne l’utilise.</translation>
     </message>
     <message>
+        <source>The file “%1” gives no pictures: see whether it is whole and plays elsewhere, or choose another.</source>
+        <translation>Le fichier « %1 » ne donne pas d’images : vérifiez qu’il est entier et lisible ailleurs, ou choisissez-en un autre.</translation>
+    </message>
+    <message>
         <source>The headphones send no motion: see whether they are worn and connected.</source>
         <translation>Le casque n’envoie pas de mouvement : vérifiez qu’il est porté et connecté.</translation>
     </message>
