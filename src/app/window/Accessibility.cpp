@@ -2,11 +2,13 @@
 
 #include <QAccessibleWidget>
 #include <QVariant>
+#include <chrono>
 
 namespace velmaro {
 namespace {
 
 constexpr const char* kRole = "accessibleRole";
+constexpr std::chrono::milliseconds kMoment{150};
 
 QAccessibleInterface* makeWithRole(const QString& /*className*/, QObject* object) {
     if (!object->isWidgetType()) {
@@ -30,10 +32,18 @@ Announcer::Announcer(QWidget* parent) : QWidget(parent) {
     setAccessibleRole(*this, QAccessible::Notification);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setFixedSize(0, 0);
+    moment_.setSingleShot(true);
+    moment_.setInterval(kMoment);
+    moment_.callOnTimeout(this, [this] { speak(); });
 }
 
 void Announcer::announce(const QString& text) {
-    setAccessibleName(text);
+    text_ = text;
+    moment_.start();
+}
+
+void Announcer::speak() {
+    setAccessibleName(text_);
     // Screen readers read a notification out when it comes to be shown.
     QAccessibleEvent event(this, QAccessible::ObjectShow);
     QAccessible::updateAccessibility(&event);

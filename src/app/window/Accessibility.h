@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAccessible>
+#include <QTimer>
 #include <QWidget>
 
 namespace velmaro {
@@ -13,7 +14,16 @@ class Announcer final : public QWidget {
 public:
     explicit Announcer(QWidget* parent);
 
+    /// Speaks a moment later: of texts that follow one another at once only the last is worth it,
+    /// and screen readers, which ask for the text when they come to it, would read that one for
+    /// each of them.
     void announce(const QString& text);
+
+private:
+    void speak();
+
+    QTimer moment_;
+    QString text_;
 };
 
 }  // namespace velmaro

@@ -25,7 +25,9 @@ StatusRow::StatusRow(QWidget* parent)
     : QWidget(parent),
       text_(new TextLabel(regularFont(kFontSize), TextLabel::Ink::secondary, this)),
       message_(new TextLabel(regularFont(kMessageFontSize), TextLabel::Ink::gray, this)),
-      announcer_(new Announcer(this)) {
+      statusAnnouncer_(new Announcer(this)),
+      reasonAnnouncer_(new Announcer(this)),
+      messageAnnouncer_(new Announcer(this)) {
     setFixedSize(kWindowWidth - 2 * kPadding, kHeight);
     text_->setWordWrap(true);
     message_->setAccessibleDescription(tr("Message"));
@@ -52,7 +54,7 @@ void StatusRow::setStatus(bool isRunning, const QString& text) {
     if (text != text_->text()) {
         // The first one is no news.
         if (!text_->text().isEmpty()) {
-            announcer_->announce(text);
+            statusAnnouncer_->announce(text);
         }
         text_->setText(text);
         layOut();
@@ -64,7 +66,7 @@ void StatusRow::setReason(const QString& reason) {
     if (reason != reason_) {
         reason_ = reason;
         if (!reason.isEmpty()) {
-            announcer_->announce(reason);
+            reasonAnnouncer_->announce(reason);
         }
         describe();
     }
@@ -75,7 +77,7 @@ void StatusRow::setMessage(const QString& message) {
         message_->setText(message);
         message_->setToolTip(plainToolTip(message));
         if (!message.isEmpty()) {
-            announcer_->announce(message);
+            messageAnnouncer_->announce(message);
         }
         layOut();
         update();

@@ -37,7 +37,10 @@ private:
     bool isRunning_ = false;
     TextLabel* text_;
     TextLabel* message_;
-    Announcer* announcer_;
+    /// Each kind of news has its own, so that none takes another's place.
+    Announcer* statusAnnouncer_;
+    Announcer* reasonAnnouncer_;
+    Announcer* messageAnnouncer_;
 };
 
 }  // namespace velmaro
