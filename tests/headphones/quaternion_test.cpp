@@ -92,6 +92,13 @@ TEST(Quaternion, TimesItsConjugateIsTheSquaredLength) {
     EXPECT_NEAR(identity.w, 1, 1e-15);
 }
 
+TEST(TaitBryan, BeginsAtZero) {
+    const TaitBryan angles;
+    EXPECT_EQ(angles.yaw, 0);
+    EXPECT_EQ(angles.pitch, 0);
+    EXPECT_EQ(angles.roll, 0);
+}
+
 TEST(TaitBryan, OfTheIdentityIsZero) {
     const TaitBryan angles = toTaitBryan(CMQuaternion{});
     EXPECT_EQ(angles.yaw, 0);
