@@ -349,8 +349,8 @@ TEST_F(SessionTest, SlowHandlerDropsFramesAndSeesTheNewest) {
 }
 
 TEST_F(SessionTest, ArrivalIsKnownWhileAFrameIsHandled) {
-    Rig rig(video);
     std::atomic<std::int64_t> longest = -1;
+    Rig rig(video);
     rig.telemetry.onFrameToDatagram = [&](Telemetry::Clock::duration duration) {
         longest = std::max(longest.load(), std::int64_t{duration.count()});
     };
@@ -375,8 +375,8 @@ TEST_F(SessionTest, StopInsideTheHandlerEndsTheFrames) {
 }
 
 TEST_F(SessionTest, StopWaitsForTheFrameBeingHandled) {
-    Rig rig(video);
     std::atomic<int> inside = 0;
+    Rig rig(video);
     rig.recorder->onFrame = [&] {
         ++inside;
         std::this_thread::sleep_for(100ms);

@@ -88,7 +88,7 @@ TEST_P(UnreadOutput, HoldsUpNoEndByItself) {
                                             "# velmaro motion 1\n"
                                             "time yaw pitch roll\n"
                                             "0.0 10 0 0\n"
-                                            "0.1 0 10 0\n");
+                                            "5.0 0 10 0\n");
     Program program({"--motion-file", motion, "--once", "--port", receiver.port()}, {},
                     {.output = output.descriptor()});
     EXPECT_EQ(program.wait(), 0);
