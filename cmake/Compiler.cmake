@@ -13,6 +13,8 @@ if(VELMARO_SANITIZE)
   target_compile_options(velmaro_flags INTERFACE
     -fsanitize=${VELMARO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O0 -g1)
   target_link_options(velmaro_flags INTERFACE -fsanitize=${VELMARO_SANITIZE})
+  # Compilers differ in how they tell the code.
+  target_compile_definitions(velmaro_flags INTERFACE VELMARO_SANITIZED)
 endif()
 
 if(VELMARO_COVERAGE)

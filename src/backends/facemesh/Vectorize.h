@@ -2,7 +2,7 @@
 
 /// Compiles a function also for AVX2 and takes that one at run time where the processor has it.
 /// The sanitizers cannot run the choice, which is made before they are ready.
-#if defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__x86_64__) && !defined(VELMARO_SANITIZED)
 #define VELMARO_VECTORIZE __attribute__((target_clones("avx2", "default")))
 #else
 #define VELMARO_VECTORIZE

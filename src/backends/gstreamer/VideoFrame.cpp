@@ -47,11 +47,12 @@ ImageView viewOf(const GstVideoFrame& frame) {
     view.height = GST_VIDEO_FRAME_HEIGHT(&frame);
     for (std::size_t i = 0; i < 3; ++i) {
         const auto component = static_cast<guint>(i);
-        view.components[i] = {GST_VIDEO_FRAME_COMP_DATA(&frame, component),
-                              GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, component),
-                              GST_VIDEO_FRAME_COMP_STRIDE(&frame, component),
-                              GST_VIDEO_FORMAT_INFO_W_SUB(frame.info.finfo, component),
-                              GST_VIDEO_FORMAT_INFO_H_SUB(frame.info.finfo, component)};
+        view.components[i] = {
+            GST_VIDEO_FRAME_COMP_DATA(&frame, component),
+            GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, component),
+            GST_VIDEO_FRAME_COMP_STRIDE(&frame, component),
+            static_cast<int>(GST_VIDEO_FORMAT_INFO_W_SUB(frame.info.finfo, component)),
+            static_cast<int>(GST_VIDEO_FORMAT_INFO_H_SUB(frame.info.finfo, component))};
     }
     if (GST_VIDEO_INFO_IS_YUV(&frame.info)) {
         view.toRGB = mixturesOf(frame.info);

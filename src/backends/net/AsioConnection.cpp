@@ -154,8 +154,8 @@ void AsioConnection::hostResolved(const HostAddresses& addresses) {
             endpoints_.push_back(*endpoint);
         }
     }
-    std::ranges::stable_partition(
-        endpoints_, [](const udp::endpoint& endpoint) { return endpoint.address().is_v4(); });
+    std::stable_partition(endpoints_.begin(), endpoints_.end(),
+                          [](const udp::endpoint& endpoint) { return endpoint.address().is_v4(); });
     connectToFirst();
 }
 

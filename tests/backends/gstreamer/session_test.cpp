@@ -459,7 +459,7 @@ TEST_F(SessionTest, PictureIsSharedNotCopied) {
     EXPECT_EQ(kept[0]->baseAddress(), kept[2]->baseAddress());
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef VELMARO_SANITIZED
 constexpr int kManyStarts = 60;  // Each takes much longer here.
 #else
 constexpr int kManyStarts = 200;

@@ -105,6 +105,9 @@ TEST(AsioMainQueue, DestroysLeftOverWorkWithoutRunningIt) {
 
 TEST(AsioMainQueue, CloseDestroysWhatIsQueuedThenAndLater) {
     struct QueuesWhenDestroyed {
+        explicit QueuesWhenDestroyed(AsioMainQueue& mainQueue) : queue(mainQueue) {}
+        QueuesWhenDestroyed(const QueuesWhenDestroyed&) = delete;
+        QueuesWhenDestroyed& operator=(const QueuesWhenDestroyed&) = delete;
         AsioMainQueue& queue;
         ~QueuesWhenDestroyed() {
             queue.async([] { ADD_FAILURE(); });

@@ -44,7 +44,7 @@ int lossesAskedFor(int usual) {
     return asked != nullptr ? std::atoi(asked) : usual;
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef VELMARO_SANITIZED
 // What they remember of each start takes memory of its own.
 constexpr bool kMemoryTells = false;
 #else

@@ -38,7 +38,7 @@ struct Usage {
     }
 };
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef VELMARO_SANITIZED
 // Slow, and what they remember of each start takes memory of its own.
 constexpr int kStarts = 40;
 constexpr auto kEnd = 6s;

@@ -75,7 +75,7 @@ std::vector<Receiver::Message> firstMessages(std::size_t count,
 }
 
 // Of the clip's 300 frames, on a busy machine.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef VELMARO_SANITIZED
 constexpr std::size_t kFewest = 40;
 #else
 constexpr std::size_t kFewest = 100;
