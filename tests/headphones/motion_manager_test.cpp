@@ -248,6 +248,7 @@ TEST_F(MotionManager, PanAndRollChangeTheirSignAtTheSeamBehind) {
     const double little = 1e-4;
     motion.deliver(CMQuaternion{0, 0, straight, 0});
     EXPECT_EQ(bits(updates.back()[0]), bits(-180.0F));
+    EXPECT_EQ(bits(tracker->pan.get()), bits(-180.0F));
     motion.deliver(CMQuaternion{0, 0, -straight, 0});
     EXPECT_EQ(bits(updates.back()[0]), bits(180.0F));
     motion.deliver(CMQuaternion{0, 0, straight, little});
