@@ -28,7 +28,7 @@ public:
             const int columns = (width + (1 << columnShift) - 1) >> columnShift;
             const int rows = (height + (1 << rowShift) - 1) >> rowShift;
             const int rowStep = columns + 3;
-            planes_[i].resize(static_cast<std::size_t>(rows * rowStep));
+            planes_[i].resize(static_cast<std::size_t>(rows) * static_cast<std::size_t>(rowStep));
             std::iota(planes_[i].begin(), planes_[i].end(), static_cast<std::uint8_t>(80 * i));
             view.components[i] = {planes_[i].data(), 1, rowStep, columnShift, rowShift};
         }

@@ -68,8 +68,8 @@ public:
 
     [[nodiscard]] std::uint32_t& at(int x, int y) {
         auto* const first = static_cast<std::byte*>(GST_VIDEO_FRAME_PLANE_DATA(&frame_, 0));
-        return reinterpret_cast<std::uint32_t*>(first +
-                                                y * GST_VIDEO_FRAME_PLANE_STRIDE(&frame_, 0))[x];
+        return reinterpret_cast<std::uint32_t*>(
+            first + std::ptrdiff_t{y} * GST_VIDEO_FRAME_PLANE_STRIDE(&frame_, 0))[x];
     }
 
     GstVideoInfo info{};

@@ -65,7 +65,7 @@ private:
 TEST_P(AnyHangingCamera, SendsWhatAnUprightOneSends) {
     // Degrees; nothing but rounding and what has not settled differs.
     constexpr float kTolerance = 0.02F;
-    const std::vector<float> upright = sentOfTheUprightOne();
+    const std::vector<float>& upright = sentOfTheUprightOne();
     ASSERT_GT(std::abs(upright.at(0)), 15) << "a head that looks ahead would show no sign";
     const std::vector<float> sent = sentOf(turnedStill(), GetParam().options);
     EXPECT_NEAR(sent.at(0), upright.at(0), kTolerance);
