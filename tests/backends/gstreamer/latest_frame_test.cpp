@@ -85,15 +85,17 @@ protected:
 TEST_F(LatestFrameTest, APictureThatTheBeatPassesOverIsNotDecoded) {
     ASSERT_TRUE(hasLibrary);
     play("30/1");
-    // On a busy machine one may come so late after the one before that it is wanted.
-    while (telemetry.framesPassedOver == 0) {
+    // On a busy machine one may come so late after the one before that it is wanted. One that was
+    // decoded sooner than the one before it may be passed over behind the decoder.
+    for (int i = 0; i < 1000 && decoded == pushed; ++i) {
         push();
         queue->advance(1);
     }
     while (!isHandedOver()) {
         push();
     }
-    EXPECT_EQ(decoded, pushed - telemetry.framesPassedOver);
+    EXPECT_LT(decoded, pushed);
+    EXPECT_GE(telemetry.framesPassedOver, pushed - decoded);
     EXPECT_EQ(sink.frames(), decoded);
     EXPECT_EQ(telemetry.framesDropped, 0U);
 }

@@ -70,10 +70,10 @@ protected:
         ASSERT_TRUE(eventually([&] { return countOf(kLost, program->errors()) > before; }))
             << program->errors();
     }
-    /// Waits for messages to come again.
+    /// Waits for messages to come again: a start may hang for half a minute, and is tried anew.
     void expectMessages() const {
         const std::size_t before = receiver.messages().size();
-        ASSERT_TRUE(receiver.waitFor(before + 5, 60s)) << program->output() << program->errors();
+        ASSERT_TRUE(receiver.waitFor(before + 5, 180s)) << program->output() << program->errors();
     }
 
     void unplugAndPlugIn() {
