@@ -115,9 +115,13 @@ std::set<std::string> Program::threadNames() const {
     std::set<std::string> names;
     std::error_code gone;
     const auto tasks = std::filesystem::path("/proc") / std::to_string(pid_) / "task";
-    for (const auto& task : std::filesystem::directory_iterator(tasks, gone)) {
-        std::string name = read(task.path() / "comm");
-        names.insert(name.substr(0, name.find('\n')));
+    for (std::filesystem::directory_iterator task(tasks, gone);
+         !gone && task != std::filesystem::directory_iterator(); task.increment(gone)) {
+        // A thread may end between its being seen and its being read.
+        std::ifstream comm(task->path() / "comm");
+        if (std::string name; std::getline(comm, name)) {
+            names.insert(name);
+        }
     }
     return names;
 }
