@@ -51,6 +51,8 @@ protected:
         if (pipeline) {
             gst_element_set_state(pipeline.get(), GST_STATE_NULL);
         }
+        // What waits in the queue holds the queue.
+        queue->advance(1);
     }
     /// Returns when the picture has been passed over, or is handed over.
     void push() {
