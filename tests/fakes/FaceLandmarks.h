@@ -16,7 +16,7 @@ public:
 
     [[nodiscard]] int width() const override { return width_; }
     [[nodiscard]] int height() const override { return height_; }
-    [[nodiscard]] std::ptrdiff_t bytesPerRow() const override { return 4 * width_; }
+    [[nodiscard]] std::ptrdiff_t bytesPerRow() const override { return std::ptrdiff_t{4} * width_; }
     [[nodiscard]] const std::byte* baseAddress() const override { return nullptr; }
 
 private:

@@ -225,7 +225,7 @@ Result<void> LinuxPlatform::replaceFile(const std::filesystem::path& file, std::
     std::error_code ignored;
     const std::filesystem::path folder = file.parent_path();
     if (!folder.empty() && !std::filesystem::exists(folder, ignored)) {
-        if (const auto made = makeFolder(folder); !made) {
+        if (auto made = makeFolder(folder); !made) {
             return made;
         }
     }

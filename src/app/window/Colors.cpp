@@ -48,7 +48,8 @@ const Colors kDark{
 /// What a translucent colour looks like on the window.
 QColor onWindow(const Colors& colors, const QColor& color) {
     const auto mix = [&](int above, int below) {
-        return qRound(above * color.alphaF() + below * (1 - color.alphaF()));
+        const auto share = color.alphaF();
+        return qRound(static_cast<float>(above) * share + static_cast<float>(below) * (1 - share));
     };
     return {mix(color.red(), colors.window.red()), mix(color.green(), colors.window.green()),
             mix(color.blue(), colors.window.blue())};

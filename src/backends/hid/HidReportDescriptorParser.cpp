@@ -10,7 +10,7 @@ namespace velmaro {
 namespace {
 
 /// As much as Linux accepts, and more than any head tracker needs.
-constexpr std::size_t kMostReportBits = 16384 * 8;
+constexpr std::size_t kMostReportBits = std::size_t{16384} * 8;
 constexpr std::size_t kMostNesting = 32;
 
 constexpr std::uint32_t kApplicationCollection = 1;

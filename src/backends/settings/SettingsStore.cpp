@@ -140,7 +140,7 @@ Result<void> SettingsStore::store(std::string_view key, std::string_view bytes) 
         if (bytes.empty()) {
             return removeFile(record);
         }
-        if (const auto folder = makePrivateFolder(folder_); !folder) {
+        if (auto folder = makePrivateFolder(folder_); !folder) {
             return folder;
         }
         removeAbandonedFiles(folder_);
