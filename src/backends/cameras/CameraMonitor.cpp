@@ -133,6 +133,7 @@ void CameraMonitor::Watcher::start() {
     busSource_ = gst_bus_create_watch(bus.get());
     g_source_set_callback(busSource_, G_SOURCE_FUNC(busMessage), this, nullptr);
     g_source_attach(busSource_, context_);
+    registry->open();
     gst_device_monitor_start(monitor_.get());
     GList* const devices = gst_device_monitor_get_devices(monitor_.get());
     for (GList* item = devices; item != nullptr; item = item->next) {

@@ -27,7 +27,8 @@ CameraChange CameraRegistry::add(GstDevice* device) {
         return CameraChange::none;
     }
     const std::lock_guard lock(mutex_);
-    if (std::ranges::any_of(entries_, [&](const Entry& e) { return e.device.get() == device; })) {
+    if (!isOpen_ ||
+        std::ranges::any_of(entries_, [&](const Entry& e) { return e.device.get() == device; })) {
         return CameraChange::none;
     }
     std::string lastingName = camera->uniqueID;
@@ -75,11 +76,17 @@ CameraChange CameraRegistry::removeAll() {
     {
         const std::lock_guard lock(mutex_);
         gone.swap(entries_);
+        isOpen_ = false;
     }
     for (const Entry& entry : gone) {
         tell(entry.uses);
     }
     return gone.empty() ? CameraChange::none : CameraChange::disconnected;
+}
+
+void CameraRegistry::open() {
+    const std::lock_guard lock(mutex_);
+    isOpen_ = true;
 }
 
 CameraChange CameraRegistry::forgetAll() {

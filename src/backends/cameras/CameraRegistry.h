@@ -30,9 +30,12 @@ public:
     CameraChange remove(GstDevice* device);
     /// The same device with other properties. Its users go on.
     void replace(GstDevice* old, GstDevice* now);
-    /// All devices are gone; their users are told.
+    /// All devices are gone; their users are told. What is added from now on was announced before,
+    /// and is left out until `open`.
     CameraChange removeAll();
-    /// As `removeAll`, but whoever reads a device may go on.
+    /// The devices are listed anew.
+    void open();
+    /// All devices are gone, but whoever reads one may go on.
     CameraChange forgetAll();
 
     [[nodiscard]] std::vector<CameraDescription> cameras() const;
@@ -57,6 +60,7 @@ private:
 
     mutable std::mutex mutex_;
     std::vector<Entry> entries_;
+    bool isOpen_ = true;
 };
 
 }  // namespace velmaro::cameras

@@ -58,6 +58,7 @@ TEST(CameraRegistry, ACameraIsListedOnceForAsLongAsADeviceStandsForIt) {
     EXPECT_EQ(registry.find("a"), nullptr);
     EXPECT_EQ(registry.removeAll(), CameraChange::disconnected);
     EXPECT_EQ(registry.removeAll(), CameraChange::none);
+    registry.open();
     EXPECT_EQ(registry.add(device("node.name=c", kGrey).get()), CameraChange::none);
 }
 
@@ -82,6 +83,20 @@ TEST(CameraRegistry, OnlyTheUsersOfTheRemovedDeviceAreTold) {
     EXPECT_EQ(registry.use(a.get(), [] {}), nullptr);
     registry.removeAll();
     EXPECT_EQ(lostB, 1);
+}
+
+// PipeWire's end is noticed at once, while what it announced before still waits in a queue.
+TEST(CameraRegistry, WhatWasAnnouncedBeforeAllWentStaysAway) {
+    CameraRegistry registry;
+    const auto camera = device("node.name=a");
+    registry.add(camera.get());
+    EXPECT_EQ(registry.removeAll(), CameraChange::disconnected);
+    EXPECT_EQ(registry.add(camera.get()), CameraChange::none);
+    EXPECT_TRUE(registry.cameras().empty());
+    registry.open();
+    EXPECT_EQ(registry.add(camera.get()), CameraChange::connected);
+    EXPECT_EQ(registry.forgetAll(), CameraChange::disconnected);
+    EXPECT_EQ(registry.add(camera.get()), CameraChange::connected);
 }
 
 TEST(CameraRegistry, TwoOfTheSameNameAreEachThemselves) {
