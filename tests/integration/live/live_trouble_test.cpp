@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include "LiveCamera.h"
@@ -165,8 +166,12 @@ TEST_F(LiveCamera, TwoHundredStartsAndChangesOfCameraLeaveNothingBehind) {
         if (round % 2 == 0) {
             rig.session->stopRunning();
         }
-        if (round == 10) {
+        if (round == kStarts / 4) {
             rig.session->stopRunning();
+            // A queue opens what it counts time with when it is first asked to.
+            std::promise<void> later;
+            rig.queue->asyncAfter(1ms, [&later] { later.set_value(); });
+            later.get_future().wait();
             before = Usage::settled();
         }
     }
