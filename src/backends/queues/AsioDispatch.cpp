@@ -21,6 +21,12 @@ AsioDispatch::AsioDispatch(DispatchQueue& mainQueue)
 AsioDispatch::~AsioDispatch() {
     // While both queues are there for the work that is running.
     threads_->shutDown();
+    const std::lock_guard lock(mutex_);
+    for (const auto& known : serialLoops_) {
+        if (const auto loop = known.lock()) {
+            loop->finish();
+        }
+    }
 }
 
 DispatchQueue& AsioDispatch::mainQueue() {
@@ -33,7 +39,11 @@ DispatchQueue& AsioDispatch::globalQueue(QualityOfService quality) {
 
 std::shared_ptr<DispatchQueue> AsioDispatch::makeSerialQueue(const std::string& label,
                                                              QualityOfService) {
-    return std::make_shared<AsioSerialQueue>(label);
+    auto queue = std::make_shared<AsioSerialQueue>(label);
+    const std::lock_guard lock(mutex_);
+    std::erase_if(serialLoops_, [](const auto& known) { return known.expired(); });
+    serialLoops_.push_back(queue->loop());
+    return queue;
 }
 
 }  // namespace velmaro

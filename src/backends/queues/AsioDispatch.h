@@ -1,13 +1,16 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "platform/Dispatch.h"
 
 namespace velmaro {
 
 class AsioThreadPool;
+class EventLoop;
 class GlobalQueue;
 
 /// The process's queues. The global queues share threads, each at most 16 at once; each serial
@@ -18,7 +21,8 @@ public:
     /// The entry brings the main queue, an `AsioMainQueue` or that of a window; it outlives this.
     /// Throws std::system_error if the system has no thread to give. Later, work waits for one.
     explicit AsioDispatch(DispatchQueue& mainQueue);
-    /// Waits for running work of the global queues; what is still queued there never runs.
+    /// Waits for the work that runs on its queues, even on a serial one that this work has
+    /// released; none runs later, also on serial queues that somebody keeps.
     ~AsioDispatch() override;
 
     DispatchQueue& mainQueue() override;
@@ -31,6 +35,9 @@ private:
     const std::unique_ptr<AsioThreadPool> threads_;
     const std::unique_ptr<GlobalQueue> userInitiated_;
     const std::unique_ptr<GlobalQueue> standard_;
+
+    std::mutex mutex_;
+    std::vector<std::weak_ptr<EventLoop>> serialLoops_;
 };
 
 }  // namespace velmaro

@@ -25,6 +25,8 @@ public:
     void asyncAfter(std::chrono::duration<double> delay, Work work) override;
     [[nodiscard]] bool isCurrent() const override;
 
+    [[nodiscard]] const std::shared_ptr<EventLoop>& loop() const { return loop_; }
+
 private:
     void startThread();
 

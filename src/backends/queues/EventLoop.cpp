@@ -28,7 +28,10 @@ EventLoop::EventLoop(Threads threads)
       keepRunning_(context_.get_executor()) {}
 
 void EventLoop::run() {
+    ++threadsInside_;
     context_.run();
+    --threadsInside_;
+    threadsInside_.notify_all();
 }
 
 void EventLoop::rearm() {
@@ -37,6 +40,16 @@ void EventLoop::rearm() {
 
 void EventLoop::stop() {
     context_.stop();
+}
+
+void EventLoop::finish() {
+    stop();
+    if (isCurrent()) {
+        return;
+    }
+    for (int inside = threadsInside_; inside != 0; inside = threadsInside_) {
+        threadsInside_.wait(inside);
+    }
 }
 
 void EventLoop::post(Work work) {

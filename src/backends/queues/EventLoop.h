@@ -2,6 +2,7 @@
 
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
+#include <atomic>
 #include <chrono>
 #include <string>
 
@@ -21,6 +22,8 @@ public:
     void run();
     /// Makes every `run` return after the work that it is at. Any thread.
     void stop();
+    /// Stops, and waits for the work that runs unless it is that work which calls. Any thread.
+    void finish();
 
     /// Lets `run` be called again after a stop, once no thread is inside it.
     void rearm();
@@ -36,6 +39,7 @@ public:
 private:
     asio::io_context context_;
     asio::executor_work_guard<asio::io_context::executor_type> keepRunning_;
+    std::atomic<int> threadsInside_ = 0;
 };
 
 /// Names the current thread for debuggers and `top`, which show the first 15 bytes.

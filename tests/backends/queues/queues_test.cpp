@@ -191,6 +191,36 @@ TEST_F(SerialQueueTest, CanBeReleasedByItsOwnWork) {
     EXPECT_EQ(tokenDestroyed.wait_for(std::chrono::seconds(10)), std::future_status::ready);
 }
 
+// Its last piece may let go of it, and posts to the main queue when it has ended.
+TEST_F(SerialQueueTest, DestructionOfAllQueuesFinishesWorkThatHasReleasedItsOwn) {
+    std::latch entered(1);
+    std::atomic<bool> finished = false;
+    auto queue = makeSerialQueue();
+    queue->async([&, queue]() mutable {
+        queue.reset();
+        entered.count_down();
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        finished = true;
+    });
+    queue.reset();
+    entered.wait();
+    dispatch.reset();
+    EXPECT_TRUE(finished);
+}
+
+TEST_F(SerialQueueTest, DestructionOfAllQueuesEndsThoseThatSomebodyKeeps) {
+    auto queue = makeSerialQueue();
+    Mailbox<int> begun;
+    queue->async([&begun] { begun.put(1); });
+    EXPECT_EQ(begun.take(), 1);
+    dispatch.reset();
+    const auto token = std::make_shared<int>();
+    queue->async([token] { ADD_FAILURE(); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    queue.reset();
+    EXPECT_EQ(token.use_count(), 1);
+}
+
 using GlobalQueueTest = QueuesTest;
 
 TEST_F(GlobalQueueTest, OneForEachQuality) {
