@@ -139,6 +139,7 @@ TEST(TaitBryan, KeepsTheWholeTurnOfYawAndRoll) {
     EXPECT_EQ(toTaitBryan({0, 0, 1, 0}).yaw, kPi);
     EXPECT_EQ(toTaitBryan({-0.0, 0, 1, -0.0}).yaw, -kPi);
     EXPECT_EQ(toTaitBryan({1, 0, 0, 0}).roll, kPi);
+    EXPECT_EQ(toTaitBryan({1, -0.0, 0, -0.0}).roll, -kPi);
 }
 
 TEST(TaitBryan, PitchIsNotANumberBeyondTheUnitLength) {

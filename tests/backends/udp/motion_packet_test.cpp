@@ -56,6 +56,14 @@ TEST(MotionPacket, DropsWholeTurns) {
                 1e-12);
 }
 
+TEST(MotionPacket, HalfATurnKeepsItsSign) {
+    for (const double half : {180.0, -180.0}) {
+        EXPECT_EQ(parseMotionPacket(packet({0, 0, 0, half, 0, 0})), attitudeFromAngles(half, 0, 0));
+        EXPECT_EQ(parseMotionPacket(packet({0, 0, 0, 0, half, 0})), attitudeFromAngles(0, half, 0));
+        EXPECT_EQ(parseMotionPacket(packet({0, 0, 0, 0, 0, half})), attitudeFromAngles(0, 0, half));
+    }
+}
+
 TEST(MotionPacket, RefusesOtherSizes) {
     const auto bytes = packet({0, 0, 0, 10, 20, 30});
     for (std::size_t size = 0; size < bytes.size(); ++size) {
