@@ -129,6 +129,18 @@ TEST_F(Following, AFarFaceThatComesNearAtItsPlaceStaysFoundAtOneLookEach) {
     EXPECT_LE(looks, 28 * 2 + 4);
 }
 
+TEST_F(Following, AFaceThatGoesAwayAtItsPlaceStaysFoundAtOneLookEach) {
+    double side = 250;
+    ASSERT_TRUE(look(portrait.frame(1280, 720, 640, 340, side)));
+    int looks = 0;
+    for (int i = 0; i < 26; ++i) {
+        side *= 0.93;
+        ASSERT_TRUE(look(portrait.frame(1280, 720, 640, 340, side))) << i;
+        looks += analyzer.looks();
+    }
+    EXPECT_LE(looks, 26 * 2 + 4);
+}
+
 TEST_F(Following, WhoIsSurerForTwoPicturesOnlyDoesNotWin) {
     const Frame alone = portrait.frame(1280, 720, 200, 300, 80);
     Frame both = alone;
