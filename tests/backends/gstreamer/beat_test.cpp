@@ -170,5 +170,25 @@ TEST(Beat, WaitsAfterALongAnalysisAsLongAsItTookMore) {
     EXPECT_NEAR(waitAfter(8ms, 80ms), 0.0065, 0.0001) << "and no longer than six milliseconds";
 }
 
+TEST(Beat, WhileAFrameIsHandledNobodyKnowsYetHowLongItTakes) {
+    Beat beat;
+    beat.begins(at(0));
+    beat.ends(at(0.008));
+    beat.begins(at(1));
+    beat.ends(at(1.1));
+    ASSERT_GT(beat.wait(at(1 + kInterval))->count(), 0.006) << "the one before took long";
+    beat.begins(at(2));
+    EXPECT_NEAR(beat.wait(at(2 + kInterval))->count(), 0.0005, 1e-6);
+}
+
+TEST(Beat, AFrameThatComesLateDoesNotWait) {
+    Beat beat;
+    EXPECT_EQ(beat.wait(at(0)), Duration(0)) << "the first one";
+    beat.begins(at(0));
+    beat.ends(at(0.008));
+    EXPECT_EQ(beat.wait(at(kInterval + 0.001)), Duration(0));
+    EXPECT_EQ(beat.wait(at(60)), Duration(0));
+}
+
 }  // namespace
 }  // namespace velmaro::gstreamer
