@@ -278,6 +278,33 @@ INSTANTIATE_TEST_SUITE_P(Each, TurnedPictureTest,
                          testing::Values(&writeTurnedJPEG, &writeTurnedPNG),
                          [](const auto& info) { return info.index == 0 ? "JPEG" : "PNG"; });
 
+TEST_F(PlaybackTest, TheOrientationOfAPNGIsKnownWhereverAndHoweverItStands) {
+    ASSERT_EQ(ensureLibrary(), std::nullopt);
+    const std::string file = directory.file("turned.png");
+    writeTurnedPNG(file, 96, 64, 6);
+    const std::string picture = readFile(file);
+    // The mark and the first chunk, then the EXIF data: length, kind, 26 bytes, checksum.
+    const std::string begin = picture.substr(0, 33);
+    const std::string chunk = picture.substr(33, 38);
+    ASSERT_EQ(chunk.substr(0, 8), std::string("\0\0\0\x1a", 4) + "eXIf");
+    const std::string rest = picture.substr(begin.size() + chunk.size());
+
+    const std::string behind = directory.file("behind.png");
+    writeFile(behind,
+              begin + rest.substr(0, rest.size() - 12) + chunk + rest.substr(rest.size() - 12));
+    EXPECT_EQ(FileHead::read(behind).orientation, GST_VIDEO_ORIENTATION_90R);
+
+    // As some programs write it, with the mark that it has in a JPEG file.
+    const std::string marked = directory.file("marked.png");
+    writeFile(marked, begin + std::string("\0\0\0\x20", 4) + "eXIf" + std::string("Exif\0\0", 6) +
+                          chunk.substr(8) + rest);
+    EXPECT_EQ(FileHead::read(marked).orientation, GST_VIDEO_ORIENTATION_90R);
+
+    const std::string without = directory.file("without.png");
+    writeFile(without, begin + rest);
+    EXPECT_EQ(FileHead::read(without).orientation, GST_VIDEO_ORIENTATION_IDENTITY);
+}
+
 // Debian's decoder is in a package that not everybody has.
 TEST_F(PlaybackTest, TheOrientationOfAWebPIsKnown) {
     ASSERT_EQ(ensureLibrary(), std::nullopt);
