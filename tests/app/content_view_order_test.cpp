@@ -112,6 +112,22 @@ TEST_F(ContentViewOrderTest, EverythingStandsBeforeTheHeadphonesAreStarted) {
     EXPECT_EQ(capture.trace.back(), "startDeviceMotionUpdates");
 }
 
+TEST_F(ContentViewOrderTest, TheStatusComesBeforeTheHeadphonesAreListenedTo) {
+    headphones.available = true;
+    headphones.connect();
+    dispatch.main.run();
+    view->select("airpods");
+    std::vector<bool> listened;
+    const Subscription status = view->debugText.observe([&](const std::string& text) {
+        if (text == "Connecting AirPods...") {
+            listened.push_back(static_cast<bool>(view->headphoneManager->onConnectionChanged) ||
+                               static_cast<bool>(view->headphoneManager->onMotionUpdate));
+        }
+    });
+    view->toggleTracking();
+    EXPECT_THAT(listened, ElementsAre(false));
+}
+
 TEST_F(ContentViewOrderTest, NothingToStartIsSaidAtOnce) {
     view->select("camera_gone");
     traceEverything();

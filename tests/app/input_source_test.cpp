@@ -42,6 +42,8 @@ TEST(InputSource, HashesTellSourcesApart) {
     const InputSource other = InputSource::camera(fakes::makeDevice("Y", "Camera"));
     EXPECT_EQ(hash(camera), hash(InputSource(camera)));
     EXPECT_NE(hash(camera), hash(other));
+    EXPECT_NE(hash(camera), hash(InputSource::camera(fakes::makeDevice("X", "Camera"))))
+        << "the device counts, not its identifier";
     EXPECT_NE(hash(camera), hash(InputSource::airpods()));
 }
 
