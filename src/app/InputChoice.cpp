@@ -3,13 +3,6 @@
 #include <optional>
 
 namespace velmaro {
-namespace {
-
-using Kind = Diagnostic::Kind;
-using Subject = Diagnostic::Subject;
-
-}  // namespace
-
 InputChoice::InputChoice(const Options& options, ContentView& view, const System& system,
                          Diagnostics& diagnostics)
     : options_(options), view_(view), system_(system), diagnostics_(diagnostics) {}
@@ -31,11 +24,12 @@ bool InputChoice::make() {
         return true;
     }
     if (!input && options_.input) {
-        fail(Subject::program, "there is no source '" + *options_.input + "'", "see --list-inputs");
+        fail(Diagnostic::Subject::program, "there is no source '" + *options_.input + "'",
+             "see --list-inputs");
         return false;
     }
     if (!input && isInTerminal()) {
-        reportNoSource(diagnostics_, Kind::failure);
+        reportNoSource(diagnostics_, Diagnostic::Kind::failure);
         return false;
     }
     return !input || input->isAirpods() || (!isRecordingInVain() && canTrackFaces());
@@ -44,8 +38,8 @@ bool InputChoice::make() {
 /// What was kept some day must not keep the window from opening today.
 void InputChoice::chooseAnother() {
     diagnostics_.report(
-        {.kind = Kind::warning,
-         .subject = Subject::settings,
+        {.kind = Diagnostic::Kind::warning,
+         .subject = Diagnostic::Subject::settings,
          .text = "the source that was kept, '" + *options_.input + "', is not there",
          .advice = "connect it and choose it, or choose another"});
     if (const auto inputs = view_.availableInputs(); !inputs.empty()) {
@@ -58,27 +52,29 @@ bool InputChoice::isRecordingInVain() {
     if (!options_.recordMotion || !(isInTerminal() || options_.input)) {
         return false;
     }
-    fail(Subject::recording, "only headphones' motion can be recorded, and a camera is the source",
+    fail(Diagnostic::Subject::recording,
+         "only headphones' motion can be recorded, and a camera is the source",
          "choose the headphones with --input airpods, or leave out --record-motion");
     return true;
 }
 
 bool InputChoice::canTrackFaces() {
     if (const auto& error = system_.faceLandmarksError()) {
-        fail(Subject::camera, error->description);
+        fail(Diagnostic::Subject::camera, error->description);
         return false;
     }
     return true;
 }
 
-void InputChoice::fail(Subject subject, const std::string& text, const std::string& advice) {
+void InputChoice::fail(Diagnostic::Subject subject, const std::string& text,
+                       const std::string& advice) {
     diagnostics_.report(
-        {.kind = Kind::failure, .subject = subject, .text = text, .advice = advice});
+        {.kind = Diagnostic::Kind::failure, .subject = subject, .text = text, .advice = advice});
 }
 
-void reportNoSource(Diagnostics& diagnostics, Kind kind) {
+void reportNoSource(Diagnostics& diagnostics, Diagnostic::Kind kind) {
     diagnostics.report({.kind = kind,
-                        .subject = Subject::program,
+                        .subject = Diagnostic::Subject::program,
                         .text = "no source is there",
                         .advice = "connect a camera or headphones, or try --demo"});
 }

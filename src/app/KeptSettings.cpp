@@ -8,9 +8,6 @@
 namespace velmaro {
 namespace {
 
-using Kind = Diagnostic::Kind;
-using Subject = Diagnostic::Subject;
-
 /// Where the headphones' rest pose is stored.
 constexpr std::string_view kPoseKey = "headphoneCalibration";
 
@@ -18,8 +15,10 @@ constexpr std::string_view kPoseKey = "headphoneCalibration";
 
 bool keepSettings(const Options& options, System& system, Diagnostics& diagnostics) {
     const auto fail = [&](const std::string& text, const std::string& advice) {
-        diagnostics.report(
-            {.kind = Kind::failure, .subject = Subject::settings, .text = text, .advice = advice});
+        diagnostics.report({.kind = Diagnostic::Kind::failure,
+                            .subject = Diagnostic::Subject::settings,
+                            .text = text,
+                            .advice = advice});
         return false;
     };
     const std::string file = options.configuration.string();
@@ -34,8 +33,8 @@ bool keepSettings(const Options& options, System& system, Diagnostics& diagnosti
             "the settings cannot be kept in " + file + " (" + written.error().description + ")",
             "make the folder writable, or name another file with --config");
     }
-    diagnostics.report({.kind = Kind::hint,
-                        .subject = Subject::settings,
+    diagnostics.report({.kind = Diagnostic::Kind::hint,
+                        .subject = Diagnostic::Subject::settings,
                         .text = "the settings are kept in " + file});
     return true;
 }
@@ -44,13 +43,13 @@ bool forgetPose(UserDefaults& stored, Diagnostics& diagnostics, bool isInUse) {
     const bool wasThere = !stored.data(kPoseKey).empty();
     stored.setData(kPoseKey, "");
     if (!stored.data(kPoseKey).empty()) {
-        diagnostics.report({.kind = Kind::failure,
-                            .subject = Subject::headphones,
+        diagnostics.report({.kind = Diagnostic::Kind::failure,
+                            .subject = Diagnostic::Subject::headphones,
                             .text = "the stored pose of the headphones could not be removed"});
         return false;
     }
-    diagnostics.report({.kind = Kind::hint,
-                        .subject = Subject::headphones,
+    diagnostics.report({.kind = Diagnostic::Kind::hint,
+                        .subject = Diagnostic::Subject::headphones,
                         .text = wasThere ? "the stored pose of the headphones is forgotten"
                                          : "no pose of the headphones is stored",
                         .advice = wasThere && isInUse ? "the next start begins without it" : ""});

@@ -38,7 +38,7 @@ Lookup lookUp(const std::string& host, int flags) {
     return lookup;
 }
 
-std::string describe(int status) {
+std::string describeLookup(int status) {
     return status == EAI_SYSTEM ? std::system_category().message(errno) : gai_strerror(status);
 }
 
@@ -59,7 +59,7 @@ std::optional<asio::ip::udp::endpoint> parseAddress(const std::string& text, Por
 HostAddresses resolveHostName(const std::string& host) {
     const Lookup lookup = lookUp(host, 0);
     if (lookup.status != 0) {
-        return failure(describe(lookup.status));
+        return failure(describeLookup(lookup.status));
     }
     std::vector<std::string> addresses;
     for (const addrinfo* each = lookup.results.get(); each != nullptr; each = each->ai_next) {

@@ -15,8 +15,7 @@ constexpr const char* kMemoryPath = "/org/freedesktop/impl/portal/PermissionStor
 /// Where the answers about devices are kept, and the entry for cameras.
 constexpr const char* kMemoryTable = "devices";
 constexpr std::string_view kMemoryEntry = "camera";
-/// What the portal says of a dialog (org.freedesktop.portal.Request, "Response").
-constexpr guint32 kGranted = 0;
+/// What the portal says of a dialog that was refused, as its `kGranted`.
 constexpr guint32 kRefused = 1;
 
 /// True if there is no portal, or one that knows nothing of cameras.
@@ -110,7 +109,7 @@ void CameraPortal::takeAnswer(GVariant* parameters) {
     }
     guint32 response = 0;
     g_variant_get_child(parameters, 0, "u", &response);
-    if (response == kGranted) {
+    if (response == portal::kGranted) {
         conclude(AuthorizationStatus::authorized);
     } else if (response == kRefused) {
         report(Diagnostic::Kind::failure, "the desktop denies access to cameras",

@@ -10,8 +10,6 @@ namespace velmaro {
 namespace {
 
 constexpr const char* kShortcuts = "org.freedesktop.portal.GlobalShortcuts";
-/// What the portal says of a request that was granted (org.freedesktop.portal.Request, "Response").
-constexpr guint32 kGranted = 0;
 constexpr const char* kSessionToken = "velmaro";
 
 struct Shortcut {
@@ -85,7 +83,7 @@ void GlobalShortcuts::sessionAnswered(GVariant* parameters) {
     const glib::VariantHandle held(results);
     // A path by its meaning, a text by its type.
     const char* session = nullptr;
-    if (response == kGranted &&
+    if (response == portal::kGranted &&
         (g_variant_lookup(results, "session_handle", "&s", &session) ||
          g_variant_lookup(results, "session_handle", "&o", &session)) &&
         g_variant_is_object_path(session)) {

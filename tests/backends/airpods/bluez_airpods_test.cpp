@@ -20,10 +20,10 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* kPath = "/org/bluez/hci0/dev_00_11_22_AA_BB_CC";
-constexpr const char* kOtherPath = "/org/bluez/hci0/dev_00_11_22_AA_BB_DD";
-const BluetoothAddress kAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xCC};
-const BluetoothAddress kOtherAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xDD};
-const FakeDevice kOther{.address = "00:11:22:AA:BB:DD"};
+constexpr const char* kOtherDevicePath = "/org/bluez/hci0/dev_00_11_22_AA_BB_DD";
+const BluetoothAddress kPairedAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xCC};
+const BluetoothAddress kOtherDeviceAddress{0x00, 0x11, 0x22, 0xAA, 0xBB, 0xDD};
+const FakeDevice kOtherDevice{.address = "00:11:22:AA:BB:DD"};
 
 class Finder : public testing::Test {
 protected:
@@ -79,7 +79,7 @@ TEST_F(Finder, WithoutDevicesFindsNothing) {
 TEST_F(Finder, FindsWhatIsConnectedAndSaysThatItIsExperimental) {
     const FakeBlueZ bluez(bus.address(), {{kPath, {}}});
     look();
-    EXPECT_TRUE(finds(kAddress));
+    EXPECT_TRUE(finds(kPairedAddress));
     EXPECT_EQ(reported(), (std::vector<std::string>{
                               "found AirPods at 00:11:22:AA:BB:CC; their motion is experimental, "
                               "see docs/headphones.md"}));
@@ -106,7 +106,7 @@ TEST_F(Finder, HearsOfADeviceThatComesAndGoes) {
     look();
     ASSERT_TRUE(finds(std::nullopt));
     bluez.set(kPath, {});
-    EXPECT_TRUE(finds(kAddress));
+    EXPECT_TRUE(finds(kPairedAddress));
     bluez.remove(kPath);
     EXPECT_TRUE(finds(std::nullopt));
 }
@@ -120,7 +120,7 @@ TEST_F(Finder, HearsOfConnectionsAndReportsThemOnce) {
     for (int i = 0; i < 3; ++i) {
         device.isConnected = true;
         bluez.set(kPath, device);
-        EXPECT_TRUE(finds(kAddress));
+        EXPECT_TRUE(finds(kPairedAddress));
         device.isConnected = false;
         bluez.set(kPath, device);
         EXPECT_TRUE(finds(std::nullopt));
@@ -133,39 +133,39 @@ TEST_F(Finder, LearnsTheModelLate) {
     look();
     ASSERT_TRUE(finds(std::nullopt));
     bluez.set(kPath, {});
-    EXPECT_TRUE(finds(kAddress));
+    EXPECT_TRUE(finds(kPairedAddress));
 }
 
 TEST_F(Finder, StaysWithTheFirstAndThenTakesTheOther) {
-    FakeBlueZ bluez(bus.address(), {{kOtherPath, kOther}});
+    FakeBlueZ bluez(bus.address(), {{kOtherDevicePath, kOtherDevice}});
     look();
-    ASSERT_TRUE(finds(kOtherAddress));
+    ASSERT_TRUE(finds(kOtherDeviceAddress));
     const int before = bluez.questions();
     bluez.set(kPath, {});
     while (bluez.questions() == before) {
         std::this_thread::sleep_for(1ms);
     }
     std::this_thread::sleep_for(100ms);
-    EXPECT_TRUE(finds(kOtherAddress));
-    bluez.remove(kOtherPath);
-    EXPECT_TRUE(finds(kAddress));
+    EXPECT_TRUE(finds(kOtherDeviceAddress));
+    bluez.remove(kOtherDevicePath);
+    EXPECT_TRUE(finds(kPairedAddress));
 }
 
 TEST_F(Finder, HearsOfTheEndAndTheReturnOfBlueZ) {
     std::optional<FakeBlueZ> bluez;
     bluez.emplace(bus.address(), FakeBlueZ::Devices{{kPath, {}}});
     look();
-    ASSERT_TRUE(finds(kAddress));
+    ASSERT_TRUE(finds(kPairedAddress));
     bluez.reset();
     EXPECT_TRUE(finds(std::nullopt));
     bluez.emplace(bus.address(), FakeBlueZ::Devices{{kPath, {}}});
-    EXPECT_TRUE(finds(kAddress));
+    EXPECT_TRUE(finds(kPairedAddress));
 }
 
 TEST_F(Finder, OutlivesItsBus) {
     const FakeBlueZ bluez(bus.address(), {{kPath, {}}});
     look();
-    ASSERT_TRUE(finds(kAddress));
+    ASSERT_TRUE(finds(kPairedAddress));
     bus.kill();
     EXPECT_TRUE(finds(std::nullopt));
 }
@@ -173,7 +173,7 @@ TEST_F(Finder, OutlivesItsBus) {
 TEST_F(Finder, DoesNotAskForChangesThatMatterToNobody) {
     FakeBlueZ bluez(bus.address(), {{kPath, {}}});
     look();
-    ASSERT_TRUE(finds(kAddress));
+    ASSERT_TRUE(finds(kPairedAddress));
     const int before = bluez.questions();
     for (int i = 0; i < 50; ++i) {
         bluez.tellOfSignalStrength(kPath);
@@ -192,7 +192,7 @@ TEST_F(Finder, MayGoAtAnyTime) {
         finder.reset();
     }
     look();
-    EXPECT_TRUE(finds(kAddress));
+    EXPECT_TRUE(finds(kPairedAddress));
 }
 
 }  // namespace

@@ -53,6 +53,9 @@ inline Bytes secondTrackerDescriptor() {
         "0A 46 05 15 00 25 FF 35 00 45 FF 55 00 75 08 95 01 81 02 C0");
 }
 
+/// A report of `trackerDescriptor` with a rotation.
+inline const Bytes kTurned = fromHex("01 00 00 00 00 1C 07 00 00 00 00 00 00 00");
+
 inline Bytes markerReport(std::uint8_t id, std::string_view marker, std::size_t size) {
     Bytes report(size);
     report.at(0) = id;

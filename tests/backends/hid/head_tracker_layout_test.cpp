@@ -19,8 +19,6 @@ std::optional<HeadTrackerLayout> layoutOf(const Bytes& bytes) {
     return descriptor ? HeadTrackerLayout::of(std::move(*descriptor)) : std::nullopt;
 }
 
-const Bytes kTurned = fromHex("01 00 00 00 00 1C 07 00 00 00 00 00 00 00");
-
 TEST(HeadTrackerLayout, ComesFromTheDescriptor) {
     const auto first = layoutOf(trackerDescriptor());
     ASSERT_TRUE(first);

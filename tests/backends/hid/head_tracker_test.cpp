@@ -17,8 +17,6 @@ namespace {
 using live::eventually;
 using namespace std::chrono_literals;
 
-const Bytes kTurned = fromHex("01 00 00 00 00 1C 07 00 00 00 00 00 00 00");
-
 class Tracker : public testing::Test {
 protected:
     MotionThread& make() {

@@ -16,7 +16,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using live::eventually;
-using live::Listener;
 
 class Driver : public MotionDriver {
 public:
@@ -133,7 +132,7 @@ TEST(MotionThread, AStuckQueueDoesNotFillTheMemory) {
 }
 
 TEST(MotionThread, NotifiesOfChangesOnceAndNothingAtItsEnd) {
-    const auto listener = std::make_shared<Listener>();
+    const auto listener = std::make_shared<live::Listener>();
     std::atomic<int> step = 0;
     {
         MotionThread motion("test", driver([&](MotionThread& thread) {

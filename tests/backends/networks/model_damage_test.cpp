@@ -3,7 +3,7 @@
 #include <cstring>
 #include <random>
 
-#include "backends/facemesh/ModelStore.h"
+#include "Detector.h"
 #include "backends/facemesh/Portrait.h"
 #include "backends/networks/Model.h"
 #include "backends/networks/NeuralNetwork.h"
@@ -18,10 +18,6 @@ enum class Outcome { refused, read };
 
 Outcome read(std::span<const std::byte> file) {
     return readModel(file).and_then(NeuralNetwork::create) ? Outcome::read : Outcome::refused;
-}
-
-std::vector<std::byte> detector() {
-    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kDetectorFile).value();
 }
 
 /// The parts of the file that are not weights, which hold all structure: the weights are the long

@@ -2,16 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include "Detector.h"
 #include "TensorFlowLite_generated.h"
 #include "backends/facemesh/ModelStore.h"
 #include "backends/facemesh/Portrait.h"
 
 namespace velmaro::networks {
 namespace {
-
-std::vector<std::byte> detector() {
-    return facemesh::loadModelFile(VELMARO_MODELS_DIR, facemesh::kDetectorFile).value();
-}
 
 template <typename Value>
 std::string failureOf(const Result<Value>& result) {

@@ -19,6 +19,13 @@ using gstreamer::test::eventually;
 using gstreamer::test::Rig;
 using namespace std::chrono_literals;
 
+#ifdef VELMARO_SANITIZED
+/// What the sanitizers remember of each start takes memory of its own.
+inline constexpr bool kMemoryTells = false;
+#else
+inline constexpr bool kMemoryTells = true;
+#endif
+
 /// With a PipeWire session of its own.
 class LiveCamera : public testing::Test {
 protected:

@@ -44,13 +44,6 @@ int lossesAskedFor(int usual) {
     return asked != nullptr ? std::atoi(asked) : usual;
 }
 
-#ifdef VELMARO_SANITIZED
-// What they remember of each start takes memory of its own.
-constexpr bool kMemoryTells = false;
-#else
-constexpr bool kMemoryTells = true;
-#endif
-
 class CameraReturn : public LiveCamera {
 protected:
     void SetUp() override {

@@ -40,14 +40,12 @@ struct Usage {
 };
 
 #ifdef VELMARO_SANITIZED
-// Slow, and what they remember of each start takes memory of its own.
+// Slow.
 constexpr int kStarts = 40;
 constexpr auto kEnd = 6s;
-constexpr bool kMemoryTells = false;
 #else
 constexpr int kStarts = 200;
 constexpr auto kEnd = 3s;
-constexpr bool kMemoryTells = true;
 #endif
 
 TEST_F(LiveCamera, PicturesThatStopAreToldAndSoIsTheirReturn) {

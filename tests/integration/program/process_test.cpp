@@ -24,7 +24,7 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr const char* kTurns =
+constexpr const char* kTwoTurns =
     "# velmaro motion 1\n"
     "time yaw pitch roll\n"
     "0.0 10 0 0\n"
@@ -50,7 +50,7 @@ protected:
     }
 
     const TemporaryFolder folder;
-    const std::string motion = folder.write("turns.txt", kTurns);
+    const std::string motion = folder.write("turns.txt", kTwoTurns);
     const Receiver receiver;
     const Program::Environment variables{{"QT_QPA_PLATFORM", "offscreen"}};
 };
