@@ -53,6 +53,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   target_compile_options(velmaro_flags INTERFACE -Wno-restrict)
 endif()
 
+# Where several files are compiled as one, GCC takes them for headers of it.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_UNITY_BUILD)
+  target_compile_options(velmaro_flags INTERFACE -Wno-subobject-linkage)
+endif()
+
 # Hardening belongs to what users run; under the sanitizers fortified functions hide overflows.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
   set(branch_protection -mbranch-protection=standard)
