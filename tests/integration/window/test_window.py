@@ -9,6 +9,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 import desk
@@ -267,6 +268,20 @@ class WindowTest(unittest.TestCase):
         program.wait_for_status("Running")
         self.assertEqual(program.printed().count("📹 Setting up capture with: clip.webm"), 1)
 
+    def test_every_press_counts_however_fast(self):
+        program = self.start("--camera-file", CLIP)
+        hands("windowfocus", "--sync", program.window)
+        starts = 0
+        for milliseconds in (5, 20, 60, 120, 250):
+            hands("key", "--delay", milliseconds, *4 * ("Return",))
+            starts += 2
+            wait_until(lambda s=starts: program.printed().count(
+                "📹 Setting up capture with: clip.webm") == s, f"{starts} starts")
+        hands("key", "Return")
+        program.wait_for_status("Running")
+        hands("key", "Return")
+        program.wait_for_status("Stopped")
+
     def test_minimise_by_button(self):
         program = self.start("--camera-file", CLIP)
         program.click("push button", "Minimise")
@@ -282,6 +297,44 @@ class WindowTest(unittest.TestCase):
         self.assertEqual(self.places(program), plain)
         # It has no texts in this language, so that only a direction could make a difference.
         wait_until(lambda: SCREEN.rows(*program.geometry()) == picture, "the same picture")
+
+    # The menu, the list of its first entry beside it, and that of the sources.
+    OPENERS = ((1, ("shift+F10",)), (2, ("Down", "Right")),
+               (1, ("Escape", "Escape", *4 * ("shift+Tab",), "space")))
+
+    def test_arabic_changes_no_direction_of_menu_and_lists(self):
+        program = self.start("--camera-file", CLIP, "--camera-file", OTHER)
+        wanted = []
+        hands("windowfocus", "--sync", program.window)
+        for count, keys in self.OPENERS:
+            hands("key", "--delay", 100, *keys)
+            wanted.append(self.settled(program, count))
+        program.close()
+        program = self.start("--camera-file", CLIP, "--camera-file", OTHER,
+                             environment={"LANG": "ar_EG.UTF-8", "LC_ALL": "ar_EG.UTF-8"})
+        hands("windowfocus", "--sync", program.window)
+        for (_, keys), lists in zip(self.OPENERS, wanted):
+            hands("key", "--delay", 100, *keys)
+            wait_until(lambda p=lists: self.lists(program) == p, f"the same lists after {keys}")
+
+    def settled(self, program, count):
+        """That many open lists, once they stay as they are."""
+        seen = [None]
+
+        def stays():
+            seen.append(self.lists(program))
+            time.sleep(0.5)
+            return len(seen[-1]) == count and seen[-1] == seen[-2]
+
+        wait_until(stays, f"{count} lists that stay as they are")
+        return seen[-1]
+
+    @staticmethod
+    def lists(program):
+        """Where in the window what is open beside it lies, and its pictures."""
+        x, y = program.origin()
+        return [((left - x, top - y, width, height), SCREEN.rows(left, top, width, height))
+                for left, top, width, height in sorted(program.popups())]
 
     @staticmethod
     def places(program):
