@@ -38,11 +38,11 @@ public:
     [[nodiscard]] Program::Environment environment() const;
     [[nodiscard]] std::string folder() const { return folder_.path(); }
 
-    /// A face, for as long as the camera runs. A file is no live source, as a camera is one, but
-    /// its first picture can be held as one.
+    /// A face that is turned to one side, for as long as the camera runs. A file is no live source,
+    /// as a camera is one, but a picture can be held as one.
     static constexpr const char* kFace =
-        "filesrc location=" VELMARO_DEMO
-        "/demo.webm ! decodebin ! imagefreeze is-live=true ! video/x-raw,framerate=30/1";
+        "filesrc location=" VELMARO_STILL
+        " ! pngdec ! imagefreeze is-live=true ! video/x-raw,framerate=30/1";
     static constexpr const char* kTestPicture =
         "videotestsrc is-live=true ! video/x-raw,width=640,height=480,framerate=30/1";
 

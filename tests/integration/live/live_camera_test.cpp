@@ -32,8 +32,26 @@ TEST_F(LiveCamera, TwoAreListedInTheOrderInWhichTheyCame) {
     EXPECT_EQ(listed.errors, "");
 }
 
+/// The last pan that was calculated of a face, before anything is smoothed.
+double lastPan(const std::string& output) {
+    constexpr std::string_view kBefore = "🎯 Calculated: Pan=";
+    const auto at = output.rfind(kBefore);
+    return at == std::string::npos ? NAN
+                                   : std::strtod(output.c_str() + at + kBefore.size(), nullptr);
+}
+
 /// The parameter is the format of the camera.
-class LiveCameraFormat : public LiveCamera, public testing::WithParamInterface<const char*> {};
+class LiveCameraFormat : public LiveCamera, public testing::WithParamInterface<const char*> {
+protected:
+    /// What the program calculates with these arguments.
+    [[nodiscard]] double panOf(std::vector<std::string> arguments) const {
+        const Receiver receiver;
+        arguments.insert(arguments.end(), {"--port", receiver.port()});
+        const Program program(arguments, session->environment());
+        EXPECT_TRUE(receiver.waitFor(10)) << program.output() << program.errors();
+        return lastPan(program.output());
+    }
+};
 
 TEST_P(LiveCameraFormat, TurnsAHeadIntoDatagrams) {
     ASSERT_TRUE(session->plugIn("clip", GetParam(), PipeWireSession::kFace));
@@ -52,13 +70,8 @@ TEST_P(LiveCameraFormat, TurnsAHeadIntoDatagrams) {
 INSTANTIATE_TEST_SUITE_P(Each, LiveCameraFormat, testing::Values("YUY2", "NV12", "JPEG"),
                          [](const auto& format) { return std::string(format.param); });
 
-/// The last pan that was calculated of a face, before anything is smoothed.
-double lastPan(const std::string& output) {
-    constexpr std::string_view kBefore = "🎯 Calculated: Pan=";
-    const auto at = output.rfind(kBefore);
-    return at == std::string::npos ? NAN
-                                   : std::strtod(output.c_str() + at + kBefore.size(), nullptr);
-}
+/// Degrees: what is compressed or shares colours differs when it is turned.
+constexpr double kTolerance = 1;
 
 /// One that hangs on its side gives the pan of the upright one.
 TEST_P(LiveCameraFormat, HangsOnItsSide) {
@@ -66,17 +79,23 @@ TEST_P(LiveCameraFormat, HangsOnItsSide) {
     ASSERT_TRUE(session->plugIn("upright", GetParam(), face));
     ASSERT_TRUE(session->plugIn("hanging", GetParam(),
                                 face + " ! videoconvert ! videoflip video-direction=90l"));
-    const auto panOf = [&](std::vector<std::string> arguments) {
-        const Receiver receiver;
-        arguments.insert(arguments.end(), {"--port", receiver.port()});
-        const Program program(arguments, session->environment());
-        EXPECT_TRUE(receiver.waitFor(10)) << program.output() << program.errors();
-        return lastPan(program.output());
-    };
-    // Degrees: what is compressed or shares colours differs when it is turned.
-    constexpr double kTolerance = 1;
     const double pan = panOf({"--input", "camera_upright"});
     EXPECT_NEAR(panOf({"--input", "camera_hanging", "--rotate", "90"}), pan, kTolerance);
+}
+
+/// One that mirrors gives the pan of one that does not, and without being told so its opposite.
+TEST_P(LiveCameraFormat, LooksIntoAMirror) {
+    const std::string face = PipeWireSession::kFace;
+    ASSERT_TRUE(session->plugIn("plain", GetParam(), face));
+    ASSERT_TRUE(session->plugIn("mirrored", GetParam(),
+                                face + " ! videoconvert ! videoflip video-direction=horiz"));
+    const double pan = panOf({"--input", "camera_plain"});
+    ASSERT_GT(std::abs(pan), 15) << "a head that looks ahead would show no sign";
+    EXPECT_NEAR(panOf({"--input", "camera_mirrored", "--mirror"}), pan, kTolerance);
+    // Of a face and its mirror picture the landmarks are not quite the same.
+    constexpr double kAsymmetry = 3;
+    EXPECT_NEAR(panOf({"--input", "camera_mirrored"}), -pan, kAsymmetry);
+    EXPECT_NEAR(panOf({"--input", "camera_plain", "--mirror"}), -pan, kAsymmetry);
 }
 
 TEST_F(LiveCamera, ThreeProgramsReadOneAtATime) {
