@@ -72,6 +72,16 @@ TEST_F(ProgramSettings, WhatIsKeptCountsUntilTheCommandLineSaysElse) {
     EXPECT_EQ(kept.messages().size(), fromKept);
 }
 
+TEST_F(ProgramSettings, HowACameraHangsIsNotKept) {
+    EXPECT_EQ(glance({"--rotate", "180", "--mirror", "--rate", "50", "--save"}).status, 0);
+    EXPECT_THAT(content(file), AllOf(HasSubstr("\nrate = 50\n"), Not(HasSubstr("rotate")),
+                                     Not(HasSubstr("mirror"))));
+    for (const char* const line : {"rotate = 180", "mirror = true"}) {
+        std::ofstream(file, std::ios::trunc) << line << '\n';
+        EXPECT_EQ(glance({}).status, 2) << line;
+    }
+}
+
 TEST_F(ProgramSettings, ALinkToTheFileStaysOne) {
     const std::string target = home.write("dotfile", "port = 9000\n");
     fs::create_symlink("../dotfile", file);
