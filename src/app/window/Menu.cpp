@@ -1,7 +1,9 @@
 #include "app/window/Menu.h"
 
 #include <QCoreApplication>
+#include <QIcon>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QString>
 
 namespace velmaro {
@@ -34,6 +36,8 @@ void about(QWidget* parent) {
         "Measures where your head points and streams it as Open Sound Control. Everything "
         "is measured on this computer; only the angles leave it.\n\nMIT licence. The face "
         "models are Apache-2.0, the font is OFL."));
+    // The desktop's icon may be drawn for the other colour scheme.
+    box.addButton(QMessageBox::Ok)->setIcon(QIcon());
     box.exec();
 }
 

@@ -1,7 +1,9 @@
 #include "app/window/MessageList.h"
 
 #include <QDialogButtonBox>
+#include <QIcon>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QStringList>
 #include <QVBoxLayout>
 
@@ -16,6 +18,8 @@ MessageList::MessageList(QWidget* parent) : QDialog(parent), text_(new QPlainTex
     text_->setTabChangesFocus(true);
     text_->setAccessibleName(tr("Messages"));
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
+    // The desktop's icon may be drawn for the other colour scheme.
+    buttons->button(QDialogButtonBox::Close)->setIcon(QIcon());
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* const stack = new QVBoxLayout(this);
     stack->addWidget(text_);

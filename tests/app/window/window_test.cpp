@@ -6,13 +6,19 @@
 #include <QAbstractButton>
 #include <QAccessible>
 #include <QContextMenuEvent>
+#include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMessageBox>
+#include <QProxyStyle>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
+
+#include "app/window/MessageList.h"
 
 namespace velmaro {
 namespace {
@@ -183,6 +189,54 @@ TEST(Window, MenuDoesWhatItOffers) {
     actions.last()->trigger();
     EXPECT_EQ(closed, 1);
     openMenu()->close();
+}
+
+/// As on a desktop that has icons on the buttons of dialogs.
+struct IconsOnButtons : QProxyStyle {
+    IconsOnButtons() : QProxyStyle(QStringLiteral("Fusion")) {}
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* data) const override {
+        return hint == SH_DialogButtonBox_ButtonsHaveIcons
+                   ? 1
+                   : QProxyStyle::styleHint(hint, option, widget, data);
+    }
+};
+
+/// One that was drawn for light windows would not be seen in a dark one.
+class WindowDialog : public testing::Test {
+protected:
+    void SetUp() override {
+        QApplication::setStyle(new IconsOnButtons);
+        const QDialogButtonBox usual(QDialogButtonBox::Ok);
+        ASSERT_FALSE(usual.buttons().first()->icon().isNull());
+    }
+    void TearDown() override { QApplication::setStyle(QStringLiteral("Fusion")); }
+};
+
+TEST_F(WindowDialog, OfTheMessagesHasNoIcon) {
+    const MessageList list(nullptr);
+    EXPECT_TRUE(list.findChild<QPushButton*>()->icon().isNull());
+}
+
+TEST_F(WindowDialog, AboutItSaysWhatItIsWithoutAnIcon) {
+    Window window(new Content);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    askForMenu(window, QContextMenuEvent::Keyboard);
+    const QList<QAction*> actions = openMenu()->actions();
+    openMenu()->hide();
+    bool isShown = false;
+    QTimer::singleShot(0, [&isShown] {
+        auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_NE(box, nullptr);
+        isShown = true;
+        EXPECT_TRUE(box->text().startsWith("Velmaro "));
+        ASSERT_EQ(box->buttons().size(), 1);
+        EXPECT_TRUE(box->buttons().first()->icon().isNull());
+        box->accept();
+    });
+    (*std::ranges::find(actions, "About Velmaro", &QAction::text))->trigger();
+    EXPECT_TRUE(isShown);
 }
 
 TEST(Window, MovesByWhatIsNoControl) {
