@@ -1,7 +1,9 @@
 #include "app/window/StatusRow.h"
 
+#include <QCursor>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QToolTip>
 
 #include "app/window/Accessibility.h"
 #include "app/window/Colors.h"
@@ -87,8 +89,13 @@ void StatusRow::setMessage(const QString& message) {
 void StatusRow::describe() {
     const QString status = tr("Status");
     text_->setAccessibleDescription(reason_.isEmpty() ? status : status + ": " + reason_);
+    const bool isShown = QToolTip::isVisible() && QToolTip::text() == text_->toolTip();
     text_->setToolTip(
         plainToolTip(reason_.isEmpty() ? text_->text() : text_->text() + '\n' + reason_));
+    // The toolkit leaves what is shown as it was, for as long as the pointer rests.
+    if (isShown) {
+        QToolTip::showText(QCursor::pos(), text_->toolTip(), text_);
+    }
 }
 
 void StatusRow::mousePressEvent(QMouseEvent* event) {

@@ -45,6 +45,25 @@ TEST_F(SilenceTest, OfASecondIsExplained) {
     EXPECT_EQ(status(), "Starting camera...");
 }
 
+TEST_F(SilenceTest, IsExplainedInAToolTipThatIsShownAlready) {
+    begin();
+    const QPoint place = statusLabel()->mapToGlobal(QPoint(3, 3));
+    QHelpEvent rest(QEvent::ToolTip, QPoint(3, 3), place);
+    QApplication::sendEvent(statusLabel(), &rest);
+    ASSERT_EQ(QToolTip::text(), "Starting camera...");
+    pass(1s);
+    EXPECT_TRUE(QToolTip::text().contains("gives no pictures"));
+    view->toggleTracking();
+    panel->refresh();
+    EXPECT_EQ(QToolTip::text(), "Stopped");
+    // That of something else stays.
+    QToolTip::showText(place, "Pan", panel.get());
+    view->toggleTracking();
+    panel->refresh();
+    EXPECT_EQ(QToolTip::text(), "Pan");
+    QToolTip::hideText();
+}
+
 TEST_F(SilenceTest, OfAFileSaysWhatHelpsWithAFile) {
     for (const char* const id : {"file:/tmp/clip.webm", "demo"}) {
         capture.setLocal({fakes::makeDevice(id, "clip.webm")});
