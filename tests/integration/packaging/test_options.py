@@ -50,6 +50,15 @@ def fish(name, line):
 
 
 class OptionsTest(unittest.TestCase):
+    def assert_names_all(self, named, name, file, example):
+        """That `named`, found in the file of that name, are the options of the program's --help."""
+        existing = options_of(name)
+        advice = [f"{name} --help lists {each}, but packaging/{file} does not: add it there, as"
+                  f" {example}" for each in sorted(existing - named)]
+        advice += [f"packaging/{file} names {each}, but {name} --help does not: remove it there"
+                   for each in sorted(named - existing)]
+        self.assertEqual(named, existing, "\n" + "\n".join(advice))
+
     def test_help_names_some(self):
         self.assertGreater(len(options_of("velmaro")), 15)
         self.assertEqual(options_of("velmaro-cli") - options_of("velmaro"),
@@ -60,21 +69,26 @@ class OptionsTest(unittest.TestCase):
             page = os.path.join(BUILD, "packaging/man", name + ".1")
             with open(page, encoding="utf-8") as file:
                 named = set(re.findall(r"^\.It Fl Fl ([a-z-]+)", file.read(), re.M))
-            self.assertEqual({"--" + each for each in named}, options_of(name))
+            self.assert_names_all({"--" + each for each in named}, name, "man/options.mdoc",
+                                  "'.It Fl Fl motion-udp Ar port', and build velmaro_manual and"
+                                  " velmaro-cli_manual")
 
     def test_bash_offers_the_same(self):
         for name in PROGRAMS:
-            self.assertEqual(set(bash(name, "--")), options_of(name))
+            self.assert_names_all(set(bash(name, "--")), name, "completions/velmaro.bash",
+                                  "--motion-udp: to the list, and if it takes a value, to a case")
 
     def test_fish_offers_the_same(self):
         for name in PROGRAMS:
-            self.assertEqual(set(fish(name, name + " --")), options_of(name))
+            self.assert_names_all(set(fish(name, name + " --")), name, "completions/velmaro.fish",
+                                  "-l motion-udp -x, without -x if it takes no value")
 
     def test_zsh_names_the_same(self):
         with open(os.path.join(COMPLETIONS, "_velmaro"), encoding="utf-8") as file:
             text = file.read()
         named = set(re.findall(r"""^\s*['"](?:\([^)]*\)|\*)?(--[a-z-]+)\[""", text, re.M))
-        self.assertEqual(named, options_of("velmaro-cli"))
+        self.assert_names_all(named, "velmaro-cli", "completions/_velmaro",
+                              "--motion-udp, with nothing behind ] if it takes no value")
 
     def test_bash_offers_sources_and_files(self):
         self.assertEqual(bash("velmaro-cli", "--demo", "--input", "camera_"), ["camera_demo"])
