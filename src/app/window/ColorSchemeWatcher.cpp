@@ -52,7 +52,10 @@ ColorScheme ColorSchemeWatcher::scheme() const {
 }
 
 void ColorSchemeWatcher::readPortal() {
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    // The toolkit's own tells nothing any more when an application object before this one made it,
+    // as on desktops with large texts.
+    QDBusConnection bus =
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("colour scheme"));
     if (!bus.isConnected()) {
         return;
     }

@@ -1,5 +1,5 @@
 """A desktop portal that knows the colour scheme, of which each line of standard input is a new value,
-and how large texts are: portal.py SCHEME [FACTOR]. Says "ready" once it can be asked, "inhibited
+and how large texts are, of which each with a point is one: portal.py SCHEME [FACTOR]. Says "ready" once it can be asked, "inhibited
 FLAGS" when somebody wants the person not to count as absent, and "released" when that is over."""
 
 import sys
@@ -49,16 +49,21 @@ def close(_connection, _sender, path, _interface, _method, _parameters, invocati
     invocation.return_value(None)
 
 
-def change(value):
-    global scheme
-    scheme = value
+def change(text):
+    global scheme, factor
+    if "." in text:
+        factor = float(text)
+        setting, value = TEXT_SETTING, GLib.Variant("d", factor)
+    else:
+        scheme = int(text)
+        setting, value = SETTING, GLib.Variant("u", scheme)
     bus.emit_signal(None, PATH, "org.freedesktop.portal.Settings", "SettingChanged",
-                    GLib.Variant("(ssv)", (*SETTING, GLib.Variant("u", value))))
+                    GLib.Variant("(ssv)", (*setting, value)))
 
 
 def read_lines():
     for line in sys.stdin:
-        GLib.idle_add(change, int(line))
+        GLib.idle_add(change, line)
     GLib.idle_add(loop.quit)
 
 

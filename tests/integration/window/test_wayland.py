@@ -121,6 +121,23 @@ class WaylandTest(unittest.TestCase):
         COMPOSITOR.press("-M", "ctrl", "-k", "q", "-m", "ctrl")
         self.assertEqual(program.wait(), 0, program.said())
 
+    def test_another_size_of_texts_takes_effect_at_the_next_start(self):
+        portal = Portal("1", "1.2")
+        self.addCleanup(portal.close)
+        program = self.start()
+        before = self.window
+        portal.tell("1.5")
+        # What comes behind it has been seen once the window is light.
+        portal.tell(2)
+        _, left, top, *_ = before
+        wait_until(lambda: sum(COMPOSITOR.pixel(left + 8, top + 200)) > 600, "a light window")
+        self.assertEqual(COMPOSITOR.window(), before)
+        COMPOSITOR.press("-M", "ctrl", "-k", "q", "-m", "ctrl")
+        self.assertEqual(program.wait(), 0, program.said())
+        self.start()
+        for value, wanted in zip(self.window[3:], (375, 540)):
+            self.assertAlmostEqual(value, wanted, delta=1)
+
     @staticmethod
     def is_blue(x, y):
         red, _, blue = COMPOSITOR.pixel(x, y)
