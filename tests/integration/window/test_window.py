@@ -159,6 +159,16 @@ class WindowTest(unittest.TestCase):
         hands("key", "space")
         transcript.wait_for("announced: Stopped")
 
+    def test_screen_reader_hears_why_no_angle_comes(self):
+        program = self.start("--camera-file", CLIP)
+        program.find("frame")
+        transcript = self.transcript()
+        hands("windowfocus", "--sync", program.window)
+        hands("key", "space")
+        transcript.wait_for("announced: No face is seen: come into the picture, or make it brighter.")
+        hands("key", "space")
+        transcript.wait_for("announced: Stopped")
+
     def transcript(self):
         transcript = desk.Transcript()
         self.addCleanup(transcript.close)
@@ -345,6 +355,33 @@ class WindowTest(unittest.TestCase):
                 box = node.get_extents(Atspi.CoordType.WINDOW)
                 boxes.append((box.x, box.y, box.width, box.height))
         return boxes
+
+    def test_what_lies_at_a_place_is_found_there_at_every_scale(self):
+        from gi.repository import Atspi
+        for scale in (1, 1.25, 1.5):
+            program = self.start("--camera-file", CLIP,
+                                 environment={"QT_SCALE_FACTOR": str(scale)})
+            frame = program.find("frame")
+            whole = frame.get_extents(Atspi.CoordType.SCREEN)
+            # In pixels, or as older toolkits have it in those of the unscaled window.
+            unit = program.geometry()[2] / whole.width
+            self.assertLess(min(abs(unit - 1), abs(unit - scale)), 0.01)
+            for value, wanted in zip((whole.x, whole.y, whole.height),
+                                     (program.geometry()[side] for side in (0, 1, 3))):
+                self.assertAlmostEqual(value * unit, wanted, delta=2 * scale)
+            places = {}
+            for role, name in (("push button", "Start tracking"), ("text", "Port"),
+                               ("text", "OSC address"), ("check box", "Tilt"),
+                               ("radio button", "60 messages per second")):
+                box = program.find(role, name).get_extents(Atspi.CoordType.SCREEN)
+                middle = box.x + box.width // 2, box.y + box.height // 2
+                found = frame.get_accessible_at_point(*middle, Atspi.CoordType.SCREEN)
+                places[name] = found.get_name()
+                hands("mousemove", *(round(value * unit) for value in middle), "click", 1)
+            self.assertEqual(list(places), list(places.values()))
+            # The first of them was pressed where it is said to be.
+            program.wait_for_status("Running")
+            program.close()
 
     def test_large_texts_make_the_whole_window_larger(self):
         for points, size in ((11, (250, 360)), (12, (300, 432)), (30, (375, 540))):
