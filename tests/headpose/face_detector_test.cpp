@@ -63,6 +63,13 @@ protected:
     std::shared_ptr<FaceDetector> detector = FaceDetector::create(landmarks, dispatch, clock, log);
 };
 
+TEST_F(FaceDetectorTest, BeginsAheadWithoutAnOffset) {
+    for (const float angle : {detector->pan.get(), detector->tilt.get(), detector->offsetPan.get(),
+                              detector->offsetTilt.get()}) {
+        EXPECT_EQ(bits(angle), bits(0.0F));
+    }
+}
+
 TEST_F(FaceDetectorTest, PublishesTheWorkedExample) {
     landmarks.faces = {exampleFace()};
     frame();

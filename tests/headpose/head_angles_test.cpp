@@ -115,6 +115,16 @@ TEST(RawHeadAngles, TheConstantsAreThoseOfDoublePrecision) {
     EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777244 * 0x1p-18) - 90.0F));
     face.boundingBox.y = middle + 1118485 * 0x1p-20;
     EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777276 * 0x1p-18) - 90.0F));
+    // Of so low a picture the half is nearer to what is taken from it.
+    EXPECT_EQ(bits(raw(face, 1024, 3)->tilt), bits(half(16777276 * 0x1p-18) - 90.0F));
+    // Far turned, and by the smallest angle whose cosine is beyond a half.
+    face.boundingBox = {middle, middle, 0, 0};
+    face.noseCrest = {{{middle, -2 * 372829 * 0x1p-20}}};
+    face.yaw = 1.5;
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777304 * 0x1p-18) - 90.0F));
+    face.yaw = M_PI / 3;
+    ASSERT_EQ(std::cos(*face.yaw), std::nextafter(0.5, 1));
+    EXPECT_EQ(bits(raw(face, 1024, 1024)->tilt), bits(half(16777306 * 0x1p-18) - 90.0F));
 }
 
 TEST(RawHeadAngles, ANoseCrestOfOnePointUsesItAndOfTwoItsSecond) {
