@@ -3,7 +3,6 @@
 
 #include <csignal>
 #include <limits>
-#include <thread>
 
 #include "integration/headphones/UDPTracker.h"
 #include "integration/support/Program.h"
@@ -27,10 +26,7 @@ TEST(MotionUDP, AnglesOfAnotherTrackerAreSentAsOSC) {
     const Receiver receiver;
     Program program(arguments(port, receiver));
     // The camera search is over when the waiting begins.
-    for (int i = 0; i < 1000 && program.errors().empty(); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_THAT(program.errors(), HasSubstr("waiting for the headphones"));
+    EXPECT_TRUE(program.waitForErrors("waiting for the headphones")) << program.errors();
     {
         const UDPTracker tracker(port, sixDoubles({1, 2, 3, -35, 20, 5}));
         ASSERT_TRUE(receiver.waitFor(5)) << program.errors();

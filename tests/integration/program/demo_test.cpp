@@ -7,8 +7,8 @@
 #include <csignal>
 #include <fstream>
 #include <sstream>
-#include <thread>
 
+#include "fakes/Eventually.h"
 #include "integration/support/Program.h"
 #include "integration/support/Receiver.h"
 
@@ -55,11 +55,11 @@ double correlation(const std::vector<double>& a, const std::vector<double>& b) {
 
 /// What is sent until the clip ends.
 std::vector<Receiver::Message> wholeClip(std::vector<std::string> arguments) {
-    const Receiver receiver;
+    Receiver receiver;
     arguments.insert(arguments.end(), {"--demo", "--once", "--port", receiver.port()});
     const Finished run = runProgram(arguments);
     EXPECT_EQ(run.status, 0) << run.errors;
-    return receiver.messages();
+    return receiver.allSent();
 }
 
 /// The first so many messages, however long a busy machine takes.
@@ -82,19 +82,25 @@ constexpr std::size_t kFewest = 100;
 #endif
 
 TEST(ProgramDemo, SendsPanOfBothSignsAndAZero) {
-    const auto messages = wholeClip({});
-    ASSERT_GT(messages.size(), kFewest);
-    float lowest = 0;
-    float highest = 0;
+    const Receiver receiver;
+    const Program program({"--demo", "--port", receiver.port()});
+    std::vector<Receiver::Message> messages;
+    const auto hasPan = [&messages](auto wanted) {
+        return std::ranges::any_of(messages, [&](const Receiver::Message& message) {
+            return wanted(message.values.at(0));
+        });
+    };
+    // The clip is played over and over, for a machine that sees little of it at once.
+    EXPECT_TRUE(fakes::eventually([&] {
+        messages = receiver.messages();
+        return messages.size() > kFewest && hasPan([](float pan) { return pan < -20; }) &&
+               hasPan([](float pan) { return pan > 20; });
+    })) << messages.size();
     for (const Receiver::Message& message : messages) {
         ASSERT_EQ(message.address, "/ypr");
         ASSERT_EQ(message.types, "fff");
-        lowest = std::min(lowest, message.values[0]);
-        highest = std::max(highest, message.values[0]);
         EXPECT_EQ(message.values[2], 0.0F);
     }
-    EXPECT_LT(lowest, -20.0F);
-    EXPECT_GT(highest, 20.0F);
 }
 
 TEST(ProgramDemo, SentPanFollowsTheTrueYaw) {
@@ -147,11 +153,12 @@ TEST(ProgramDemo, QuaternionsHaveUnitLength) {
 }
 
 TEST(ProgramDemo, TheRateIsHeld) {
+    const auto begin = std::chrono::steady_clock::now();
     const auto messages = firstMessages(8, {"--rate", "5"});
     ASSERT_GE(messages.size(), 8U);
+    // What arrives may bunch up on a busy machine, but none is there before its time.
     for (std::size_t index = 1; index < messages.size(); ++index) {
-        // The sender's clock is not ours: what arrives may bunch up a little on a busy machine.
-        EXPECT_GT(messages[index].time - messages[index - 1].time, std::chrono::milliseconds(100));
+        EXPECT_GT(messages[index].time - begin, index * std::chrono::milliseconds(199));
     }
 }
 
@@ -164,28 +171,33 @@ TEST(ProgramDemo, StatisticsAreALineASecond) {
         "dropped [0-9]+, passed over [0-9]+, datagrams out [0-9]+, "
         "frame to datagram p50 [0-9.]+ ms p99 [0-9.]+ ms, cost [0-9.]+ % of a core$");
     int count = 0;
-    while (count < 3 && std::chrono::steady_clock::now() - begin < std::chrono::seconds(20)) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_TRUE(fakes::eventually([&] {
         count = 0;
         std::istringstream lines(program.errors());
         for (std::string line; std::getline(lines, line);) {
             count += testing::Matches(isStatistics)(line) ? 1 : 0;
         }
-    }
-    EXPECT_EQ(count, 3) << program.errors();
-    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2900));
+        return count >= 3;
+    })) << program.errors();
+    EXPECT_GT(std::chrono::steady_clock::now() - begin,
+              count * std::chrono::seconds(1) - std::chrono::milliseconds(100));
 }
 
 TEST(ProgramDemo, SaysAtStartWhereItSendsWhat) {
-    const Finished run = runProgram({"--demo", "--duration", "0.2", "--port", "8123"});
-    EXPECT_THAT(run.errors,
+    Program program({"--demo", "--port", "8123"});
+    ASSERT_TRUE(program.waitForErrors("\n"));
+    EXPECT_THAT(program.errors(),
                 testing::AllOf(testing::HasSubstr("Demonstration"), testing::HasSubstr("127.0.0.1"),
                                testing::HasSubstr("8123"), testing::HasSubstr("/ypr")));
 }
 
 TEST(ProgramDemo, StandardOutputHoldsTheFixedLinesOnly) {
-    const Finished run = runProgram({"--demo", "--duration", "1.2"});
-    std::istringstream lines(run.output);
+    Program program({"--demo"});
+    ASSERT_TRUE(program.waitForOutput("🎯 Calculated: "));
+    ASSERT_TRUE(program.waitForOutput("✅ OSC UDP connection ready\n"));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    std::istringstream lines(program.output());
     for (std::string line; std::getline(lines, line);) {
         EXPECT_THAT(
             line, testing::AnyOf("📷 Found 1 cameras:", "  - Demonstration (demo)",

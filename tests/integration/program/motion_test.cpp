@@ -1,9 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <csignal>
-#include <thread>
 
+#include "fakes/Eventually.h"
 #include "integration/support/Program.h"
 #include "integration/support/Receiver.h"
 
@@ -22,16 +23,16 @@ constexpr const char* kTurns =
 std::vector<std::vector<float>> play(const std::vector<std::string>& more,
                                      const std::string& types) {
     const TemporaryFolder folder;
-    const Receiver receiver;
+    Receiver receiver;
     std::vector<std::string> arguments{"--motion-file", folder.write("turns.txt", kTurns),
                                        "--input", "airpods", "--port", receiver.port(),
                                        // A sample that comes late must not fall into an interval.
-                                       "--rate", "1000", "--once"};
+                                       "--rate", "1000000", "--once"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     const Finished run = runProgram(arguments);
     EXPECT_EQ(run.status, 0) << run.errors;
     std::vector<std::vector<float>> values;
-    for (const Receiver::Message& message : receiver.messages()) {
+    for (const Receiver::Message& message : receiver.allSent()) {
         EXPECT_EQ(message.types, types);
         values.push_back(message.values);
     }
@@ -86,7 +87,9 @@ TEST(ProgramMotion, TheRestPoseSurvivesARestart) {
         ASSERT_TRUE(receiver.waitFor(3));
         expectNear(receiver.messages().back().values, {30, 10, 0});
         program.signal(SIGUSR1);
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        // Turned back at once, not in steps.
+        EXPECT_TRUE(fakes::eventually(
+            [&] { return std::abs(receiver.messages().back().values[0] - 30) > 1e-4F; }));
         expectNear(receiver.messages().back().values, {0, 0, 0});
         program.signal(SIGTERM);
         EXPECT_EQ(program.wait(), 0);

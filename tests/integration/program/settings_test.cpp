@@ -48,28 +48,28 @@ protected:
 };
 
 TEST_F(ProgramSettings, WhatIsKeptCountsUntilTheCommandLineSaysElse) {
-    const Receiver kept;
-    const Receiver given;
+    Receiver kept;
+    Receiver given;
     fs::remove(file.parent_path());
     const Finished saved = glance({"--port", kept.port(), "--osc", "/kept", "--save"});
     EXPECT_EQ(saved.status, 0) << saved.errors;
     EXPECT_THAT(saved.errors, HasSubstr("the settings are kept in " + file.string() + "\n"));
     EXPECT_THAT(content(file), AllOf(HasSubstr("\nport = " + kept.port() + "\n"),
                                      HasSubstr("\nosc = \"/kept\"\n")));
-    const std::size_t before = kept.messages().size();
+    const std::size_t before = kept.allSent().size();
     EXPECT_GT(before, 0U);
 
     EXPECT_EQ(glance({}).status, 0);
-    ASSERT_GT(kept.messages().size(), before);
-    EXPECT_EQ(kept.messages().back().address, "/kept");
+    ASSERT_GT(kept.allSent().size(), before);
+    EXPECT_EQ(kept.allSent().back().address, "/kept");
 
     EXPECT_EQ(glance({"--port", given.port()}).status, 0);
-    ASSERT_GT(given.messages().size(), 0U);
-    EXPECT_EQ(given.messages().back().address, "/kept");
-    const std::size_t fromKept = kept.messages().size();
+    ASSERT_GT(given.allSent().size(), 0U);
+    EXPECT_EQ(given.allSent().back().address, "/kept");
+    const std::size_t fromKept = kept.allSent().size();
     EXPECT_EQ(glance({"--port", given.port(), "--no-config"}).status, 0);
-    EXPECT_EQ(given.messages().back().address, "/ypr");
-    EXPECT_EQ(kept.messages().size(), fromKept);
+    EXPECT_EQ(given.allSent().back().address, "/ypr");
+    EXPECT_EQ(kept.allSent().size(), fromKept);
 }
 
 TEST_F(ProgramSettings, HowACameraHangsIsNotKept) {
@@ -124,16 +124,16 @@ TEST_F(ProgramSettings, AWindowSaysThatTheFileIsBadAndOpens) {
 }
 
 TEST_F(ProgramSettings, AStoredPoseIsForgottenBeforeItIsUsed) {
-    const Receiver receiver;
+    Receiver receiver;
     std::ofstream(pose) << kPose;
     ASSERT_EQ(glance({"--port", receiver.port()}).status, 0);
-    EXPECT_NEAR(receiver.messages().back().values[0], 100, 1e-3);
+    EXPECT_NEAR(receiver.allSent().back().values[0], 100, 1e-3);
 
     const Finished forgotten = glance({"--port", receiver.port(), "--forget-pose"});
     EXPECT_EQ(forgotten.status, 0) << forgotten.errors;
     EXPECT_THAT(forgotten.errors, HasSubstr("the stored pose of the headphones is forgotten\n"));
     EXPECT_FALSE(fs::exists(pose));
-    EXPECT_NEAR(receiver.messages().back().values[0], 10, 1e-3);
+    EXPECT_NEAR(receiver.allSent().back().values[0], 10, 1e-3);
     EXPECT_THAT(glance({"--forget-pose"}).errors,
                 HasSubstr("no pose of the headphones is stored\n"));
 }

@@ -3,8 +3,8 @@
 
 #include <cmath>
 #include <csignal>
-#include <thread>
 
+#include "fakes/Eventually.h"
 #include "integration/support/Program.h"
 #include "integration/support/Receiver.h"
 
@@ -19,13 +19,14 @@ TEST(ProgramSignals, Usr1ZeroesTheAnglesAndUsr2BringsThemBack) {
     const float settled = receiver.messages().back().values[0];
     ASSERT_GT(std::abs(settled), 5.0F);
 
+    const auto comesNear = [&](float pan, float tolerance) {
+        return fakes::eventually(
+            [&] { return std::abs(receiver.messages().back().values[0] - pan) <= tolerance; });
+    };
     program.signal(SIGUSR1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    EXPECT_NEAR(receiver.messages().back().values[0], 0.0F, 0.02F);
-
+    EXPECT_TRUE(comesNear(0.0F, 0.02F)) << receiver.messages().back().values[0];
     program.signal(SIGUSR2);
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    EXPECT_NEAR(receiver.messages().back().values[0], settled, 0.05F);
+    EXPECT_TRUE(comesNear(settled, 0.05F)) << receiver.messages().back().values[0];
     program.signal(SIGINT);
     EXPECT_EQ(program.wait(), 0);
 }

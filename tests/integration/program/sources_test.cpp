@@ -1,12 +1,16 @@
 // Which source a run takes, what it starts for it, and how it ends without one.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <fstream>
-#include <thread>
 
+#include "UDPReceiver.h"
+#include "fakes/Eventually.h"
 #include "integration/support/Program.h"
 #include "integration/support/Receiver.h"
 
@@ -31,6 +35,10 @@ std::set<std::string> besides(std::set<std::string> names) {
         names.erase(known);
     }
     return names;
+}
+
+std::string freePort() {
+    return std::to_string(UDPReceiver().port());
 }
 
 class ProgramSources : public testing::Test {
@@ -61,7 +69,7 @@ TEST_F(ProgramSources, RecordedMotionStartsNothing) {
 }
 
 TEST_F(ProgramSources, AnotherTrackerStartsItsOwnThreadOnly) {
-    Program program({"--motion-udp", "19944", "--port", receiver.port()});
+    Program program({"--motion-udp", freePort(), "--port", receiver.port()});
     ASSERT_TRUE(program.waitForErrors("waiting for the headphones"));
     // A thread names itself.
     while (!program.threadNames().contains("motion udp")) {
@@ -71,12 +79,25 @@ TEST_F(ProgramSources, AnotherTrackerStartsItsOwnThreadOnly) {
 }
 
 TEST_F(ProgramSources, AListingLooksForAll) {
-    Program program({"--list-inputs"});
-    std::set<std::string> seen;
-    while (program.wait(std::chrono::milliseconds(1)) == -1000) {
-        seen.merge(program.threadNames());
+    // Nobody takes its answer, so that it stays until it has been looked at.
+    int ends[2];
+    ASSERT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    while (::write(ends[1], "x", 1) == 1) {
     }
-    EXPECT_THAT(seen, AllOf(Contains("head tracker"), Contains("airpods"), Contains("cameras")));
+    ::fcntl(ends[1], F_SETFL, 0);
+    Program program({"--list-inputs", "--demo"}, {}, {.output = ends[1]});
+    ::close(ends[1]);
+    const auto looksForAll =
+        AllOf(Contains("head tracker"), Contains("airpods"), Contains("cameras"));
+    EXPECT_TRUE(fakes::eventually([&] {
+        return testing::Value(program.threadNames(), looksForAll);
+    })) << testing::PrintToString(program.threadNames());
+    ::fcntl(ends[0], F_SETFL, 0);
+    std::array<char, 4096> part{};
+    while (::read(ends[0], part.data(), part.size()) > 0) {
+    }
+    ::close(ends[0]);
+    EXPECT_EQ(program.wait(), 0);
 }
 
 TEST_F(ProgramSources, RecordedMotionMeansTheHeadphones) {
@@ -86,7 +107,7 @@ TEST_F(ProgramSources, RecordedMotionMeansTheHeadphones) {
 }
 
 TEST_F(ProgramSources, ANamedTrackerMeansTheHeadphones) {
-    Program program({"--motion-udp", "19945", "--camera-file", VELMARO_STILL});
+    Program program({"--motion-udp", freePort(), "--camera-file", VELMARO_STILL});
     EXPECT_TRUE(program.waitForErrors("waiting for the headphones")) << program.errors();
 }
 
@@ -97,8 +118,9 @@ TEST_F(ProgramSources, WhatIsChosenCountsMore) {
 }
 
 TEST_F(ProgramSources, SourcesThatExcludeEachOtherAreRefused) {
-    for (const std::vector<std::string>& other : {std::vector<std::string>{"--motion-udp", "19946"},
-                                                  {"--airpods-address", "00:11:22:AA:BB:CC"}}) {
+    for (const std::vector<std::string>& other :
+         {std::vector<std::string>{"--motion-udp", freePort()},
+          {"--airpods-address", "00:11:22:AA:BB:CC"}}) {
         std::vector<std::string> arguments{"--motion-file", motion};
         arguments.insert(arguments.end(), other.begin(), other.end());
         const Finished run = runProgram(arguments);
@@ -124,13 +146,13 @@ TEST_F(ProgramSources, TheSameFileTwiceIsOneCamera) {
 }
 
 TEST_F(ProgramSources, TimeThatPassesWithoutDataIsAFailure) {
-    const Finished run = runProgram({"--motion-udp", "19947", "--duration", "0.2"});
+    const Finished run = runProgram({"--motion-udp", freePort(), "--duration", "0.2"});
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.errors, HasSubstr("nothing was sent: the headphones have not come\n"));
 }
 
 TEST_F(ProgramSources, WhoEndsARunWithoutDataIsToldSo) {
-    Program program({"--motion-udp", "19948"});
+    Program program({"--motion-udp", freePort()});
     ASSERT_TRUE(program.waitForErrors("waiting for the headphones"));
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);

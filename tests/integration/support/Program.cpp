@@ -144,7 +144,7 @@ bool Program::waitForErrors(const std::string& text) {
 }
 
 bool Program::waitFor(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (!condition()) {
         if (wait(std::chrono::milliseconds(10)) != -1000 ||
             std::chrono::steady_clock::now() > deadline) {

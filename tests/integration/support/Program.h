@@ -66,7 +66,8 @@ public:
     [[nodiscard]] std::string errors() const;
     [[nodiscard]] std::vector<std::string> outputLines() const;
 
-    /// Waits until the standard output holds `text`; false after 20 s or at its end.
+    /// Waits until the standard output holds `text`; false at its end, or after a
+    /// minute, which only ends a test that fails.
     [[nodiscard]] bool waitForOutput(const std::string& text);
     /// The same for the standard error.
     [[nodiscard]] bool waitForErrors(const std::string& text);

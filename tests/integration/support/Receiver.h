@@ -30,9 +30,13 @@ public:
     [[nodiscard]] std::string port() const;
     /// What has come so far.
     [[nodiscard]] std::vector<Message> messages() const;
-    /// Waits until that many messages have come; false after `timeout`.
+    /// The same once everything has come that was sent before the call, as by a program that has
+    /// ended since.
+    [[nodiscard]] std::vector<Message> allSent();
+    /// Waits until that many messages have come; false after `timeout`, which only ends a test that
+    /// fails.
     [[nodiscard]] bool waitFor(std::size_t count,
-                               std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
+                               std::chrono::milliseconds timeout = std::chrono::seconds(60)) const;
 
 private:
     static int receive(const char* path, const char* types, lo_arg** arguments, int count,
@@ -40,6 +44,7 @@ private:
 
     mutable std::mutex mutex_;
     std::vector<Message> messages_;
+    int ownMessages_ = 0;
     lo_server_thread server_ = nullptr;
 };
 
