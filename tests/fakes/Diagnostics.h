@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -34,10 +35,10 @@ public:
         return lines;
     }
 
-    /// Waits until a line holds `part`.
-    void waitFor(const std::string& part) {
+    /// Waits until a line holds `part`; false after a minute, which only ends a test that fails.
+    bool waitFor(const std::string& part) {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] {
+        return changed_.wait_for(lock, std::chrono::minutes(1), [&] {
             return std::ranges::any_of(reported_, [&](const Diagnostic& each) {
                 return each.line().find(part) != std::string::npos;
             });

@@ -25,9 +25,22 @@ struct Usage {
     std::ptrdiff_t files = 0;
     std::ptrdiff_t kilobytes = 0;
 
-    /// Once what was stopped has gone.
+    /// Once what was stopped has gone, and for half a second nothing more went.
     static Usage settled() {
-        std::this_thread::sleep_for(500ms);
+        Usage usage = now();
+        auto since = std::chrono::steady_clock::now();
+        eventually([&] {
+            const Usage later = now();
+            if (later.threads != usage.threads || later.files != usage.files) {
+                since = std::chrono::steady_clock::now();
+            }
+            usage = later;
+            return std::chrono::steady_clock::now() - since > 500ms;
+        });
+        return usage;
+    }
+
+    static Usage now() {
         const auto entries = [](const char* folder) {
             return std::distance(std::filesystem::directory_iterator(folder), {});
         };
@@ -74,7 +87,8 @@ TEST_F(LiveCamera, OneThatHangsIsGivenUpAtOnceAndStartsWhenItIsWellAgain) {
     ASSERT_EQ(rig.setUp(), "");
     ASSERT_TRUE(session->freeze("front"));
     std::thread start([&] { rig.session->startRunning(); });
-    std::this_thread::sleep_for(1s);
+    // It has reached the camera, whose answer it awaits for half a minute.
+    EXPECT_TRUE(rig.diagnostics.waitFor("has not answered for 2 seconds"));
     EXPECT_FALSE(rig.session->isRunning()) << "it does not hang, so nothing is shown";
     const auto begin = std::chrono::steady_clock::now();
     rig.session->stopRunning();
@@ -113,7 +127,7 @@ TEST_F(LiveCamera, OneThatIsPulledOutWhileItStartsIsToldAtOnce) {
     ASSERT_TRUE(session->freeze("front"));
     std::thread start([&] { rig.session->startRunning(); });
     // It has reached the camera, whose answer it awaits for half a minute.
-    rig.diagnostics.waitFor("has not answered for 2 seconds");
+    EXPECT_TRUE(rig.diagnostics.waitFor("has not answered for 2 seconds"));
     const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(session->unplug("front"));
     start.join();
@@ -140,7 +154,7 @@ TEST_F(LiveCamera, DaemonsThatComeAndGoLeaveNothingBehind) {
             before = Usage::settled().files;
         }
     }
-    EXPECT_TRUE(eventually([&] { return Usage::settled().files <= before; }, 5s))
+    EXPECT_TRUE(eventually([&] { return Usage::settled().files <= before; }))
         << Usage::settled().files << " files, before " << before;
 }
 
@@ -174,7 +188,13 @@ TEST_F(LiveCamera, TwoHundredStartsAndChangesOfCameraLeaveNothingBehind) {
         }
     }
     rig.session->stopRunning();
-    const Usage after = Usage::settled();
+    // What is left behind stays; what only takes its time on a busy machine goes.
+    Usage after;
+    eventually([&] {
+        after = Usage::settled();
+        return after.threads <= before.threads + 4 && after.files <= before.files &&
+               (!kMemoryTells || after.kilobytes <= before.kilobytes + 512);
+    });
     // GLib keeps a few threads for a while.
     EXPECT_LE(after.threads, before.threads + 4);
     EXPECT_LE(after.files, before.files);
