@@ -92,8 +92,11 @@ void CameraSupervisor::sessionStarted() {
         return;
     }
     hasStarted_ = true;
-    isTrying_ = true;
-    connectionsAtStart_ = connections_;
+    // Its end may have been told first, by another thread.
+    if (view_.cameraManager->captureSession->isRunning()) {
+        isTrying_ = true;
+        connectionsAtStart_ = connections_;
+    }
 }
 
 void CameraSupervisor::firstFrame() {

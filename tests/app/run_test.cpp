@@ -238,6 +238,23 @@ TEST_F(RunTest, ACameraThatIsBackBeforeItsFailureIsToldIsStartedAnew) {
     });
 }
 
+// Different threads tell of a start and of the end that follows it at once.
+TEST_F(RunTest, AStartThatIsToldAfterItsEndHoldsUpNoOther) {
+    (void)runs([this] {
+        cameraStarts();
+        cameraFails("the camera was disconnected");
+        post(kCaptureDeviceWasConnected);
+        runEverything();
+        EXPECT_EQ(starts(), 2);
+        cameraFails("the camera was disconnected");
+        post(kCaptureSessionDidStartRunning);
+        runEverything();
+        post(kCaptureDeviceWasConnected);
+        runEverything();
+        EXPECT_EQ(starts(), 3);
+    });
+}
+
 TEST_F(RunTest, ADisturbanceIsNoLoss) {
     (void)runs([this] {
         cameraStarts();
