@@ -181,12 +181,18 @@ class Tracking:
                 "threads": len(os.listdir(base + "/task"))}
 
     def compare(self):
-        """Raises if it has grown."""
+        """Raises if it has grown and stays so: what was stopped may still be closing."""
+        self.first = self.first or self.sample()
+        deadline = time.monotonic() + PATIENCE
+        while grown := self.growth():
+            if time.monotonic() > deadline:
+                raise Failure(f"{self.name}: {grown}")
+            time.sleep(0.5)
+
+    def growth(self):
         now = self.sample()
-        self.first = self.first or now
-        for what, most in GROWTH.items():
-            if now[what] - self.first[what] > most:
-                raise Failure(f"{self.name}: {what} grew from {self.first[what]} to {now[what]}")
+        return ", ".join(f"{what} grew from {self.first[what]} to {now[what]}"
+                         for what, most in GROWTH.items() if now[what] - self.first[what] > most)
 
     def stop(self):
         # The hardest way to end: nobody hears its last words.
