@@ -51,6 +51,7 @@ protected:
     [[nodiscard]] std::vector<std::uint32_t> sentBits() const {
         std::vector<std::uint32_t> bits;
         const std::vector<float> latest = sentValues().back();
+        bits.reserve(latest.size());
         for (const float value : latest) {
             bits.push_back(std::bit_cast<std::uint32_t>(value));
         }

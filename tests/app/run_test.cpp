@@ -15,7 +15,6 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 /// Runs nothing by itself: a test cranks the queue.
 class CrankedLoop final : public MainLoop {

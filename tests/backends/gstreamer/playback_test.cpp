@@ -130,7 +130,8 @@ TEST_F(PlaybackTest, PicturesComeAtNativeSizeInBGRA) {
         EXPECT_EQ(image->width(), 336);
         EXPECT_EQ(image->height(), 176);
         ASSERT_GE(image->bytesPerRow(), 4 * 336);
-        for (const auto& [x, y] : {std::pair{0, 0}, {335, 0}, {0, 175}, {335, 175}}) {
+        for (const auto& [x, y] :
+             {std::pair<std::ptrdiff_t, std::ptrdiff_t>{0, 0}, {335, 0}, {0, 175}, {335, 175}}) {
             const std::byte* const pixel = image->baseAddress() + y * image->bytesPerRow() + 4 * x;
             EXPECT_NEAR(static_cast<int>(pixel[0]), 0xc0, picture.tolerance);
             EXPECT_NEAR(static_cast<int>(pixel[1]), 0x80, picture.tolerance);
