@@ -7,6 +7,8 @@ target_compile_options(velmaro_flags INTERFACE
   -Wall -Wextra -Wpedantic
   # Fused multiply-add would change the last bit of results that are fixed to the bit.
   -ffp-contract=off
+  # Libraries' macros put a file's name into the program, which is to be the same wherever it is built.
+  $<$<CONFIG:Release>:-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=>
   $<$<BOOL:${VELMARO_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(VELMARO_SANITIZE)
