@@ -56,10 +56,16 @@ void NewestFrame::put(std::shared_ptr<const PixelBuffer> image,
     if (frame) {
         return;
     }
+    // A queue that ends before its work would be held by it for ever.
+    const auto work = [weakSelf = weak_from_this()] {
+        if (const auto self = weakSelf.lock()) {
+            self->deliver();
+        }
+    };
     if (wait > Beat::Duration(0)) {
-        queue_->asyncAfter(wait, [self = shared_from_this()] { self->deliver(); });
+        queue_->asyncAfter(wait, work);
     } else {
-        queue_->async([self = shared_from_this()] { self->deliver(); });
+        queue_->async(work);
     }
 }
 
@@ -77,8 +83,8 @@ bool NewestFrame::passesOver(Telemetry::Clock::time_point arrival) {
 
 void NewestFrame::afterFrames(Work work) {
     if (queue_) {
-        queue_->async([self = shared_from_this(), work = std::move(work)] {
-            if (!self->isClosed()) {
+        queue_->async([weakSelf = weak_from_this(), work = std::move(work)] {
+            if (const auto self = weakSelf.lock(); self && !self->isClosed()) {
                 work();
             }
         });
