@@ -1,6 +1,7 @@
 #include "backends/queues/AsioSerialQueue.h"
 
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "backends/queues/PostsAfterWork.h"
@@ -24,12 +25,7 @@ AsioSerialQueue::AsioSerialQueue(const std::string& label)
 }
 
 AsioSerialQueue::~AsioSerialQueue() {
-    loop_->stop();
-    if (loop_->isCurrent()) {
-        thread_.detach();
-    } else if (thread_.joinable()) {
-        thread_.join();
-    }
+    loop_->finish();
 }
 
 void AsioSerialQueue::async(Work work) {
@@ -48,14 +44,16 @@ bool AsioSerialQueue::isCurrent() const {
 
 void AsioSerialQueue::startThread() {
     const std::lock_guard lock(mutex_);
-    if (thread_.joinable()) {
+    if (hasThread_) {
         return;
     }
     try {
-        thread_ = std::thread([loop = loop_, label = label_] {
+        // Detached, since it may be the one that releases the queue.
+        std::thread([loop = loop_, label = label_] {
             nameCurrentThread(label);
             loop->run();
-        });
+        }).detach();
+        hasThread_ = true;
     } catch (const std::system_error&) {
         // Tried again with the next piece of work.
     }

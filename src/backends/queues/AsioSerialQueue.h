@@ -3,7 +3,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "backends/queues/EventLoop.h"
 #include "platform/Dispatch.h"
@@ -34,7 +33,7 @@ private:
     /// Shared with the thread, which goes on for a moment when the queue is released on it.
     const std::shared_ptr<EventLoop> loop_;
     std::mutex mutex_;
-    std::thread thread_;
+    bool hasThread_ = false;
 };
 
 }  // namespace velmaro
