@@ -22,8 +22,10 @@ AsioDispatch::~AsioDispatch() {
     // While both queues are there for the work that is running.
     threads_->shutDown();
     const std::lock_guard lock(mutex_);
-    for (const auto& known : serialLoops_) {
-        if (const auto loop = known.lock()) {
+    for (const Serial& known : serialQueues_) {
+        if (const auto queue = known.queue.lock()) {
+            queue->end();
+        } else if (const auto loop = known.loop.lock()) {
             loop->finish();
         }
     }
@@ -41,8 +43,8 @@ std::shared_ptr<DispatchQueue> AsioDispatch::makeSerialQueue(const std::string& 
                                                              QualityOfService) {
     auto queue = std::make_shared<AsioSerialQueue>(label);
     const std::lock_guard lock(mutex_);
-    std::erase_if(serialLoops_, [](const auto& known) { return known.expired(); });
-    serialLoops_.push_back(queue->loop());
+    std::erase_if(serialQueues_, [](const Serial& known) { return known.loop.expired(); });
+    serialQueues_.push_back({queue, queue->loop()});
     return queue;
 }
 

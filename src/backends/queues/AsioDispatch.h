@@ -9,6 +9,7 @@
 
 namespace velmaro {
 
+class AsioSerialQueue;
 class AsioThreadPool;
 class EventLoop;
 class GlobalQueue;
@@ -37,7 +38,12 @@ private:
     const std::unique_ptr<GlobalQueue> standard_;
 
     std::mutex mutex_;
-    std::vector<std::weak_ptr<EventLoop>> serialLoops_;
+    struct Serial {
+        std::weak_ptr<AsioSerialQueue> queue;
+        /// Outlives a queue that its own work has released.
+        std::weak_ptr<EventLoop> loop;
+    };
+    std::vector<Serial> serialQueues_;
 };
 
 }  // namespace velmaro

@@ -1,7 +1,6 @@
 #include "backends/queues/AsioSerialQueue.h"
 
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include "backends/queues/PostsAfterWork.h"
@@ -25,7 +24,26 @@ AsioSerialQueue::AsioSerialQueue(const std::string& label)
 }
 
 AsioSerialQueue::~AsioSerialQueue() {
-    loop_->finish();
+    end();
+    if (thread_.joinable()) {
+        thread_.detach();
+    }
+}
+
+void AsioSerialQueue::end() {
+    loop_->stop();
+    std::thread ending;
+    {
+        const std::lock_guard lock(mutex_);
+        hasEnded_ = true;
+        if (!loop_->isCurrent()) {
+            ending.swap(thread_);
+        }
+    }
+    // Without the lock, which the running work may want.
+    if (ending.joinable()) {
+        ending.join();
+    }
 }
 
 void AsioSerialQueue::async(Work work) {
@@ -44,16 +62,14 @@ bool AsioSerialQueue::isCurrent() const {
 
 void AsioSerialQueue::startThread() {
     const std::lock_guard lock(mutex_);
-    if (hasThread_) {
+    if (hasEnded_ || thread_.joinable()) {
         return;
     }
     try {
-        // Detached, since it may be the one that releases the queue.
-        std::thread([loop = loop_, label = label_] {
+        thread_ = std::thread([loop = loop_, label = label_] {
             nameCurrentThread(label);
             loop->run();
-        }).detach();
-        hasThread_ = true;
+        });
     } catch (const std::system_error&) {
         // Tried again with the next piece of work.
     }

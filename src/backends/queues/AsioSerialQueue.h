@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "backends/queues/EventLoop.h"
 #include "platform/Dispatch.h"
@@ -24,6 +25,9 @@ public:
     void asyncAfter(std::chrono::duration<double> delay, Work work) override;
     [[nodiscard]] bool isCurrent() const override;
 
+    /// As the release, for a queue that somebody keeps. Any thread.
+    void end();
+
     [[nodiscard]] const std::shared_ptr<EventLoop>& loop() const { return loop_; }
 
 private:
@@ -33,7 +37,8 @@ private:
     /// Shared with the thread, which goes on for a moment when the queue is released on it.
     const std::shared_ptr<EventLoop> loop_;
     std::mutex mutex_;
-    bool hasThread_ = false;
+    bool hasEnded_ = false;
+    std::thread thread_;
 };
 
 }  // namespace velmaro

@@ -208,6 +208,18 @@ TEST_F(SerialQueueTest, DestructionOfAllQueuesFinishesWorkThatHasReleasedItsOwn)
     EXPECT_TRUE(finished);
 }
 
+TEST_F(SerialQueueTest, DestructionOfAllQueuesWaitsForWorkThatPostsToItsOwn) {
+    std::latch entered(1);
+    const auto queue = makeSerialQueue();
+    queue->async([&entered, &queue] {
+        entered.count_down();
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        queue->async([] { ADD_FAILURE(); });
+    });
+    entered.wait();
+    dispatch.reset();
+}
+
 TEST_F(SerialQueueTest, DestructionOfAllQueuesEndsThoseThatSomebodyKeeps) {
     auto queue = makeSerialQueue();
     Mailbox<int> begun;
