@@ -1,7 +1,11 @@
 #include "backends/control/ControlPacket.h"
 
+#include <arpa/inet.h>
 #include <oscpack/osc/OscReceivedElements.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -37,20 +41,41 @@ bool holdsBlob(std::string_view content) {
     return tags.substr(0, tags.find('\0')).find('b') != std::string_view::npos;
 }
 
-/// A packet, or an element of a bundle.
-template <typename Element>
-void read(const Element& element, const Handler& handler) {
-    if (element.IsBundle()) {
-        const osc::ReceivedBundle bundle(element);
-        for (auto each = bundle.ElementsBegin(); each != bundle.ElementsEnd(); ++each) {
-            read(*each, handler);
+osc::ReceivedMessage messageOf(std::string_view content) {
+    return osc::ReceivedMessage(osc::ReceivedPacket(
+        content.data(), static_cast<osc::osc_bundle_element_size_t>(content.size())));
+}
+
+/// Takes the size of a bundle's next element from the front, a big-endian number.
+std::size_t takeSize(std::string_view& bundle) {
+    std::uint32_t size = 0;
+    if (bundle.size() < sizeof size) {
+        throw osc::MalformedBundleException();
+    }
+    std::memcpy(&size, bundle.data(), sizeof size);
+    bundle.remove_prefix(sizeof size);
+    return ntohl(size);
+}
+
+/// Bundles are taken apart here: the library never comes to the end of one that holds an element of
+/// -4 bytes.
+void read(std::string_view packet, const Handler& handler) {
+    if (!packet.starts_with(std::string_view("#bundle\0", 8))) {
+        const std::optional<ControlRequest> request = requestOf(packet);
+        if (request && !holdsBlob(packet) && !isLetGo(messageOf(packet))) {
+            handler(*request);
         }
         return;
     }
-    const std::string_view content(element.Contents(), static_cast<std::size_t>(element.Size()));
-    const std::optional<ControlRequest> request = requestOf(content);
-    if (request && !holdsBlob(content) && !isLetGo(osc::ReceivedMessage(element))) {
-        handler(*request);
+    constexpr std::size_t kNameAndTime = 16;
+    packet.remove_prefix(std::min(kNameAndTime, packet.size()));
+    while (!packet.empty()) {
+        const std::size_t size = takeSize(packet);
+        if (size > packet.size()) {
+            throw osc::MalformedBundleException();
+        }
+        read(packet.substr(0, size), handler);
+        packet.remove_prefix(size);
     }
 }
 
@@ -61,9 +86,7 @@ void readControlPacket(std::span<const char> packet, const Handler& handler) {
         return;
     }
     try {
-        read(osc::ReceivedPacket(packet.data(),
-                                 static_cast<osc::osc_bundle_element_size_t>(packet.size())),
-             handler);
+        read({packet.data(), packet.size()}, handler);
     } catch (const osc::Exception&) {
         // Anybody may send anything here; the rest of this packet means nothing.
     }

@@ -90,17 +90,38 @@ TEST(ControlPacket, ABlobIsNotRead) {
     }
 }
 
+/// The beginning of a bundle, to which elements are added.
+const std::string kBundle("#bundle\0\0\0\0\0\0\0\0\1", 16);
+
+std::string element(const std::string& content) {
+    return std::string{0, 0, 0, static_cast<char>(content.size())} + content;
+}
+
 TEST(ControlPacket, ABundleMayHoldSeveral) {
     const std::string set = encoded("/velmaro/set", message());
     const std::string reset = encoded("/velmaro/reset", message());
-    const auto element = [](const std::string& content) {
-        return std::string{0, 0, 0, static_cast<char>(content.size())} + content;
-    };
-    const std::string head("#bundle\0\0\0\0\0\0\0\0\1", 16);
-    EXPECT_THAT(requests(head + element(reset) + element(set)),
+    EXPECT_THAT(requests(kBundle + element(reset) + element(set)),
                 ElementsAre(ControlRequest::resetOffset, ControlRequest::setOffset));
-    EXPECT_THAT(requests(head + element(head + element(set))),
+    EXPECT_THAT(requests(kBundle + element(kBundle + element(set))),
                 ElementsAre(ControlRequest::setOffset));
+}
+
+/// Four bytes of size and minus four of content are none: who adds them up never gets on.
+TEST(ControlPacket, AnElementOfLessThanNothingEndsTheBundle) {
+    const std::string set = element(encoded("/velmaro/set", message()));
+    const std::string minusFour("\xFF\xFF\xFF\xFC", 4);
+    EXPECT_THAT(requests(kBundle + minusFour), IsEmpty());
+    EXPECT_THAT(requests(kBundle + minusFour + set), IsEmpty());
+    EXPECT_THAT(requests(kBundle + set + minusFour + set), ElementsAre(ControlRequest::setOffset));
+}
+
+TEST(ControlPacket, ABrokenElementEndsEveryBundleAroundIt) {
+    const std::string set = element(encoded("/velmaro/set", message()));
+    for (const std::string& broken :
+         {std::string("\0\0\0\x7F", 4), std::string("\0\0", 2), std::string("\x80\0\0\0", 4)}) {
+        EXPECT_THAT(requests(kBundle + set + element(kBundle + broken) + set),
+                    ElementsAre(ControlRequest::setOffset));
+    }
 }
 
 TEST(ControlPacket, WhatIsNoOscAsksForNothing) {
