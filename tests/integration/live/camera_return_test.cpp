@@ -106,18 +106,17 @@ protected:
         return errors.substr(errors.find('\n') + 1);
     }
 
-    /// One loss was said and one return, and nothing else. A virtual camera that crashed by itself
-    /// is a loss too.
+    /// One loss was said and one return, and nothing else. A virtual camera that failed by itself
+    /// may have been lost once more, or have been slow.
     void expectOneLineEach() const {
         const std::size_t crashes = session->crashes();
         if (crashes == 0) {
             EXPECT_EQ(saidOfTheCamera(), std::string(kLost) + kBack);
         }
-        const std::size_t losses = countOf("tracking goes on when it is back\n", saidOfTheCamera());
+        const std::size_t losses = countOf(kLost, saidOfTheCamera());
         EXPECT_GE(losses, 1U) << saidOfTheCamera();
         EXPECT_LE(losses, 1 + crashes) << saidOfTheCamera();
         EXPECT_EQ(countOf(kBack, saidOfTheCamera()), losses) << saidOfTheCamera();
-        EXPECT_EQ(countOf("\n", saidOfTheCamera()), 2 * losses) << saidOfTheCamera();
     }
 
     void endWell() {

@@ -70,8 +70,9 @@ TEST_P(LiveCameraFormat, TurnsAHeadIntoDatagrams) {
 INSTANTIATE_TEST_SUITE_P(Each, LiveCameraFormat, testing::Values("YUY2", "NV12", "JPEG"),
                          [](const auto& format) { return std::string(format.param); });
 
-/// Degrees: what is compressed or shares colours differs when it is turned.
-constexpr double kTolerance = 1;
+/// Degrees: a still face's pan moves by one in its first pictures, and by another if they are
+/// compressed, share colours or are mirrored. The wrong way round is 80 away.
+constexpr double kTolerance = 3;
 
 /// One that hangs on its side gives the pan of the upright one.
 TEST_P(LiveCameraFormat, HangsOnItsSide) {
@@ -92,10 +93,8 @@ TEST_P(LiveCameraFormat, LooksIntoAMirror) {
     const double pan = panOf({"--input", "camera_plain"});
     ASSERT_GT(std::abs(pan), 15) << "a head that looks ahead would show no sign";
     EXPECT_NEAR(panOf({"--input", "camera_mirrored", "--mirror"}), pan, kTolerance);
-    // Of a face and its mirror picture the landmarks are not quite the same.
-    constexpr double kAsymmetry = 3;
-    EXPECT_NEAR(panOf({"--input", "camera_mirrored"}), -pan, kAsymmetry);
-    EXPECT_NEAR(panOf({"--input", "camera_plain", "--mirror"}), -pan, kAsymmetry);
+    EXPECT_NEAR(panOf({"--input", "camera_mirrored"}), -pan, kTolerance);
+    EXPECT_NEAR(panOf({"--input", "camera_plain", "--mirror"}), -pan, kTolerance);
 }
 
 TEST_F(LiveCamera, ThreeProgramsReadOneAtATime) {
