@@ -21,6 +21,14 @@ protected:
     TemporaryDirectory directory;
 };
 
+/// Seconds. A busy machine shows a frame late; twice or half as long would be another rate.
+void expectDuration(const std::vector<Recorder::Frame>& frames, double expected) {
+    const double seconds =
+        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
+    EXPECT_GT(seconds, 0.6 * expected);
+    EXPECT_LT(seconds, 1.8 * expected);
+}
+
 struct Container {
     const char* name;
     const char* needs;
@@ -71,9 +79,7 @@ TEST_P(ContainerTest, LoopsThroughAllFramesWithoutAGapAtItsOwnPace) {
     EXPECT_GE(steps, static_cast<int>(frames.size()) - 1);
     EXPECT_LE(steps, static_cast<int>(frames.size() - 1 + drops));
 
-    const double seconds =
-        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
-    EXPECT_NEAR(seconds, steps / 30.0, 0.25);
+    expectDuration(frames, steps / 30.0);
     EXPECT_TRUE(rig.errors().empty());
     EXPECT_EQ(rig.ended, 0);
 }
@@ -150,9 +156,7 @@ TEST_F(PlaybackTest, PictureIsShownThirtyTimesASecond) {
     ASSERT_TRUE(eventually([&] { return rig.recorder->count() + rig.recorder->drops() >= 61; }));
     rig.session->stopRunning();
     const auto frames = rig.recorder->frames();
-    const double seconds =
-        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
-    EXPECT_NEAR(seconds, 2.0, 0.25);
+    expectDuration(frames, 2);
 }
 
 TEST_F(PlaybackTest, PictureOnceIsShownForOneSecond) {
@@ -342,11 +346,9 @@ TEST_F(PlaybackTest, VideoWithoutTimesPlaysAtItsNominalRate) {
     ASSERT_TRUE(eventually([&] { return rig.ended.load() > 0; }));
     const auto frames = rig.recorder->frames();
     ASSERT_GE(frames.size(), 2U);
-    const double seconds =
-        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
     const auto steps = static_cast<double>(frames.size() - 1 + rig.recorder->drops());
     EXPECT_GE(steps, 20);
-    EXPECT_NEAR(seconds, steps / 30.0, 0.25);
+    expectDuration(frames, steps / 30.0);
 }
 
 TEST_F(PlaybackTest, AnAnimatedPictureIsShownThirtyTimesASecond) {
@@ -360,9 +362,7 @@ TEST_F(PlaybackTest, AnAnimatedPictureIsShownThirtyTimesASecond) {
     ASSERT_TRUE(eventually([&] { return rig.recorder->count() + rig.recorder->drops() >= 31; }));
     rig.session->stopRunning();
     const auto frames = rig.recorder->frames();
-    const double seconds =
-        std::chrono::duration<double>(frames.back().time - frames.front().time).count();
-    EXPECT_NEAR(seconds, 1.0, 0.25);
+    expectDuration(frames, 1);
 }
 
 TEST_F(PlaybackTest, VideoCutOffThatIsPlayedOnceSaysSoAtItsEnd) {
