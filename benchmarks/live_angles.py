@@ -140,7 +140,7 @@ def main():
         yaws = [float(row["yaw_deg"]) for row in csv.DictReader(table)]
     with tempfile.TemporaryDirectory() as folder:
         pictures = decoded(folder)
-        session = Session(folder)
+        session = Session(folder, os.path.dirname(PROGRAM))
         try:
             report = {name: measured(session, pictures, rate, yaws)
                       for name, rate in (("beat", 30), ("no_beat", 31))}

@@ -144,7 +144,7 @@ def cost(session, encoding):
 def main():
     report = {}
     with tempfile.TemporaryDirectory() as folder:
-        session = Session(folder)
+        session = Session(folder, sys.argv[1])
         try:
             session.plug_in("left")
             report.update({f"start_{name}": value for name, value in starting(session).items()})

@@ -10,12 +10,14 @@ SESSION = os.path.join(os.path.dirname(os.path.realpath(__file__)),
 
 
 class Session:
-    """PipeWire with its sockets in a folder of its own, commanded by lines."""
+    """PipeWire with its sockets in `folder`, commanded by lines. `programs` is where those of the
+    build are."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, programs):
         self.folder = folder
         self.answers = 0
-        self.process = subprocess.Popen([SESSION, folder], stdin=subprocess.PIPE, text=True,
+        self.process = subprocess.Popen([SESSION, folder, os.path.join(programs, "virtual-camera")],
+                                        stdin=subprocess.PIPE, text=True,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.variables = {**os.environ, "XDG_RUNTIME_DIR": folder, "XDG_CONFIG_HOME": folder,
                           "PIPEWIRE_RUNTIME_DIR": folder, "PIPEWIRE_REMOTE": "pipewire-0"}

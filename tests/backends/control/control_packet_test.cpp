@@ -3,6 +3,7 @@
 #include <lo/lo.h>
 
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,6 +35,14 @@ std::string encoded(const char* address, const Message& message) {
     std::string packet(static_cast<const char*>(bytes), size);
     std::free(bytes);
     return packet;
+}
+
+std::string joined(std::initializer_list<std::string> parts) {
+    std::string all;
+    for (const std::string& part : parts) {
+        all += part;
+    }
+    return all;
 }
 
 TEST(ControlPacket, SetAndResetAreRequests) {
@@ -86,7 +95,7 @@ TEST(ControlPacket, ABlobIsNotRead) {
         for (int i = 0; i < count; ++i) {
             lengths += std::string("\x7F\xFF\xFF\xF0", 4);
         }
-        EXPECT_THAT(requests(set + tags + lengths), IsEmpty());
+        EXPECT_THAT(requests(joined({set, tags, lengths})), IsEmpty());
     }
 }
 
@@ -119,7 +128,7 @@ TEST(ControlPacket, ABrokenElementEndsEveryBundleAroundIt) {
     const std::string set = element(encoded("/velmaro/set", message()));
     for (const std::string& broken :
          {std::string("\0\0\0\x7F", 4), std::string("\0\0", 2), std::string("\x80\0\0\0", 4)}) {
-        EXPECT_THAT(requests(kBundle + set + element(kBundle + broken) + set),
+        EXPECT_THAT(requests(joined({kBundle, set, element(joined({kBundle, broken})), set})),
                     ElementsAre(ControlRequest::setOffset));
     }
 }

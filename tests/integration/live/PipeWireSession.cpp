@@ -1,31 +1,26 @@
 #include "PipeWireSession.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 namespace velmaro::integration {
 
 std::string PipeWireSession::missing() {
-    for (const char* program :
-         {"pipewire", "wireplumber", "pw-cli", "dbus-run-session", "gst-launch-1.0"}) {
+    for (const char* program : {"pipewire", "wireplumber", "pw-cli", "dbus-run-session"}) {
         const std::string look = "command -v " + std::string(program) + " > /dev/null";
         if (std::system(look.c_str()) != 0) {
             return program;
         }
     }
-    if (std::system("gst-inspect-1.0 pipewiresink > /dev/null 2>&1") != 0) {
-        return "GStreamer's pipewiresink";
-    }
     return "";
 }
 
 PipeWireSession::PipeWireSession()
-    : commands_(
-          ::popen((VELMARO_PIPEWIRE_SESSION " '" + folder() + "' 2>/dev/null").c_str(), "we")) {}
+    : commands_(::popen(
+          (VELMARO_PIPEWIRE_SESSION " '" + folder() + "' '" VELMARO_VIRTUAL_CAMERA "' 2>/dev/null")
+              .c_str(),
+          "we")) {}
 
 PipeWireSession::~PipeWireSession() {
     ::pclose(commands_);
@@ -34,11 +29,6 @@ PipeWireSession::~PipeWireSession() {
 bool PipeWireSession::plugIn(const std::string& name, const std::string& format,
                              const std::string& source) {
     return command("camera " + name + " " + format + " " + source);
-}
-
-std::size_t PipeWireSession::crashes() const {
-    std::ifstream file(folder_.path() / "crashes");
-    return static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(file), {}, '\n'));
 }
 
 Program::Environment PipeWireSession::environment() const {

@@ -31,9 +31,6 @@ public:
     bool killDaemons() { return command("kill"); }
     bool startDaemons() { return command("start"); }
 
-    /// How often a camera crashed by itself; it came again each time.
-    [[nodiscard]] std::size_t crashes() const;
-
     /// What lets a program find this session.
     [[nodiscard]] Program::Environment environment() const;
     [[nodiscard]] std::string folder() const { return folder_.path(); }

@@ -101,6 +101,7 @@ TEST_F(LiveCamera, ThreeProgramsReadOneAtATime) {
     ASSERT_TRUE(session->plugIn("clip", "YUY2", PipeWireSession::kFace));
     const std::array<Receiver, 3> receivers;
     std::vector<std::unique_ptr<Program>> programs;
+    programs.reserve(receivers.size());
     for (const Receiver& receiver : receivers) {
         programs.push_back(std::make_unique<Program>(
             std::vector<std::string>{"--input", "camera_clip", "--port", receiver.port()},

@@ -1,6 +1,6 @@
-"""The program and the desktop's real camera portal: test_portal.py PROGRAM SESSION.
+"""The program and the desktop's real camera portal: test_portal.py PROGRAM SESSION CAMERA.
 
-SESSION starts a PipeWire session with virtual cameras. Only the person who answers the dialog is
+SESSION starts a PipeWire session with virtual cameras, which CAMERA plays. Only the person who answers the dialog is
 played. Ends with 77 when something is missing.
 """
 
@@ -14,7 +14,7 @@ import time
 import unittest
 
 SKIPPED = 77
-TOOLS = ("dbus-run-session", "pipewire", "wireplumber", "pw-cli", "gst-launch-1.0")
+TOOLS = ("dbus-run-session", "pipewire", "wireplumber", "pw-cli")
 PORTAL = "/usr/libexec/xdg-desktop-portal"
 # The portal's name for those who answer its questions, and for the desktop that uses them.
 ANSWERER = "org.freedesktop.impl.portal.desktop.velmarotest"
@@ -124,7 +124,8 @@ class PortalTest(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = os.environ["TEST_FOLDER"]
         cls.person = Person()
-        cls.session = subprocess.Popen([sys.argv[2], cls.folder], stdin=subprocess.PIPE, text=True)
+        cls.session = subprocess.Popen([sys.argv[2], cls.folder, sys.argv[3]],
+                                       stdin=subprocess.PIPE, text=True)
         cls.answers = 0
         cls.await_session()
         cls.session.stdin.write("camera front YUY2 videotestsrc is-live=true ! "
