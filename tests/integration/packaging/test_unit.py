@@ -32,7 +32,8 @@ def enter(build):
     with tempfile.TemporaryDirectory() as folder:
         subprocess.run(["cmake", "--install", build, "--prefix", folder + "/prefix"], check=True,
                        stdout=subprocess.DEVNULL)
-        variables = {name: os.environ[name] for name in ("PATH", "LANG") if name in os.environ}
+        variables = {name: os.environ[name] for name in ("PATH", "LANG", "SYSTEMD_IGNORE_CHROOT")
+                     if name in os.environ}
         for name in ("HOME", "XDG_CONFIG_HOME"):
             variables[name] = os.path.join(folder, name)
             os.mkdir(variables[name])
@@ -99,7 +100,11 @@ class UnitTest(unittest.TestCase):
         systemctl("daemon-reload")
 
     def test_it_tracks_comes_back_after_a_failure_and_stops_cleanly(self):
-        self.set_options(f"--demo --port {self.receiver.getsockname()[1]}")
+        motion = os.path.join(os.environ["HOME"], "motion")
+        with open(motion, "w", encoding="utf-8") as file:
+            file.write("# velmaro motion 1\ntime yaw pitch roll\n0.00 10 0 0\n0.05 20 0 0\n")
+        port = self.receiver.getsockname()[1]
+        self.set_options(f"--motion-file {motion} --input airpods --port {port}")
         systemctl("enable", "--now", "velmaro")
         self.assertTrue(self.receiver.recv(256).startswith(b"/ypr\0"))
         process = int(shown("MainPID"))
