@@ -29,7 +29,7 @@ TEST_F(SessionTest, TakesOneInputAndOneOutputThatAsksForBGRA) {
     const auto made = rig.capture->makeDeviceInput(rig.device());
     const auto other = rig.capture->makeDeviceInput(rig.device());
     ASSERT_TRUE(made && other);
-    const auto input = *made;
+    const auto& input = *made;
     EXPECT_FALSE(rig.session->canAddInput(nullptr));
     ASSERT_TRUE(rig.session->canAddInput(input));
     rig.session->addInput(input);
@@ -440,7 +440,9 @@ TEST_F(SessionTest, FrameOutlivesTheSession) {
     const auto kept = rig.recorder->kept();
     ASSERT_EQ(kept.size(), numbers.size());
     for (std::size_t i = 0; i < kept.size(); ++i) {
-        const std::byte* const last = kept[i]->baseAddress() + 47 * kept[i]->bytesPerRow() + 4 * 63;
+        const std::byte* const last = kept[i]->baseAddress() +
+                                      std::ptrdiff_t{47} * kept[i]->bytesPerRow() +
+                                      std::ptrdiff_t{4} * 63;
         EXPECT_EQ(frameOfGrey(static_cast<int>(last[0])), numbers[i]);
     }
 }

@@ -60,7 +60,7 @@ public:
         return SampleHandle(gst_sample_new(buffer, caps.get(), nullptr, nullptr));
     }
     /// Of ARGB64, the most exact format: alpha, red, green and blue.
-    [[nodiscard]] std::uint16_t* pixel(int x, int y) {
+    [[nodiscard]] std::uint16_t* pixel(std::ptrdiff_t x, std::ptrdiff_t y) {
         auto* const first = static_cast<std::byte*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0));
         return reinterpret_cast<std::uint16_t*>(first +
                                                 y * GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0)) +
@@ -113,8 +113,8 @@ TEST_P(AnyFormat, IsReadAsItWasPaintedAndAsGStreamerConvertsIt) {
             ASSERT_EQ(frame->width(), width);
             ASSERT_EQ(frame->height(), height);
             ASSERT_GE(frame->bytesPerRow(), 4 * width);
-            for (int y = 0; y < height; ++y) {
-                for (int x = 0; x < width; ++x) {
+            for (std::ptrdiff_t y = 0; y < height; ++y) {
+                for (std::ptrdiff_t x = 0; x < width; ++x) {
                     const std::byte* const bgra =
                         frame->baseAddress() + y * frame->bytesPerRow() + 4 * x;
                     for (int i = 0; i < 3; ++i) {
@@ -147,7 +147,7 @@ TEST_P(AnyFormat, TurnedIsThePictureTurned) {
     painted.convertTo(given);
     const auto upright = VideoFrame::map(given.sample(), 7);
     ASSERT_NE(upright, nullptr);
-    const auto pixel = [](const VideoFrame& frame, int x, int y) {
+    const auto pixel = [](const VideoFrame& frame, std::ptrdiff_t x, std::ptrdiff_t y) {
         const std::byte* const at = frame.baseAddress() + y * frame.bytesPerRow() + 4 * x;
         return std::array{at[0], at[1], at[2]};
     };
