@@ -14,9 +14,9 @@ import subprocess
 from . import together
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-# Everything but what is changed is that of the release build.
-BUILD = ROOT / "build/release"
 WORK = ROOT / "build/mutate"
+# As the release build, but that each file is compiled by itself.
+BUILD = WORK / "release"
 SOURCES = {
     "osc": ["src/osc/*"],
     "headpose": ["src/headpose/*"],
@@ -49,7 +49,7 @@ def configure():
     if (BUILD / "build.ninja").exists():
         must(["ninja", "-C", BUILD, "build.ninja"])
     else:
-        must(["cmake", "--preset", "release"], cwd=ROOT)
+        must(["cmake", "--preset", "release", "-B", BUILD, "-DCMAKE_UNITY_BUILD=OFF"], cwd=ROOT)
     entries = json.loads((BUILD / "compile_commands.json").read_text(encoding="utf-8"))
     commands = {entry["file"]: shlex.split(entry["command"]) for entry in entries}
     return {source: (command, command[command.index("-o") + 1])
