@@ -69,7 +69,7 @@ def display(size="1024x768x24"):
     """The name of an X server of one's own."""
     end, theirs = os.pipe()
     server = subprocess.Popen(["Xvfb", "-displayfd", str(theirs), "-screen", "0", size, "-nolisten",
-                               "tcp"], pass_fds=[theirs], stderr=subprocess.DEVNULL)
+                               "tcp", "-noreset"], pass_fds=[theirs], stderr=subprocess.DEVNULL)
     os.close(theirs)
     with os.fdopen(end) as told:
         number = told.readline().strip()

@@ -45,9 +45,10 @@ class Screen:
     def __init__(self, manager=True, size="800x700"):
         self.folder = tempfile.mkdtemp()
         read, write = os.pipe()
+        # When its last client goes it would begin anew, and refuse who comes meanwhile.
         self.server = subprocess.Popen(
             ["Xvfb", "-displayfd", str(write), "-screen", "0", f"{size}x24", "-fbdir", self.folder,
-             "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL)
+             "-nolisten", "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
         with os.fdopen(read) as pipe:
             self.display = ":" + pipe.readline().strip()
