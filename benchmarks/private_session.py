@@ -16,8 +16,8 @@ class Session:
     def __init__(self, folder, programs):
         self.folder = folder
         self.answers = 0
-        self.process = subprocess.Popen([SESSION, folder, os.path.join(programs, "virtual-camera")],
-                                        stdin=subprocess.PIPE, text=True,
+        camera = os.path.abspath(os.path.join(programs, "virtual-camera"))
+        self.process = subprocess.Popen([SESSION, folder, camera], stdin=subprocess.PIPE, text=True,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.variables = {**os.environ, "XDG_RUNTIME_DIR": folder, "XDG_CONFIG_HOME": folder,
                           "PIPEWIRE_RUNTIME_DIR": folder, "PIPEWIRE_REMOTE": "pipewire-0"}

@@ -1,7 +1,7 @@
 """The program and the desktop's real camera portal: test_portal.py PROGRAM SESSION CAMERA.
 
-SESSION starts a PipeWire session with virtual cameras, which CAMERA plays. Only the person who answers the dialog is
-played. Ends with 77 when something is missing.
+SESSION starts a PipeWire session with virtual cameras, which CAMERA plays. Only the person who
+answers the dialog is played. Ends with 77 when something is missing.
 """
 
 import os
