@@ -6,9 +6,4 @@ function(velmaro_use_asio target)
     # Asio 1.22 looks for std::aligned_alloc before it has included a standard header, so that the
     # answer, and with it how memory is freed, would depend on the order of includes in each file.
     ASIO_DISABLE_STD_ALIGNED_ALLOC)
-  if(VELMARO_SANITIZE MATCHES thread)
-    # GCC warns that this sanitizer does not see Asio's fences. It sees the mutexes of Asio's
-    # scheduler, which order the same accesses.
-    target_compile_options(${target} PRIVATE -Wno-tsan)
-  endif()
 endfunction()

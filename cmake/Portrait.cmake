@@ -15,9 +15,10 @@ add_custom_command(OUTPUT ${portrait}
 add_custom_target(velmaro_portrait_picture DEPENDS ${portrait})
 
 # Links the path of the picture, the folder of the models and "backends/facemesh/Portrait.h".
-add_library(velmaro_portrait INTERFACE)
+add_library(velmaro_portrait STATIC ${CMAKE_SOURCE_DIR}/tests/backends/facemesh/Portrait.cpp)
 add_dependencies(velmaro_portrait velmaro_portrait_picture)
-target_include_directories(velmaro_portrait INTERFACE ${CMAKE_SOURCE_DIR}/tests)
-target_compile_definitions(velmaro_portrait INTERFACE
+target_include_directories(velmaro_portrait PUBLIC ${CMAKE_SOURCE_DIR}/tests)
+target_compile_definitions(velmaro_portrait PUBLIC
   VELMARO_PORTRAIT="${portrait}" VELMARO_MODELS_DIR="${VELMARO_MODELS_DIR}")
-target_link_libraries(velmaro_portrait INTERFACE velmaro_platform)
+target_link_libraries(velmaro_portrait PUBLIC velmaro_platform
+                                       PRIVATE velmaro_flags velmaro_frame_flags)

@@ -13,9 +13,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Picture : public PixelBuffer {
+class NumberedPicture : public PixelBuffer {
 public:
-    explicit Picture(int number) : number(number) {}
+    explicit NumberedPicture(int number) : number(number) {}
     [[nodiscard]] int width() const override { return 1; }
     [[nodiscard]] int height() const override { return 1; }
     [[nodiscard]] std::ptrdiff_t bytesPerRow() const override { return 4; }
@@ -26,7 +26,7 @@ public:
 class Numbers : public SampleBufferDelegate {
 public:
     void captureOutputDidOutput(const SampleBuffer& sampleBuffer) override {
-        events.push_back(dynamic_cast<const Picture&>(*sampleBuffer.imageBuffer).number);
+        events.push_back(dynamic_cast<const NumberedPicture&>(*sampleBuffer.imageBuffer).number);
         if (onFrame) {
             onFrame();
         }
@@ -47,7 +47,8 @@ protected:
     /// True if a delivery was queued for it.
     bool put(int number, int discardedBefore = 0) {
         const std::size_t pending = queue->pending();
-        newest->put(std::make_shared<Picture>(number), Telemetry::Clock::now(), discardedBefore);
+        newest->put(std::make_shared<NumberedPicture>(number), Telemetry::Clock::now(),
+                    discardedBefore);
         return queue->pending() > pending;
     }
     void deliver() { queue->run(); }
@@ -112,7 +113,7 @@ TEST_F(NewestFrameTest, FrameThatComesWhileOneIsHandledWaits) {
 }
 
 TEST_F(NewestFrameTest, ClosedDeliversNothingAndReleasesTheFrame) {
-    const auto picture = std::make_shared<Picture>(1);
+    const auto picture = std::make_shared<NumberedPicture>(1);
     newest->put(picture, Telemetry::Clock::now());
     newest->close();
     EXPECT_EQ(picture.use_count(), 1);
@@ -163,14 +164,14 @@ TEST_F(NewestFrameTest, NothingComesThroughADisabledConnectionOrWithoutAQueue) {
     deliver();
     EXPECT_EQ(delegate->events, (std::vector{2}));
     NewestFrame aimless(delegate, nullptr, connection, telemetry);
-    aimless.put(std::make_shared<Picture>(3), Telemetry::Clock::now());
+    aimless.put(std::make_shared<NumberedPicture>(3), Telemetry::Clock::now());
     aimless.afterFrames([] { FAIL() << "there is nowhere to run it"; });
     EXPECT_EQ(delegate->events, (std::vector{2}));
 }
 
 TEST_F(NewestFrameTest, KeepingTheBeatAFrameWaitsOrIsPassedOverButIsNoDrop) {
     const auto putAt = [this](int number, Telemetry::Clock::time_point arrival) {
-        newest->put(std::make_shared<Picture>(number), arrival, 0, true);
+        newest->put(std::make_shared<NumberedPicture>(number), arrival, 0, true);
     };
     putAt(1, Telemetry::Clock::now());
     deliver();
@@ -198,7 +199,7 @@ TEST_F(NewestFrameTest, KeepingTheBeatAFrameWaitsOrIsPassedOverButIsNoDrop) {
 
 TEST_F(NewestFrameTest, SaysAheadWhatTheBeatWillPassOver) {
     EXPECT_FALSE(newest->passesOver(Telemetry::Clock::now())) << "the first one";
-    newest->put(std::make_shared<Picture>(1), Telemetry::Clock::now(), 0, true);
+    newest->put(std::make_shared<NumberedPicture>(1), Telemetry::Clock::now(), 0, true);
     const auto before = Telemetry::Clock::now();
     deliver();
     EXPECT_FALSE(newest->passesOver(Telemetry::Clock::now() + 30ms));
@@ -208,7 +209,7 @@ TEST_F(NewestFrameTest, SaysAheadWhatTheBeatWillPassOver) {
     connection->setEnabled(false);
     EXPECT_FALSE(newest->passesOver(before)) << "ignored, as every frame is";
     connection->setEnabled(true);
-    newest->put(std::make_shared<Picture>(2), Telemetry::Clock::now() + 100ms, 0, true);
+    newest->put(std::make_shared<NumberedPicture>(2), Telemetry::Clock::now() + 100ms, 0, true);
     EXPECT_FALSE(newest->passesOver(before)) << "it takes the place of one";
     deliver();
     newest->close();
@@ -219,9 +220,9 @@ TEST_F(NewestFrameTest, SaysAheadWhatTheBeatWillPassOver) {
 TEST_F(NewestFrameTest, TheBeatCountsFromAFrameThatIsStillHandled) {
     const auto begin = Telemetry::Clock::now();
     delegate->onFrame = [&] {
-        newest->put(std::make_shared<Picture>(2), Telemetry::Clock::now(), 0, true);
+        newest->put(std::make_shared<NumberedPicture>(2), Telemetry::Clock::now(), 0, true);
     };
-    newest->put(std::make_shared<Picture>(1), begin, 0, true);
+    newest->put(std::make_shared<NumberedPicture>(1), begin, 0, true);
     queue->runOne();
     EXPECT_EQ(telemetry.framesPassedOver, 1U) << "it came at once after the one before";
 }
@@ -238,7 +239,7 @@ TEST_F(NewestFrameTest, EveryFrameIsDeliveredOrDroppedOnceInOrder) {
     const auto thread = std::make_shared<AsioSerialQueue>("frames");
     newest = std::make_shared<NewestFrame>(delegate, thread, connection, telemetry);
     for (int i = 1; i <= kFrames; ++i) {
-        newest->put(std::make_shared<Picture>(i), Telemetry::Clock::now());
+        newest->put(std::make_shared<NumberedPicture>(i), Telemetry::Clock::now());
     }
     test::drain(*thread);
     int drops = 0;

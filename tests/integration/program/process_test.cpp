@@ -155,12 +155,6 @@ TEST_P(ProgramProcess, SignalsToRecentreAreHarmlessFromTheFirstLineToTheLast) {
 }
 
 // Started as somebody who may have no more than these threads.
-#ifdef __SANITIZE_THREAD__
-constexpr int kSanitizersThreads = 1;
-#else
-constexpr int kSanitizersThreads = 0;
-#endif
-
 TEST_P(ProgramProcess, WithoutThreadsToBeHadItSaysSo) {
     if (::access(GetParam(), X_OK) != 0 || ::geteuid() != 0) {
         GTEST_SKIP() << "only root can become somebody else";
@@ -182,7 +176,7 @@ TEST_P(ProgramProcess, WithoutThreadsToBeHadItSaysSo) {
             GTEST_SKIP() << "somebody else cannot start the program where it lies";
         }
         EXPECT_EQ(status, 1) << threads;
-        const int spare = static_cast<int>(threads) - 1 - kSanitizersThreads;
+        const int spare = static_cast<int>(threads) - 1 - VELMARO_SANITIZERS_THREADS;
         EXPECT_THAT(program.errors(),
                     HasSubstr(spare < 1 ? "the system has no thread to spare"
                                         : "the system has only " + std::to_string(spare) + " of "));
