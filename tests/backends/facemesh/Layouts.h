@@ -73,8 +73,9 @@ public:
     [[nodiscard]] double value(int x, int y, int channel) const {
         const auto& [a, b, c] = view.components;
         const auto& mixture = view.toRGB[static_cast<std::size_t>(channel)];
-        return mixture[0] * *a.at(x, y) + mixture[1] * *b.at(x, y) + mixture[2] * *c.at(x, y) +
-               mixture[3];
+        return mixture[0] * static_cast<float>(*a.at(x, y)) +
+               mixture[1] * static_cast<float>(*b.at(x, y)) +
+               mixture[2] * static_cast<float>(*c.at(x, y)) + mixture[3];
     }
 
 private:

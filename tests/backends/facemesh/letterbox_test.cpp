@@ -92,8 +92,9 @@ void expectMeans(const LaidOut& picture, const Region& region) {
     EXPECT_NEAR(placement.originX + pixels * side / 2, region.x + region.width / 2.0, 1e-9);
     EXPECT_NEAR(placement.originY + pixels * side / 2, region.y + region.height / 2.0, 1e-9);
     for (int i = 0; i < 3 * side * side; ++i) {
+        const int row = i / 3 / side;
         const double left = placement.originX + i / 3 % side * pixels;
-        const double top = placement.originY + i / 3 / side * pixels;
+        const double top = placement.originY + row * pixels;
         double sum = 0;
         // Nothing else has a share.
         const int firstRow = std::max(region.y, static_cast<int>(top) - 1);
@@ -138,12 +139,15 @@ INSTANTIATE_TEST_SUITE_P(Layouts, AnyLayout, ::testing::ValuesIn(kLayouts));
 
 TEST(Letterbox, BrightestIsOneAndDarkestAndOutsideMinusOne) {
     facemesh::Letterbox letterbox(16);
-    std::vector<float> square(16 * 16 * 3);
+    std::vector<float> square(std::size_t{16} * 16 * 3);
+    const auto red = [&square](std::size_t row, std::size_t column) {
+        return square[3 * (row * 16 + column)];
+    };
     letterbox.fill(Frame(64, 32, 255).view(), {0, 0, 64, 32}, square);
-    EXPECT_FLOAT_EQ(square[3 * (8 * 16 + 8)], 1);
-    EXPECT_FLOAT_EQ(square[3 * (2 * 16 + 8)], -1);
+    EXPECT_FLOAT_EQ(red(8, 8), 1);
+    EXPECT_FLOAT_EQ(red(2, 8), -1);
     letterbox.fill(Frame(64, 32, 0).view(), {0, 0, 64, 32}, square);
-    EXPECT_FLOAT_EQ(square[3 * (8 * 16 + 8)], -1);
+    EXPECT_FLOAT_EQ(red(8, 8), -1);
 }
 
 }  // namespace

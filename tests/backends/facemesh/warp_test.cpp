@@ -46,8 +46,9 @@ TEST_P(AnySquare, IsBilinear) {
     std::vector<float> out(cells * cells * 3, 99);
     facemesh::warp(frame.view(), square, cells, out);
     for (std::size_t i = 0; i < out.size(); ++i) {
+        const std::size_t row = i / 3 / cells;
         const double u = (static_cast<double>(i / 3 % cells) + 0.5) / cells - 0.5;
-        const double v = (static_cast<double>(i / 3 / cells) + 0.5) / cells - 0.5;
+        const double v = (static_cast<double>(row) + 0.5) / cells - 0.5;
         const double x =
             square.centre.x + square.side * (square.across.x * u - square.across.y * v);
         const double y =
@@ -74,8 +75,9 @@ void expectBilinear(const LaidOut& picture, const TurnedSquare& square) {
     std::vector<float> out(cells * cells * 3, 99);
     facemesh::warp(picture.view, square, cells, out);
     for (std::size_t i = 0; i < out.size(); ++i) {
+        const std::size_t row = i / 3 / cells;
         const double u = (static_cast<double>(i / 3 % cells) + 0.5) / cells - 0.5;
-        const double v = (static_cast<double>(i / 3 / cells) + 0.5) / cells - 0.5;
+        const double v = (static_cast<double>(row) + 0.5) / cells - 0.5;
         const auto place = [&](double centre, double along, double across, int length) {
             return std::clamp(centre + square.side * (along * u + across * v) - 0.5, 0.0,
                               length - 1.0);
@@ -125,7 +127,7 @@ TEST_P(AnyLayoutWarped, IsTheSameHoweverTheCameraHangs) {
 INSTANTIATE_TEST_SUITE_P(Layouts, AnyLayoutWarped, ::testing::ValuesIn(kLayouts));
 
 TEST(Warp, OfAPictureOfOnePixel) {
-    std::vector<float> out(12 * 12 * 3);
+    std::vector<float> out(std::size_t{12} * 12 * 3);
     facemesh::warp(Frame(1, 1, 51).view(), {{0.5F, 0.5F}, 3, {1, 0}}, 12, out);
     for (const float value : out) {
         EXPECT_FLOAT_EQ(value, 0.2F);

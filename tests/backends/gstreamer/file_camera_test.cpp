@@ -21,7 +21,7 @@ protected:
     /// Why the file cannot be played, told by the set-up or by the start; empty if it can.
     std::string reason(const std::string& file) {
         Rig rig(file);
-        if (const std::string refusal = rig.setUp(); !refusal.empty()) {
+        if (std::string refusal = rig.setUp(); !refusal.empty()) {
             return refusal;
         }
         rig.session->startRunning();

@@ -64,8 +64,10 @@ TEST(StandardOutputLog, LinesOfDifferentThreadsNeverMix) {
         RedirectedOutput output;
         fakes::CapturedDiagnostics diagnostics;
         std::optional<StandardOutputLog> log(diagnostics);
+        constexpr int kThreads = 4;
         std::vector<std::thread> threads;
-        for (int thread = 0; thread < 4; ++thread) {
+        threads.reserve(kThreads);
+        for (int thread = 0; thread < kThreads; ++thread) {
             threads.emplace_back([&log, thread] {
                 for (int count = 0; count < 200; ++count) {
                     log->line(std::string(100, static_cast<char>('a' + thread)));

@@ -135,6 +135,7 @@ TEST(AsioMainQueue, TakesWorkFromManyThreads) {
     std::vector<std::vector<int>> ran(kThreads);
     int count = 0;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&, thread] {
             for (int i = 0; i < kEach; ++i) {
