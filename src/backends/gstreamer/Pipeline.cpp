@@ -20,6 +20,33 @@ constexpr GstClockTime kLook = 500 * GST_MSECOND;
 /// Opening a file takes milliseconds, seconds for a very large picture or on a network drive.
 constexpr std::chrono::seconds kOpenLimit{10};
 
+/// Whether this is a demuxer that has stopped reading and has found no stream.
+bool hasEndedWithoutStreams(GstElement* element) {
+    const PadHandle input(gst_element_get_static_pad(element, "sink"));
+    if (!input || gst_pad_get_task_state(input.get()) != GST_TASK_PAUSED) {
+        return false;
+    }
+    GST_OBJECT_LOCK(element);
+    const bool hasStreams = element->numsrcpads > 0;
+    GST_OBJECT_UNLOCK(element);
+    return !hasStreams;
+}
+
+bool anyEndedWithoutStreams(GstBin* bin) {
+    bool found = false;
+    const std::unique_ptr<GstIterator, decltype(&gst_iterator_free)> elements(
+        gst_bin_iterate_recurse(bin), gst_iterator_free);
+    // What changes meanwhile is seen at the next look.
+    gst_iterator_foreach(
+        elements.get(),
+        [](const GValue* element, gpointer any) {
+            *static_cast<bool*>(any) |=
+                hasEndedWithoutStreams(GST_ELEMENT(g_value_get_object(element)));
+        },
+        &found);
+    return found;
+}
+
 }  // namespace
 
 void Workers::add(const std::shared_ptr<Pipeline>& pipeline) {
@@ -164,9 +191,17 @@ MessageHandle Pipeline::nextMessage() {
     return MessageHandle(gst_bus_timed_pop(bus_.get(), watches ? kLook : GST_CLOCK_TIME_NONE));
 }
 
-// decodebin keeps some errors of a demuxer to itself, so that it opens for ever.
+// decodebin keeps the error of a demuxer to itself that ends before it is linked, and opens for
+// ever.
 void Pipeline::lookAfterOpening() {
-    if (stage_ == Stage::opening && FrameWatch::Clock::now() - opened_ > kOpenLimit) {
+    if (stage_ != Stage::opening) {
+        return;
+    }
+    if (anyEndedWithoutStreams(GST_BIN(pipeline_.get()))) {
+        const ErrorHandle kept(
+            g_error_new(GST_STREAM_ERROR, GST_STREAM_ERROR_DEMUX, "it has no stream"));
+        fail(source_->explain(*kept));
+    } else if (FrameWatch::Clock::now() - opened_ > kOpenLimit) {
         fail(source_->error("it does not open in time and is probably damaged"));
     }
 }

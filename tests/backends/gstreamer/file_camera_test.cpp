@@ -148,7 +148,10 @@ TEST_F(FileCameraTest, VideoWithoutItsHeaderIsDamaged) {
     ASSERT_TRUE(writeNumberedVideo(file, "jpegenc ! qtmux"));
     const std::string whole = readFile(file);
     writeFile(directory.file("cut.mov"), whole.substr(0, whole.size() / 2));
-    EXPECT_THAT(reason(directory.file("cut.mov")), testing::HasSubstr("damaged"));
+    // What the demuxer says of it is lost in one of ten openings.
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(reason(directory.file("cut.mov")), "it is damaged or incomplete") << i;
+    }
 }
 
 TEST_F(FileCameraTest, PictureCutOffIsDamagedOrShownAsFarAsItGoes) {
