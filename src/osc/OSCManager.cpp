@@ -83,8 +83,7 @@ void OSCManager::sendQuaternion(float qw, float qx, float qy, float qz) {
 void OSCManager::disconnect() {
     // Taken first, so that a connection made by a sample in this moment is never forgotten without
     // being cancelled.
-    if (const auto connection =
-            std::atomic_exchange(&connection_, std::shared_ptr<UDPConnection>())) {
+    if (const auto connection = connection_.exchange(nullptr)) {
         connection->cancel();
     }
 }
@@ -119,10 +118,10 @@ bool OSCManager::passesRateLimit() {
 }
 
 std::shared_ptr<UDPConnection> OSCManager::liveConnection(Port destination) {
-    std::shared_ptr<UDPConnection> connection = std::atomic_load(&connection_);
+    std::shared_ptr<UDPConnection> connection = connection_.load();
     if (!connection || isDead(*connection)) {
         connection = network_.makeUDPConnection(*ipAddress.snapshot(), destination);
-        std::atomic_store(&connection_, connection);
+        connection_.store(connection);
         connection->setStateUpdateHandler(logStatesTo(log_));
         connection->start(queue_);
     }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/AtomicPointer.h"
 #include "platform/Dispatch.h"
 #include "platform/Log.h"
 #include "platform/Network.h"
@@ -65,9 +66,8 @@ private:
     Log& log_;
     const UDPConnection::SendErrorHandler onSendError_;
 
-    /// Touched only through std::atomic_load and its kin: samples and `disconnect()` may come on
-    /// different threads.
-    std::shared_ptr<UDPConnection> connection_;
+    /// Samples and `disconnect()` may come on different threads.
+    AtomicPointer<UDPConnection> connection_;
     std::atomic<WallTime> lastSendTime_ = kDistantPast;
 };
 

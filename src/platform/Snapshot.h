@@ -3,14 +3,12 @@
 #include <memory>
 #include <utility>
 
+#include "platform/AtomicPointer.h"
+
 namespace velmaro {
 
 /// A value that one thread replaces whole while others read it: a reader keeps the version that it
 /// loaded for as long as it likes.
-///
-/// std::atomic<std::shared_ptr> is the modern spelling, but the one of GCC 12 releases its internal
-/// lock with relaxed order after a load, which ThreadSanitizer rightly reports; the free functions
-/// used here have no such fault.
 template <typename Value>
 class Snapshot {
 public:
@@ -21,21 +19,17 @@ public:
     ~Snapshot() = default;
 
     /// The latest version, or null if none was stored. Any thread.
-    [[nodiscard]] std::shared_ptr<const Value> load() const {
-        return std::atomic_load_explicit(&current_, std::memory_order_acquire);
-    }
+    [[nodiscard]] std::shared_ptr<const Value> load() const { return current_.load(); }
 
     /// Replaces the value. Any thread.
     void store(Value value) { store(std::make_shared<const Value>(std::move(value))); }
-    void store(std::shared_ptr<const Value> value) {
-        std::atomic_store_explicit(&current_, std::move(value), std::memory_order_release);
-    }
+    void store(std::shared_ptr<const Value> value) { current_.store(std::move(value)); }
 
     /// Leaves nothing to load. Any thread.
     void clear() { store(std::shared_ptr<const Value>()); }
 
 private:
-    std::shared_ptr<const Value> current_;
+    AtomicPointer<const Value> current_;
 };
 
 }  // namespace velmaro

@@ -12,31 +12,31 @@ AsioMainQueue::~AsioMainQueue() = default;
 
 void AsioMainQueue::run() {
     assert(isCurrent());
-    if (const auto loop = std::atomic_load(&loop_)) {
+    if (const auto loop = loop_.load()) {
         loop->run();
         loop->rearm();
     }
 }
 
 void AsioMainQueue::stop() {
-    if (const auto loop = std::atomic_load(&loop_)) {
+    if (const auto loop = loop_.load()) {
         loop->stop();
     }
 }
 
 void AsioMainQueue::close() {
     assert(isCurrent());
-    std::atomic_exchange(&loop_, std::shared_ptr<EventLoop>());
+    loop_.exchange(nullptr);
 }
 
 void AsioMainQueue::async(Work work) {
-    if (const auto loop = std::atomic_load(&loop_)) {
+    if (const auto loop = loop_.load()) {
         loop->post(std::move(work));
     }
 }
 
 void AsioMainQueue::asyncAfter(std::chrono::duration<double> delay, Work work) {
-    if (const auto loop = std::atomic_load(&loop_)) {
+    if (const auto loop = loop_.load()) {
         loop->postAfter(delay, std::move(work));
     }
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <thread>
 
+#include "platform/AtomicPointer.h"
 #include "platform/Dispatch.h"
 
 namespace velmaro {
@@ -36,8 +37,8 @@ public:
 
 private:
     const std::thread::id mainThread_ = std::this_thread::get_id();
-    /// Null once closed. Touched only through std::atomic_load and its kin.
-    std::shared_ptr<EventLoop> loop_;
+    /// Null once closed.
+    AtomicPointer<EventLoop> loop_;
 };
 
 }  // namespace velmaro
