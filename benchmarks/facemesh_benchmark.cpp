@@ -139,7 +139,7 @@ void pose(benchmark::State& state) {
     facemesh::Observation observation;
     for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(analyzer.poseEstimator().estimate(face.points));
-        benchmark::DoNotOptimize(observation.describe(face.points, 0, 1280, 720));
+        benchmark::DoNotOptimize(&observation.describe(face.points, 0, 1280, 720));
     }
 }
 BENCHMARK(pose)->Unit(benchmark::kMicrosecond);

@@ -21,8 +21,7 @@ void makeApplication() {
     static int count = 1;
     static char name[] = "benchmark_window";
     static char* arguments[] = {name, nullptr};
-    static auto* const application = new QApplication(count, arguments);
-    benchmark::DoNotOptimize(application);
+    [[maybe_unused]] static auto* const application = new QApplication(count, arguments);
     QApplication::setPalette(paletteOf(ColorScheme::light));
 }
 

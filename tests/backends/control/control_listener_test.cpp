@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "UDPReceiver.h"
@@ -37,8 +38,9 @@ protected:
 
     static void send(const ControlListener& listener, const char* path,
                      const char* host = "127.0.0.1") {
-        const std::unique_ptr<void, decltype(&lo_address_free)> address(
-            lo_address_new(host, std::to_string(listener.port()).c_str()), &lo_address_free);
+        const std::unique_ptr<std::remove_pointer_t<lo_address>, decltype(&lo_address_free)>
+            address(lo_address_new(host, std::to_string(listener.port()).c_str()),
+                    &lo_address_free);
         ASSERT_GT(lo_send(address.get(), path, nullptr), 0);
     }
 

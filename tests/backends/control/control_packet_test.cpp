@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "backends/control/ControlPacket.h"
@@ -22,7 +23,7 @@ std::vector<ControlRequest> requests(const std::string& packet) {
     return all;
 }
 
-using Message = std::unique_ptr<void, decltype(&lo_message_free)>;
+using Message = std::unique_ptr<std::remove_pointer_t<lo_message>, decltype(&lo_message_free)>;
 
 Message message() {
     return {lo_message_new(), &lo_message_free};

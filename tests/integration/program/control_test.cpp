@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "UDPReceiver.h"
@@ -27,7 +28,7 @@ std::string freePort() {
 }
 
 void send(const std::string& port, const char* path) {
-    const std::unique_ptr<void, decltype(&lo_address_free)> address(
+    const std::unique_ptr<std::remove_pointer_t<lo_address>, decltype(&lo_address_free)> address(
         lo_address_new("127.0.0.1", port.c_str()), &lo_address_free);
     // Refused while nothing listens yet.
     lo_send(address.get(), path, nullptr);

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "UDPReceiver.h"
 #include "fakes/Eventually.h"
@@ -53,7 +54,7 @@ std::vector<Receiver::Message> Receiver::allSent() {
         return ownMessages_;
     };
     const int before = own();
-    const std::unique_ptr<void, decltype(&lo_address_free)> itself(
+    const std::unique_ptr<std::remove_pointer_t<lo_address>, decltype(&lo_address_free)> itself(
         lo_address_new("127.0.0.1", port().c_str()), &lo_address_free);
     // What comes over the loopback keeps its order. Sent anew where a full socket dropped it.
     do {
