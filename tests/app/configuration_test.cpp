@@ -243,8 +243,13 @@ TEST_F(ConfigurationTest, RefusesToWriteWhatCouldNotBeRead) {
     EXPECT_THAT(configurationText(options).error().description, HasSubstr("port: '91 02'"));
     options.port = "8000";
     options.input = "camera_a#b";
-    EXPECT_THAT(configurationText(options).error().description,
-                HasSubstr("input: 'camera_a#b' cannot be written down"));
+    // The options' library of Debian 12 takes what follows for a comment, Debian 13's does not.
+    if (const auto text = configurationText(options)) {
+        EXPECT_THAT(*text, testing::EndsWith("\ninput = \"camera_a#b\"\n"));
+    } else {
+        EXPECT_THAT(text.error().description,
+                    HasSubstr("input: 'camera_a#b' cannot be written down"));
+    }
     options.input = "camera_a\nport = 1";
     EXPECT_FALSE(configurationText(options).has_value());
 }

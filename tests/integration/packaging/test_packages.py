@@ -66,9 +66,10 @@ class PackagesTest(unittest.TestCase):
 
     def test_dependencies(self):
         terminal = self.field("velmaro-cli", "Depends")
+        # A suite's name of a library may tell how large its times are, or which release it is.
         for needed in ("gstreamer1.0-plugins-base", "gstreamer1.0-plugins-good", "libc6",
-                       "libgstreamer1.0-0", "libxnnpack0"):
-            self.assertRegex(terminal, rf"(^|, ){re.escape(needed)}( \(|,|$)")
+                       "libgstreamer1.0-0(t64)?", r"libxnnpack0(\.[0-9.]+)?"):
+            self.assertRegex(terminal, rf"(^|, ){needed}( \(|,|$)")
         self.assertNotIn("qt", terminal)
         window = self.field("velmaro", "Depends")
         version = self.field("velmaro", "Version")
