@@ -177,10 +177,11 @@ void Pipeline::work() {
             startPlaying();
             continue;
         }
-        if (const MessageHandle message = nextMessage()) {
+        const MessageHandle message = nextMessage();
+        if (message) {
             handle(message.get());
         }
-        lookAfterOpening();
+        lookAfterOpening(message == nullptr);
         lookAfterFrames();
     }
 }
@@ -193,11 +194,12 @@ MessageHandle Pipeline::nextMessage() {
 
 // decodebin keeps the error of a demuxer to itself that ends before it is linked, and opens for
 // ever.
-void Pipeline::lookAfterOpening() {
+void Pipeline::lookAfterOpening(bool isQuiet) {
     if (stage_ != Stage::opening) {
         return;
     }
-    if (anyEndedWithoutStreams(GST_BIN(pipeline_.get()))) {
+    // An error that is still under way says more than this.
+    if (isQuiet && anyEndedWithoutStreams(GST_BIN(pipeline_.get()))) {
         const ErrorHandle kept(
             g_error_new(GST_STREAM_ERROR, GST_STREAM_ERROR_DEMUX, "it has no stream"));
         fail(source_->explain(*kept));

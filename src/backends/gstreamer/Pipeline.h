@@ -83,7 +83,8 @@ private:
     void wake();
     /// Null if it is time to look after the opening or the frames.
     [[nodiscard]] MessageHandle nextMessage();
-    void lookAfterOpening();
+    /// `isQuiet`: nothing has been said since the last look.
+    void lookAfterOpening(bool isQuiet);
     void lookAfterFrames();
     void handle(GstMessage* message);
     void becomeReady();
