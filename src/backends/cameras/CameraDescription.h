@@ -18,8 +18,8 @@ struct CameraDescription {
 /// Nothing if the device gives no picture that can be used or has no lasting name. Any thread.
 [[nodiscard]] std::optional<CameraDescription> describeCamera(GstDevice* device);
 
-/// Tells cameras of the same lasting name apart for as long as they are plugged in; empty where no
-/// two share one. Any thread.
+/// Tells cameras of the same lasting name apart for as long as they are plugged in, and is greater
+/// for one that came later; empty where no two share a name. Any thread.
 [[nodiscard]] std::string serialNumber(GstDevice* device);
 
 /// The lasting name among a device's properties: PipeWire's name of the node, else where the

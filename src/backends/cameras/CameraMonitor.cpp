@@ -2,15 +2,19 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 #include <semaphore>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "backends/cameras/CameraDescription.h"
 #include "backends/cameras/PipeWireLink.h"
+#include "backends/cameras/PipeWireSocket.h"
 #include "backends/gstreamer/Library.h"
 
 namespace velmaro::cameras {
@@ -34,6 +38,21 @@ int waitForEvents(GPollFD* files, guint count, int timeout) {
     turn().acquire();
     errno = error;
     return ready;
+}
+
+/// Those that are there, in the order in which they came. PipeWire's provider has an order of its
+/// own, which differs from release to release.
+std::vector<gstreamer::DeviceHandle> inOrder(GstDeviceMonitor* monitor) {
+    std::vector<gstreamer::DeviceHandle> devices;
+    GList* const listed = gst_device_monitor_get_devices(monitor);
+    for (GList* item = listed; item != nullptr; item = item->next) {
+        devices.emplace_back(GST_DEVICE(item->data));
+    }
+    g_list_free(listed);
+    std::ranges::stable_sort(devices, {}, [](const gstreamer::DeviceHandle& device) {
+        return std::strtoull(serialNumber(device.get()).c_str(), nullptr, 10);
+    });
+    return devices;
 }
 
 }  // namespace
@@ -87,7 +106,7 @@ void CameraMonitor::Watcher::run() {
     turn().acquire();
     g_main_context_set_poll_func(context_, waitForEvents);
     g_main_context_push_thread_default(context_);
-    PipeWireLink link(context_, PipeWireLink::socketOfEnvironment(),
+    PipeWireLink link(context_, pipeWireSocket(),
                       {.appeared =
                            [this] {
                                stop();
@@ -96,7 +115,7 @@ void CameraMonitor::Watcher::run() {
                                start();
                            },
                        // The provider is not stopped yet: it handles the loss on a thread of its
-                       // own, and its readers let go of the connection that they share with it.
+                       // own.
                        .lost = [this] { tell(registry->removeAll()); },
                        .stayedAway =
                            [this] {
@@ -135,11 +154,9 @@ void CameraMonitor::Watcher::start() {
     g_source_attach(busSource_, context_);
     registry->open();
     gst_device_monitor_start(monitor_.get());
-    GList* const devices = gst_device_monitor_get_devices(monitor_.get());
-    for (GList* item = devices; item != nullptr; item = item->next) {
-        tell(registry->add(GST_DEVICE(item->data)));
+    for (const gstreamer::DeviceHandle& device : inOrder(monitor_.get())) {
+        tell(registry->add(device.get()));
     }
-    g_list_free_full(devices, gst_object_unref);
 }
 
 // Only after PipeWire's daemon has gone, or while it is not in use.

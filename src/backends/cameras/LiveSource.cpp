@@ -1,8 +1,11 @@
 #include "backends/cameras/LiveSource.h"
 
+#include <chrono>
 #include <string_view>
+#include <thread>
 #include <utility>
 
+#include "backends/cameras/PipeWireSocket.h"
 #include "backends/gstreamer/CameraFormat.h"
 
 namespace velmaro::cameras {
@@ -22,6 +25,19 @@ GstElement* make(GstBin* pipeline, const char* factory) {
         gst_bin_add(pipeline, element);
     }
     return element;
+}
+
+/// PipeWire 1.4's reader waits for its stream to run, but not if that ran before the wait began:
+/// then for half a minute and in vain. The wait needs a lock that is hard to get while the stream
+/// is negotiated. So the stream runs this much after its format is known.
+constexpr std::chrono::microseconds kWaitBegins{50'000};
+
+GstPadProbeReturn holdFirstFormat(GstPad* /*pad*/, GstPadProbeInfo* info, gpointer /*nothing*/) {
+    if (GST_EVENT_TYPE(gst_pad_probe_info_get_event(info)) != GST_EVENT_CAPS) {
+        return GST_PAD_PROBE_OK;
+    }
+    std::this_thread::sleep_for(kWaitBegins);
+    return GST_PAD_PROBE_REMOVE;
 }
 
 /// Told to the pipeline's worker. Any thread.
@@ -75,7 +91,24 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& s
     if (has(camera, "client-name")) {
         g_object_set(camera, "client-name", "Velmaro", nullptr);
     }
+    prepareReader(camera);
     return linkToSink(pipeline, camera, format.get(), sink);
+}
+
+// PipeWire's readers in one process share a connection, on which PipeWire 1.4 gives a new reader
+// the number of one that is still being closed, whose end then takes the new one's memory away: a
+// crash.
+void LiveSource::prepareReader(GstElement* camera) {
+    if (!has(camera, "fd")) {
+        return;
+    }
+    const gstreamer::PadHandle pad(gst_element_get_static_pad(camera, "src"));
+    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, holdFirstFormat, nullptr,
+                      nullptr);
+    if (auto connection = connectToPipeWire(pipeWireSocket())) {
+        connection_.emplace(std::move(*connection));
+        g_object_set(camera, "fd", connection_->get(), nullptr);
+    }
 }
 
 std::optional<Error> LiveSource::linkToSink(GstBin* pipeline, GstElement* camera, GstCaps* format,

@@ -7,6 +7,7 @@
 #include "backends/cameras/CameraRegistry.h"
 #include "backends/gstreamer/LatestFrame.h"
 #include "backends/gstreamer/Source.h"
+#include "backends/posix/FileDescriptor.h"
 
 namespace velmaro::cameras {
 
@@ -33,6 +34,8 @@ private:
     /// A warning about the camera, as `predicate` says it.
     [[nodiscard]] Diagnostic warning(const std::string& predicate, const std::string& advice) const;
     [[nodiscard]] Error says(const std::string& predicate) const;
+    /// If the camera is one of PipeWire's.
+    void prepareReader(GstElement* camera);
     /// The way from the camera's element, which gives `format`, to `sink`.
     std::optional<Error> linkToSink(GstBin* pipeline, GstElement* camera, GstCaps* format,
                                     gstreamer::FrameSink& sink);
@@ -42,6 +45,8 @@ private:
     Diagnostics& diagnostics_;
     std::optional<gstreamer::LatestFrame> latest_;
     std::shared_ptr<DeviceUse> use_;
+    /// The camera's element knows it by its number and takes a copy, so it stays open as long.
+    std::optional<FileDescriptor> connection_;
 };
 
 /// Why a camera that is not there cannot be used.

@@ -3,15 +3,13 @@
 #include <glib-unix.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <string_view>
 #include <utility>
+
+#include "backends/cameras/PipeWireSocket.h"
 
 namespace velmaro::cameras {
 
@@ -21,11 +19,6 @@ namespace {
 constexpr guint kFirstDelay = 100;
 constexpr guint kLastDelay = 3200;
 
-std::string variable(const char* name) {
-    const char* const value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
-
 void drop(GSource*& source) {
     if (source != nullptr) {
         g_source_destroy(source);
@@ -34,29 +27,7 @@ void drop(GSource*& source) {
     }
 }
 
-void drop(int& descriptor) {
-    if (descriptor >= 0) {
-        ::close(descriptor);
-        descriptor = -1;
-    }
-}
-
 }  // namespace
-
-std::string PipeWireLink::socketOfEnvironment() {
-    std::string name = variable("PIPEWIRE_REMOTE");
-    if (name.empty()) {
-        name = "pipewire-0";
-    }
-    std::string folder = variable("PIPEWIRE_RUNTIME_DIR");
-    if (folder.empty()) {
-        folder = variable("XDG_RUNTIME_DIR");
-    }
-    if (name.front() == '/') {
-        return name;
-    }
-    return folder.empty() ? "" : folder + "/" + name;
-}
 
 PipeWireLink::PipeWireLink(GMainContext* context, std::string socket, Events events)
     : context_(context), socket_(std::move(socket)), events_(std::move(events)) {}
@@ -65,7 +36,6 @@ PipeWireLink::~PipeWireLink() {
     disconnect();
     drop(retrySource_);
     drop(folderSource_);
-    drop(folder_);
 }
 
 bool PipeWireLink::begin() {
@@ -77,20 +47,13 @@ bool PipeWireLink::begin() {
 }
 
 bool PipeWireLink::connect() {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (socket_.size() >= sizeof(address.sun_path)) {
+    auto connection = connectToPipeWire(socket_);
+    if (!connection) {
         return false;
     }
-    std::memcpy(address.sun_path, socket_.c_str(), socket_.size() + 1);
-    connection_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (connection_ < 0 ||
-        ::connect(connection_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        drop(connection_);
-        return false;
-    }
-    connectionSource_ =
-        g_unix_fd_source_new(connection_, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR));
+    connection_.emplace(std::move(*connection));
+    connectionSource_ = g_unix_fd_source_new(
+        connection_->get(), static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR));
     g_source_set_callback(connectionSource_, G_SOURCE_FUNC(socketEvent), this, nullptr);
     g_source_attach(connectionSource_, context_);
     return true;
@@ -111,13 +74,13 @@ gboolean PipeWireLink::socketEvent(int descriptor, GIOCondition /*condition*/, g
 }
 
 void PipeWireLink::watchFolder() {
-    folder_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    folder_.emplace(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     const std::string folder = std::filesystem::path(socket_).parent_path();
-    if (folder_ < 0 || ::inotify_add_watch(folder_, folder.c_str(), IN_CREATE | IN_MOVED_TO) < 0) {
-        drop(folder_);
+    if (::inotify_add_watch(folder_->get(), folder.c_str(), IN_CREATE | IN_MOVED_TO) < 0) {
+        folder_.reset();
         return;
     }
-    folderSource_ = g_unix_fd_source_new(folder_, G_IO_IN);
+    folderSource_ = g_unix_fd_source_new(folder_->get(), G_IO_IN);
     g_source_set_callback(folderSource_, G_SOURCE_FUNC(folderEvent), this, nullptr);
     g_source_attach(folderSource_, context_);
 }
@@ -140,7 +103,7 @@ gboolean PipeWireLink::folderEvent(int descriptor, GIOCondition /*condition*/, g
         }
     }
     // The socket appears a moment before anybody listens on it.
-    if (created && link.connection_ < 0) {
+    if (created && !link.connection_) {
         link.delay_ = kFirstDelay;
         link.retryLater();
     }
@@ -170,7 +133,7 @@ gboolean PipeWireLink::retry(gpointer self) {
 
 void PipeWireLink::disconnect() {
     drop(connectionSource_);
-    drop(connection_);
+    connection_.reset();
 }
 
 }  // namespace velmaro::cameras

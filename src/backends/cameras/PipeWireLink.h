@@ -3,7 +3,10 @@
 #include <glib.h>
 
 #include <functional>
+#include <optional>
 #include <string>
+
+#include "backends/posix/FileDescriptor.h"
 
 namespace velmaro::cameras {
 
@@ -29,9 +32,6 @@ public:
     /// Begins to watch. True if the daemon is there, which is then not told by `appeared`.
     bool begin();
 
-    /// Where this process's environment puts the socket.
-    static std::string socketOfEnvironment();
-
 private:
     static gboolean socketEvent(int descriptor, GIOCondition condition, gpointer self);
     static gboolean folderEvent(int descriptor, GIOCondition condition, gpointer self);
@@ -45,8 +45,8 @@ private:
     GMainContext* const context_;
     const std::string socket_;
     const Events events_;
-    int connection_ = -1;
-    int folder_ = -1;
+    std::optional<FileDescriptor> connection_;
+    std::optional<FileDescriptor> folder_;
     GSource* connectionSource_ = nullptr;
     GSource* folderSource_ = nullptr;
     GSource* retrySource_ = nullptr;

@@ -1,6 +1,9 @@
+#include <unistd.h>
+
 #include <array>
 #include <cmath>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -157,6 +160,37 @@ TEST_F(LiveCamera, TwoOfTheSameNameAreEachThemselves) {
     ASSERT_TRUE(session->unplug("front@2"));
     EXPECT_TRUE(eventually([&] { return !rig.errors().empty(); }));
     EXPECT_TRUE(eventually([&] { return !rig.isListed(); }));
+}
+
+/// How many of PipeWire's clients this process is.
+int clients() {
+    const std::string count =
+        "pw-cli ls Client | grep -c 'pipewire.sec.pid = \"" + std::to_string(::getpid()) + "\"'";
+    std::FILE* const answer = ::popen(count.c_str(), "re");
+    int number = -1;
+    EXPECT_EQ(std::fscanf(answer, "%d", &number), 1);
+    ::pclose(answer);
+    return number;
+}
+
+TEST_F(LiveCamera, EachThatIsReadHasAConnectionOfItsOwn) {
+    ASSERT_TRUE(session->plugIn("left"));
+    ASSERT_TRUE(session->plugIn("right"));
+    Rig left(live);
+    Rig right(live);
+    const auto cameras = left.devices();
+    ASSERT_EQ(cameras.size(), 2U);
+    const int lists = clients();
+    ASSERT_GE(lists, 1);
+    ASSERT_EQ(left.setUp(cameras[0]), "");
+    left.session->startRunning();
+    EXPECT_EQ(clients(), lists + 1);
+    ASSERT_EQ(right.setUp(right.devices().at(1)), "");
+    right.session->startRunning();
+    EXPECT_EQ(clients(), lists + 2);
+    left.session->stopRunning();
+    right.session->stopRunning();
+    EXPECT_TRUE(eventually([&] { return clients() == lists; }));
 }
 
 TEST_F(LiveCamera, StartsAgainAfterItsReturnAndFailsAtOnceBefore) {
