@@ -25,7 +25,7 @@ ROOMS = {
     "app/linux": (("platform", "backends/*", "receivers", "headphones", "app"), ()),
     "backends/queues": (("platform",), ("asio",)),
     "backends/net": (("platform",), ("asio",)),
-    "backends/cameras": (("platform", "backends/gstreamer"), ("gstreamer", "glib", "udev")),
+    "backends/cameras": (("platform", "backends/gstreamer", "backends/posix"), ("gstreamer", "glib", "udev")),
     "backends/control": (("platform",), ("asio", "oscpack")),
     "backends/gstreamer": (("platform",), ("gstreamer", "glib")),
     "backends/networks": (("platform",), ("xnnpack", "pthreadpool", "flatbuffers")),
