@@ -194,7 +194,7 @@ class Transcript:
     def _hear(self, event):
         from gi.repository import GLib
         try:
-            role = event.source.get_role_name()
+            role = role_of(event.source)
             if event.type == self.NAME and role == "combo box":
                 self.lines.append("chosen: " + told(event.source))
             elif event.type == self.FOCUS and event.detail1:
@@ -229,14 +229,20 @@ class Transcript:
             self._listener.deregister(event)
 
 
+def role_of(node):
+    """What its role is called. Newer bindings have another name for the same number: "button"."""
+    from gi.repository import Atspi
+    return "push button" if node.get_role() == Atspi.Role.PUSH_BUTTON else node.get_role_name()
+
+
 def told(node):
     """An element as a screen reader tells it: role, name, value, state, description."""
     from gi.repository import Atspi
-    states = node.get_state_set()
-    parts = [node.get_role_name(), f"'{node.get_name()}'"]
-    if node.get_role_name() == "text":
+    states, role = node.get_state_set(), role_of(node)
+    parts = [role, f"'{node.get_name()}'"]
+    if role == "text":
         parts.append("= " + Atspi.Text.get_text(node, 0, -1))
-    if node.get_role_name() in ("radio button", "check box"):
+    if role in ("radio button", "check box"):
         parts.append("checked" if states.contains(Atspi.StateType.CHECKED) else "not checked")
     if not states.contains(Atspi.StateType.ENABLED):
         parts.append("disabled")
@@ -303,12 +309,12 @@ class Program:
     def find(self, role, name=None):
         """The first of that role, and of that name unless any will do."""
         for node in self.everything():
-            if node.get_role_name() == role and name in (None, node.get_name()):
+            if role_of(node) == role and name in (None, node.get_name()):
                 return node
         raise AssertionError(f"no {role} named {name}")
 
     def labels(self):
-        return [node.get_name() for node in self.everything() if node.get_role_name() == "label"]
+        return [node.get_name() for node in self.everything() if role_of(node) == "label"]
 
     def status(self):
         # Asking the whole tree each time would cost more than all else in a test.

@@ -351,7 +351,7 @@ class WindowTest(unittest.TestCase):
         from gi.repository import Atspi
         boxes = []
         for node in program.everything():
-            if node.get_role_name() in ("push button", "text", "combo box", "check box", "label"):
+            if desk.role_of(node) in ("push button", "text", "combo box", "check box", "label"):
                 box = node.get_extents(Atspi.CoordType.WINDOW)
                 boxes.append((box.x, box.y, box.width, box.height))
         return boxes
