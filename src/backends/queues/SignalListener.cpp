@@ -9,6 +9,17 @@
 #include "backends/queues/EventLoop.h"
 
 namespace velmaro {
+namespace {
+
+/// Until the process ends. With the last set that holds it a signal gets its default effect back,
+/// and there is no moment at which one could be ignored instead. Nobody waits at this set.
+void keepFromDefaultEffect(int signal) {
+    static auto& context = *new asio::io_context;
+    static auto& signals = *new asio::signal_set(context);
+    signals.add(signal);
+}
+
+}  // namespace
 
 /// Waits on a thread of its own, so that it works beside any kind of main loop.
 class SignalListener::Waiter {
@@ -18,6 +29,7 @@ public:
         : queue_(queue), handler_(std::make_shared<const Handler>(std::move(handler))) {
         sigemptyset(&heard_);
         for (const int signal : signals) {
+            keepFromDefaultEffect(signal);
             signals_.add(signal);
             sigaddset(&heard_, signal);
         }

@@ -18,7 +18,9 @@ public:
     SignalListener(DispatchQueue& queue, std::initializer_list<int> signals,
                    std::function<void(int signal)> handler);
 
-    /// Gives the signals their default effect back. On the queue's thread: no call follows.
+    /// On the queue's thread: no call follows. The signals have no effect any more, so that one
+    /// that comes while the process ends does not end it otherwise; a later listener may be told of
+    /// it.
     ~SignalListener();
 
 private:

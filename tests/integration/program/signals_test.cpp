@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 
@@ -50,6 +51,20 @@ TEST(ProgramSignals, ManySignalsInARowDoNoHarm) {
     program.signal(SIGTERM);
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(ProgramSignals, OneThatComesWhileItEndsDoesNoHarm) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Program program({"--demo"});
+        ASSERT_TRUE(program.waitForOutput("🎯 Calculated: "));
+        // Until it has ended, so that some come at whatever it does last.
+        ASSERT_TRUE(fakes::eventually([&] {
+            program.signal(signal);
+            return program.wait(std::chrono::milliseconds(0)) != -1000;
+        }));
+        EXPECT_EQ(program.wait(), 0);
+        EXPECT_THAT(program.output(), testing::EndsWith("\n"));
+    }
 }
 
 }  // namespace
