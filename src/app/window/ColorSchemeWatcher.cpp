@@ -52,10 +52,7 @@ ColorScheme ColorSchemeWatcher::scheme() const {
 }
 
 void ColorSchemeWatcher::readPortal() {
-    // The toolkit's own tells nothing any more when an application object before this one made it,
-    // as on desktops with large texts.
-    QDBusConnection bus =
-        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("colour scheme"));
+    QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
         return;
     }

@@ -52,6 +52,9 @@ std::unique_ptr<QApplication> makeApplication(int& count, char** arguments,
     // which is not meant for what this program starts.
     const QByteArray before = qgetenv(kScaleVariable);
     const double own = before.isEmpty() ? 1 : before.toDouble();
+    // Among them is what lets the session's bus, which stays, deliver its signals. Dropped with the
+    // application, it would never come again: the desktop's changes would go unheard.
+    QCoreApplication::sendPostedEvents();
     application.reset();
     qputenv(kScaleVariable, QByteArray::number(own * scale));
     // An application object takes the name of its desktop file with it.

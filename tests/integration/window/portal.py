@@ -10,6 +10,8 @@ from gi.repository import Gio, GLib
 INTERFACE = """<node><interface name="org.freedesktop.portal.Settings">
   <method name="Read"><arg type="s" direction="in"/><arg type="s" direction="in"/>
     <arg type="v" direction="out"/></method>
+  <method name="ReadAll"><arg type="as" direction="in"/>
+    <arg type="a{sa{sv}}" direction="out"/></method>
   <signal name="SettingChanged"><arg type="s"/><arg type="s"/><arg type="v"/></signal>
 </interface><interface name="org.freedesktop.portal.Inhibit">
   <method name="Inhibit"><arg type="s" direction="in"/><arg type="u" direction="in"/>
@@ -24,8 +26,13 @@ requests = 0
 registrations = {}
 
 
-def called(_connection, _sender, _path, _interface, _method, parameters, invocation):
+def called(_connection, _sender, _path, _interface, method, parameters, invocation):
     known = {SETTING: GLib.Variant("u", scheme), TEXT_SETTING: GLib.Variant("d", factor)}
+    if method == "ReadAll":
+        # All of them, whichever groups are asked for.
+        groups = {group: {key: value} for (group, key), value in known.items()}
+        invocation.return_value(GLib.Variant("(a{sa{sv}})", (groups,)))
+        return
     value = known.get(parameters.unpack())
     if value:
         answer = GLib.Variant("v", value)

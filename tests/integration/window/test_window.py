@@ -455,8 +455,15 @@ class WindowTest(unittest.TestCase):
         self.assertEqual(program.wait(), 0)
 
     def test_colour_scheme_is_followed_live(self):
+        self.assert_scheme_is_followed({})
+
+    def test_colour_scheme_is_followed_live_with_large_texts(self):
+        # There an application object before the one that stays has connected to the bus.
+        self.assert_scheme_is_followed(desk.large_texts(CLIPS.name, 14))
+
+    def assert_scheme_is_followed(self, environment):
         portal = self.start_portal(1)
-        program = self.start("--camera-file", CLIP)
+        program = self.start("--camera-file", CLIP, environment=environment)
 
         def ground():
             x, y = program.origin()
