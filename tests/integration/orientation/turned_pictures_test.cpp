@@ -116,8 +116,10 @@ SampleHandle converted(GstSample* sample, const char* format) {
         gst_caps_new_simple("video/x-raw", "format", G_TYPE_STRING, format, nullptr));
     if (GST_VIDEO_FORMAT_INFO_IS_YUV(
             gst_video_format_get_info(gst_video_format_from_string(format)))) {
-        // Left alone, GStreamer takes other colours for a picture that is high.
-        gst_caps_set_simple(caps.get(), "colorimetry", G_TYPE_STRING, "bt601", nullptr);
+        // Left alone, GStreamer takes other colours for a picture that is high, and from 1.26 on
+        // shares them between other columns: each shared colour is that of its pixels' middle.
+        gst_caps_set_simple(caps.get(), "colorimetry", G_TYPE_STRING, "bt601", "chroma-site",
+                            G_TYPE_STRING, "jpeg", nullptr);
     }
     return SampleHandle(gst_video_convert_sample(sample, caps.get(), 20 * GST_SECOND, nullptr));
 }
