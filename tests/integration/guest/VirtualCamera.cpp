@@ -39,6 +39,13 @@ const std::string& picture() {
     return file;
 }
 
+/// What gives the camera's input the output's pictures: kernels from 6.11 on ask which output it
+/// is.
+std::string connection(const std::string& camera) {
+    const bool isOneSwitch = shell("v4l2-ctl -d " + camera + " -C loop_video").status == 0;
+    return isOneSwitch ? "loop_video=1" : "hdmi_000_0_is_connected_to=2";
+}
+
 }  // namespace
 
 VirtualCamera::VirtualCamera() {
@@ -55,8 +62,8 @@ VirtualCamera::VirtualCamera() {
     run("v4l2-ctl -d " + output_ + " -o 1 && v4l2-ctl -d " + output_ + timing);
     run("v4l2-ctl -d " + camera_ + " -i 3 && v4l2-ctl -d " + camera_ + timing);
     // A few pictures a second are enough for the emulated processor.
-    run("v4l2-ctl -d " + camera_ +
-        " -c loop_video=1,osd_text_mode=2,percentage_of_dropped_buffers=80");
+    run("v4l2-ctl -d " + camera_ + " -c " + connection(camera_) +
+        ",osd_text_mode=2,percentage_of_dropped_buffers=80");
     run("v4l2-ctl -d " + output_ +
         " -v width=640,height=480,pixelformat=YUYV --stream-out-mmap=4 --stream-loop "
         "--stream-from=" +
