@@ -32,6 +32,8 @@ struct Mode {
     /// 0/1 if the camera does not say.
     int rateNumerator;
     int rateDenominator;
+    /// Whether the camera told bounds, between which it need not have every rate.
+    bool rateIsWithinBounds;
 
     [[nodiscard]] double rate() const {
         return static_cast<double>(rateNumerator) / static_cast<double>(rateDenominator);
@@ -87,7 +89,7 @@ bool isColourPicture(const char* format) {
 
 /// `structure` holds no lists, but may hold ranges.
 std::optional<Mode> modeOf(const GstStructure* structure) {
-    Mode mode{Encoding::raw, nullptr, 0, 0, 0, 1};
+    Mode mode{Encoding::raw, nullptr, 0, 0, 0, 1, false};
     const std::string_view name = gst_structure_get_name(structure);
     if (name == "image/jpeg") {
         mode.encoding = Encoding::jpeg;
@@ -106,7 +108,8 @@ std::optional<Mode> modeOf(const GstStructure* structure) {
     }
     mode.width = *width;
     mode.height = *height;
-    if (gst_structure_has_field(structure, "framerate") != FALSE) {
+    if (const GValue* const rate = gst_structure_get_value(structure, "framerate")) {
+        mode.rateIsWithinBounds = GST_VALUE_HOLDS_FRACTION_RANGE(rate) != FALSE;
         const std::unique_ptr<GstStructure, decltype(&gst_structure_free)> copy(
             gst_structure_copy(structure), gst_structure_free);
         gst_structure_fixate_field_nearest_fraction(copy.get(), "framerate", kWantedRate, 1);
@@ -123,11 +126,17 @@ CapsHandle capsOf(const Mode& mode) {
     if (mode.format != nullptr) {
         gst_caps_set_simple(caps.get(), "format", G_TYPE_STRING, mode.format, nullptr);
     }
-    if (mode.rateNumerator > 0) {
-        gst_caps_set_simple(caps.get(), "framerate", GST_TYPE_FRACTION, mode.rateNumerator,
-                            mode.rateDenominator, nullptr);
+    if (mode.rateNumerator <= 0) {
+        return caps;
     }
-    return caps;
+    CapsHandle atThatRate(gst_caps_copy(caps.get()));
+    gst_caps_set_simple(atThatRate.get(), "framerate", GST_TYPE_FRACTION, mode.rateNumerator,
+                        mode.rateDenominator, nullptr);
+    // An input for a cable takes the signal's rate, and GStreamer 1.26 insists on telling it.
+    if (mode.rateIsWithinBounds) {
+        gst_caps_append(atThatRate.get(), caps.release());
+    }
+    return atThatRate;
 }
 
 }  // namespace

@@ -64,6 +64,17 @@ TEST(LiveSource, SlowHandlerSeesTheNewestOfEveryFrame) {
     EXPECT_GT(rig.recorder->drops(), rig.recorder->count());
 }
 
+TEST(LiveSource, ACameraMayHaveAnotherRateThanItsBoundsLetHope) {
+    Camera camera("video/x-raw,format=I420,width=64,height=48,framerate=[0/1,100/1]",
+                  "videotestsrc is-live=true ! capsfilter "
+                  "caps=video/x-raw,format=I420,width=64,height=48,framerate=5035/84");
+    Rig& rig = camera.rig;
+    ASSERT_EQ(rig.setUp(camera.listed()), "");
+    rig.session->startRunning();
+    EXPECT_TRUE(eventually([&] { return rig.recorder->count() >= 3; }));
+    EXPECT_TRUE(rig.errors().empty());
+}
+
 TEST(LiveSource, MotionJPEGIsDecoded) {
     Camera camera("image/jpeg,width=64,height=48,framerate=30/1",
                   "videotestsrc is-live=true pattern=red ! video/x-raw,width=64,height=48"
