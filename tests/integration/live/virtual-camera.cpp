@@ -28,6 +28,9 @@ struct Unref {
 using Sample = std::unique_ptr<GstSample, Unref>;
 using Element = std::unique_ptr<GstElement, Unref>;
 
+/// For what is told to PipeWire: 1.4 takes it from addresses that are multiples of eight only.
+using Memory = std::array<std::uint64_t, 128>;
+
 [[noreturn]] void fail(const std::string& reason) {
     std::fprintf(stderr, "virtual-camera: %s\n", reason.c_str());
     // What hangs shall hold up nobody.
@@ -109,9 +112,9 @@ Camera::Camera(const std::string& name, const Pictures& pictures) : pictures_(pi
     if (stream_ == nullptr) {
         fail("PipeWire does not answer");
     }
-    std::array<std::uint8_t, 1024> memory;
+    Memory memory;
     spa_pod_builder builder;
-    spa_pod_builder_init(&builder, memory.data(), memory.size());
+    spa_pod_builder_init(&builder, memory.data(), sizeof memory);
     const spa_pod* format = nullptr;
     if (pictures_.isRaw) {
         spa_video_info_raw info = {};
@@ -156,9 +159,9 @@ void Camera::paramChanged(void* self, std::uint32_t id, const spa_pod* param) {
 }
 
 void Camera::describeBuffers() {
-    std::array<std::uint8_t, 1024> memory;
+    Memory memory;
     spa_pod_builder builder;
-    spa_pod_builder_init(&builder, memory.data(), memory.size());
+    spa_pod_builder_init(&builder, memory.data(), sizeof memory);
     const auto add = [&builder](std::uint32_t key, int value) {
         spa_pod_builder_prop(&builder, key, 0);
         spa_pod_builder_int(&builder, value);
