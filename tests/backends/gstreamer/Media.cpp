@@ -77,9 +77,10 @@ bool writeNumberedVideo(const std::string& file, const std::string& encoderAndMu
         encoderAndMuxer + " ! filesink location=" + file);
     const ElementHandle frames(gst_bin_get_by_name(GST_BIN(pipeline.get()), "frames"));
     gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+    constexpr gsize kBytes = gsize{4} * 64 * 48;
     for (int i = 0; i < count; ++i) {
-        GstBuffer* const buffer = gst_buffer_new_allocate(nullptr, 4 * 64 * 48, nullptr);
-        gst_buffer_memset(buffer, 0, static_cast<guint8>(greyOfFrame(i)), 4 * 64 * 48);
+        GstBuffer* const buffer = gst_buffer_new_allocate(nullptr, kBytes, nullptr);
+        gst_buffer_memset(buffer, 0, static_cast<guint8>(greyOfFrame(i)), kBytes);
         // The end of one frame is the beginning of the next, to the nanosecond.
         GST_BUFFER_PTS(buffer) = static_cast<GstClockTime>(i) * GST_SECOND / 30;
         GST_BUFFER_DURATION(buffer) =

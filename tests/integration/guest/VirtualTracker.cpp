@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -30,7 +30,7 @@ VirtualTracker::VirtualTracker(const Bytes& descriptor, const Bytes& description
     uhid_event event{};
     event.type = UHID_CREATE2;
     auto& made = event.u.create2;
-    std::strcpy(reinterpret_cast<char*>(made.name), "Virtual Head Tracker");
+    std::ranges::copy(std::string_view("Virtual Head Tracker"), made.name);
     std::copy(descriptor.begin(), descriptor.end(), made.rd_data);
     made.rd_size = static_cast<std::uint16_t>(descriptor.size());
     made.bus = BUS_BLUETOOTH;

@@ -21,7 +21,6 @@ using testing::AllOf;
 using testing::Contains;
 using testing::Each;
 using testing::HasSubstr;
-using testing::IsSubsetOf;
 using testing::Not;
 using testing::StartsWith;
 
