@@ -13,10 +13,14 @@ std::atomic<int> allocations = 0;
 
 }  // namespace
 
-// Every other form of new ends up in this one.
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
     allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+// Every other form of new ends up in this one, but for the one above where a sanitizer has its own.
+void* operator new(std::size_t size) {
+    if (void* memory = operator new(size, std::nothrow)) {
         return memory;
     }
     throw std::bad_alloc();
