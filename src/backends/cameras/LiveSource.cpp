@@ -15,6 +15,9 @@ namespace {
 /// The camera's place in the error of an element: it has gone for good.
 constexpr int kGone = GST_RESOURCE_ERROR_NOT_FOUND;
 
+/// What ends a stream is most often the camera's loss, of which the list may learn a little later.
+constexpr std::chrono::seconds kLossIsTold{1};
+
 bool has(GstElement* element, const char* property) {
     return g_object_class_find_property(G_OBJECT_GET_CLASS(element), property) != nullptr;
 }
@@ -80,7 +83,11 @@ std::optional<Error> LiveSource::build(GstBin* pipeline, gstreamer::FrameSink& s
         return says("cannot be opened");
     }
     gst_bin_add(pipeline, camera);
-    use_ = registry_->use(device.get(), [lost, error = says("was disconnected")] { lost(error); });
+    loss_ = std::make_shared<std::binary_semaphore>(0);
+    use_ = registry_->use(device.get(), [lost, told = loss_, error = says("was disconnected")] {
+        lost(error);
+        told->release();
+    });
     if (!use_) {
         return absent(camera_);
     }
@@ -186,6 +193,9 @@ Error LiveSource::explain(const GError& reason) const {
             default:
                 break;
         }
+    }
+    if (loss_ && loss_->try_acquire_for(kLossIsTold)) {
+        return says("was disconnected");
     }
     return error(reason.message);
 }

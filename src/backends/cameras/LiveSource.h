@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <semaphore>
 #include <string>
 
 #include "backends/cameras/CameraRegistry.h"
@@ -26,6 +27,7 @@ public:
     bool goOn(GstElement* pipeline, GstMessageType end, bool hasStalled) override;
     std::optional<Error> frameFlowChanged(gstreamer::FrameFlow flow) override;
     [[nodiscard]] Error error(const std::string& reason) const override;
+    /// Waits a moment for the camera's loss to be known.
     [[nodiscard]] Error explain(const GError& reason) const override;
 
 private:
@@ -45,6 +47,7 @@ private:
     Diagnostics& diagnostics_;
     std::optional<gstreamer::LatestFrame> latest_;
     std::shared_ptr<DeviceUse> use_;
+    std::shared_ptr<std::binary_semaphore> loss_;
     /// The camera's element knows it by its number and takes a copy, so it stays open as long.
     std::optional<FileDescriptor> connection_;
 };

@@ -75,6 +75,21 @@ TEST(LiveSource, ACameraMayHaveAnotherRateThanItsBoundsLetHope) {
     EXPECT_TRUE(rig.errors().empty());
 }
 
+TEST(LiveSource, AnErrorBeforeTheLossIsKnownIsTheLoss) {
+    Camera camera(kColour,
+                  "videotestsrc is-live=true ! video/x-raw,format=YUY2,width=640,height=480,"
+                  "framerate=30/1 ! identity error-after=4");
+    Rig& rig = camera.rig;
+    ASSERT_EQ(rig.setUp(camera.listed()), "");
+    rig.session->startRunning();
+    // By then the error has come.
+    std::this_thread::sleep_for(500ms);
+    camera.registry->remove(camera.device.get());
+    ASSERT_TRUE(eventually([&] { return !rig.errors().empty(); }));
+    EXPECT_EQ(rig.errors()[0].description, "the camera \"Name\" was disconnected");
+    EXPECT_EQ(rig.errors().size(), 1U);
+}
+
 TEST(LiveSource, MotionJPEGIsDecoded) {
     Camera camera("image/jpeg,width=64,height=48,framerate=30/1",
                   "videotestsrc is-live=true pattern=red ! video/x-raw,width=64,height=48"
