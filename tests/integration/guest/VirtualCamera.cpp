@@ -39,8 +39,7 @@ const std::string& picture() {
     return file;
 }
 
-/// What gives the camera's input the output's pictures: kernels from 6.11 on ask which output it
-/// is.
+/// What gives the camera's input the output's pictures: newer kernels ask which output it is.
 std::string connection(const std::string& camera) {
     const bool isOneSwitch = shell("v4l2-ctl -d " + camera + " -C loop_video").status == 0;
     return isOneSwitch ? "loop_video=1" : "hdmi_000_0_is_connected_to=2";

@@ -134,10 +134,11 @@ TEST_F(CameraReturn, LeavesNoDescriptorOfADeadDaemonBehind) {
     for (int loss = 1; loss < losses; ++loss) {
         ASSERT_NO_FATAL_FAILURE(killAndStartDaemons());
     }
-    // Those of the last start may still be closing. PipeWire 1.4 keeps one now and then, which goes
-    // with the next death.
-    EXPECT_TRUE(eventually([&] { return openFiles(program->pid()) <= before + 1; }))
-        << openFiles(program->pid()) << " files, before " << before;
+    // PipeWire 1.4 keeps one now and then, which goes with a later death; what is leaked stays.
+    for (int later = 0; later < 4 && settledFiles(program->pid()) > before; ++later) {
+        ASSERT_NO_FATAL_FAILURE(killAndStartDaemons());
+    }
+    EXPECT_LE(settledFiles(program->pid()), before);
     std::cout << "descriptors " << before << ", after " << losses << " deaths "
               << openFiles(program->pid()) << "\n";
     endWell();
