@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <complex>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <numbers>
@@ -31,6 +32,8 @@ constexpr float kAmplitude = 0.2F;
 
 using Sums = std::array<std::array<std::complex<double>, kChannels>, kWaves>;
 using Ports = std::array<jack_port_t*, kChannels>;
+
+volatile std::sig_atomic_t isEnding = 0;
 
 struct Measurement {
     Ports inputs{};
@@ -118,6 +121,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: plane_waves CLIENT\n");
         return 2;
     }
+    std::signal(SIGTERM, [](int) { isEnding = 1; });
     jack_client_t* const jack = jack_client_open("plane_waves", JackNoStartServer, nullptr);
     if (jack == nullptr) {
         std::fprintf(stderr, "no JACK server\n");
@@ -138,7 +142,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "no client like %s with four inputs and outputs\n", argv[1]);
         return 1;
     }
-    for (;;) {
+    while (isEnding == 0) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         while (jack_ringbuffer_read_space(measurement.finished) >= sizeof(Sums)) {
             Sums sums;
@@ -146,4 +150,7 @@ int main(int argc, char** argv) {
             print(sums);
         }
     }
+    // The server waits long for a client that ends without a word.
+    jack_client_close(jack);
+    return 0;
 }

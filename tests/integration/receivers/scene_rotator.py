@@ -99,12 +99,16 @@ def scene_rotator(port):
                                        stderr=subprocess.DEVNULL)
             stack.callback(process.wait)
             stack.callback(process.terminate)
+            return process
 
-        start("jackd", "-n", SERVER, "-r", "-t", "20000", "-d", "dummy", "-C", "4", "-P", "4", "-r",
-              "48000", "-p", "1024")
+        server = start("jackd", "-n", SERVER, "-r", "-t", "20000", "-d", "dummy", "-C", "4", "-P", "4",
+                       "-r", "48000", "-p", "1024")
         wait_until(lambda: subprocess.run(["jack_lsp"], env=environment, check=False,
                                           capture_output=True).returncode == 0, "jackd")
         start(PROGRAM)
+        # Before its clients: for one that is killed it waits 20 seconds for each of its ports.
+        stack.callback(server.wait)
+        stack.callback(server.terminate)
         wait_until(lambda: listens(port), "SceneRotator does not listen")
         wait_until(lambda: b"SceneRotator" in subprocess.run(
             ["jack_lsp"], env=environment, check=False, capture_output=True).stdout,

@@ -64,12 +64,13 @@ def running(*command, **options):
 
 @contextlib.contextmanager
 def held_head(pan, tilt, roll, *options):
-    """The program, which sends the angles of headphones that are held so."""
+    """The program, which sends the angles of headphones that are held so, but for a thousandth of a
+    degree: of one message SceneRotator seldom takes w alone, and keeps that until a number changes."""
     with tempfile.TemporaryDirectory() as folder:
         path = os.path.join(folder, "held.txt")
         with open(path, "w", encoding="ascii") as file:
             file.write("# velmaro motion 1\ntime yaw pitch roll\n"
-                       f"0 {pan} {tilt} {roll}\n0.02 {pan} {tilt} {roll}\n")
+                       f"0 {pan} {tilt} {roll}\n0.02 {pan + 0.001} {tilt} {roll}\n")
         with running(PROGRAM, "--motion-file", path, *options,
                      env={**os.environ, "XDG_CONFIG_HOME": folder}):
             yield
