@@ -1,6 +1,8 @@
 #include "backends/facemesh/FaceAnalyzer.h"
 
 #include <algorithm>
+#include <array>
+#include <optional>
 #include <utility>
 
 #include "backends/facemesh/ModelStore.h"
@@ -63,9 +65,12 @@ std::span<const Face> FaceAnalyzer::follow(const ImageView& image, const Detecti
 /// Faces that were not there before, or not followed.
 std::span<const Face> FaceAnalyzer::measure(const ImageView& image,
                                             std::span<const Detection> detections) {
+    // A further look overwrites what the detector has found.
+    std::array<Detection, kMaximumFaces> best;
+    const std::size_t size = std::min(detections.size(), best.size());
+    std::ranges::copy(detections.first(size), best.begin());
     std::size_t count = 0;
-    for (const Detection& detection :
-         detections.first(std::min(detections.size(), kMaximumFaces))) {
+    for (const Detection& detection : std::span(best).first(size)) {
         Face& face = faces_[count];
         TurnedSquare square = squareAround(detection);
         bool isFace = look(image, square, face);
@@ -73,7 +78,7 @@ std::span<const Face> FaceAnalyzer::measure(const ImageView& image,
             square = squareAround(face.points);
             isFace = look(image, square, face);
         }
-        if (!isFace) {
+        if (!isFace || (count == 0 && !isThereAgain(image, detection, square, face))) {
             continue;
         }
         finish(detection, face);
@@ -83,6 +88,19 @@ std::span<const Face> FaceAnalyzer::measure(const ImageView& image,
         }
     }
     return std::span(faces_).first(count);
+}
+
+/// Whether a new face is one where the next picture would be searched for it, too: animals and
+/// things that one look takes for a face are seldom taken for one twice.
+bool FaceAnalyzer::isThereAgain(const ImageView& image, const Detection& detection,
+                                const TurnedSquare& square, const Face& face) {
+    const std::optional<Detection> again = search_.lookAgain(image, detection);
+    if (!again) {
+        return false;
+    }
+    SteadySquare next;
+    next.begin(square);
+    return look(image, next.follow(*again, face.points), again_);
 }
 
 bool FaceAnalyzer::look(const ImageView& image, const TurnedSquare& square, Face& face) {

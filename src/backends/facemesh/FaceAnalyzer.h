@@ -57,6 +57,8 @@ private:
 
     std::span<const Face> follow(const ImageView& image, const Detection& detection);
     std::span<const Face> measure(const ImageView& image, std::span<const Detection> detections);
+    bool isThereAgain(const ImageView& image, const Detection& detection,
+                      const TurnedSquare& square, const Face& face);
     bool look(const ImageView& image, const TurnedSquare& square, Face& face);
     void finish(const Detection& detection, Face& face) const;
 
@@ -65,6 +67,8 @@ private:
     PoseEstimator poseEstimator_;
     SteadySquare square_;
     std::vector<Face> faces_ = std::vector<Face>(kMaximumFaces);
+    /// Of a face's second look, which nobody is told.
+    Face again_;
     int landmarkLooks_ = 0;
 };
 

@@ -84,6 +84,14 @@ std::span<const Detection> FaceSearch::search(const ImageView& image) {
     return everywhere_ ? searchEverywhere(image) : searchInTurn(image);
 }
 
+std::optional<Detection> FaceSearch::lookAgain(const ImageView& image, const Detection& face) {
+    const auto found =
+        look(image, squareAbout(face.centre, kSquare * sideOf(face), image), kLeastFollowed);
+    const auto own =
+        std::ranges::find_if(found, [&](const Detection& other) { return isSame(other, face); });
+    return own == found.end() ? std::nullopt : std::optional(*own);
+}
+
 void FaceSearch::confirm(const Detection& face) {
     const float side = sideOf(face);
     deceived_ = false;

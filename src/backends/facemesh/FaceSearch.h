@@ -22,6 +22,10 @@ public:
     /// has beaten it. Valid until the next call.
     std::span<const Detection> search(const ImageView& image);
 
+    /// A face that `search` gave, as the next picture would be searched for it; null if it does not
+    /// show there. What `search` gave is not valid any more.
+    std::optional<Detection> lookAgain(const ImageView& image, const Detection& face);
+
     /// The first of what `search` gave is a face: it is followed from now on.
     void confirm(const Detection& face);
     /// None of what `search` gave is a face.
