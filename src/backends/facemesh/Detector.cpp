@@ -26,8 +26,10 @@ std::vector<PixelPoint> makeAnchors() {
     const auto grid = [&anchors](int places, int perPlace) {
         const float step = static_cast<float>(kSide) / static_cast<float>(places);
         for (int place = 0; place < places * places; ++place) {
-            const PixelPoint centre = {(static_cast<float>(place % places) + 0.5F) * step,
-                                       (static_cast<float>(place / places) + 0.5F) * step};
+            const int row = place / places;
+            const int column = place % places;
+            const PixelPoint centre = {(static_cast<float>(column) + 0.5F) * step,
+                                       (static_cast<float>(row) + 0.5F) * step};
             anchors.insert(anchors.end(), static_cast<std::size_t>(perPlace), centre);
         }
     };
